@@ -1,0 +1,59 @@
+# The project's commands. Each installs the Debian packages it needs, builds, and does its work.
+PREFIX ?= /usr/local
+FUZZ_SECONDS ?= 60
+CONFIGURE_FLAGS ?=
+
+.PHONY: all demo test asan bench fuzz install format lint clean
+
+all: build/release
+	cmake --build --preset release
+
+build/%: FORCE
+	@tools/setup build $(SETUP_$*)
+	cmake --preset $* $(CONFIGURE_FLAGS)
+
+.PHONY: FORCE
+FORCE:
+SETUP_release = test
+SETUP_asan = test
+SETUP_bench = bench
+SETUP_fuzz = fuzz
+
+# The main job on real data.
+demo: all
+	@examples/demo build/release/bin/tessel
+
+# All tests.
+test: all
+	ctest --preset release
+
+# All tests under AddressSanitizer and UndefinedBehaviorSanitizer.
+asan: build/asan
+	cmake --build --preset asan
+	ctest --preset asan
+
+# One table of our time against our peers'.
+bench: build/bench
+	cmake --build --preset bench
+	@bench/table build/bench/bin
+
+# Each fuzz target for FUZZ_SECONDS.
+fuzz: build/fuzz
+	cmake --build --preset fuzz
+	@fuzz/run build/fuzz/bin $(FUZZ_SECONDS)
+
+install: all
+	cmake --install build/release --prefix $(PREFIX)
+
+format:
+	@tools/setup lint
+	git ls-files '*.cpp' '*.h' '*.hpp' '*.c' | xargs clang-format -i
+
+# Formatting and static checks.
+lint: all
+	@tools/setup lint
+	git ls-files '*.cpp' '*.h' '*.hpp' '*.c' | xargs clang-format --dry-run --Werror
+	git ls-files 'src/*.cpp' 'morvwin/*.cpp' 'cli/*.cpp' | xargs -P $$(nproc) -n 2 clang-tidy --quiet -p build/release
+
+clean:
+	rm -rf build

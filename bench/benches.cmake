@@ -1,0 +1,1 @@
+# tessel_bench(NAME PEER_LIBRARY...)

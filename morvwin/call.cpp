@@ -1,0 +1,179 @@
+// Argument lists, calls and libraries.
+#include <morv/host.hpp>
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+#include "memory.h"
+
+namespace morv {
+
+namespace {
+
+// More positions than any function reads, so that a call with too few arguments stays inside the list.
+constexpr std::size_t kPositions = 32;
+
+// What `rtn` holds on entry: a function that stores no result leaves it so.
+constexpr int kUntouched = std::numeric_limits<int>::min();
+
+MorvValue ScalarRecord(int tag) {
+  MorvValue record{};
+  record.type = tag;
+  return record;
+}
+
+// What stood in an argument's place.
+std::string Describe(int tag, MorvShape shape) {
+  switch (tag) {
+    case 0: return "it is absent";
+    case MORV_INTEGER: return "it is an integer";
+    case MORV_DOUBLE: return "it is a number";
+    case MORV_MATRIX:
+      return "it is a " + std::to_string(shape.rows) + " x " + std::to_string(shape.columns) + " matrix";
+    case MORV_STRING: return "it is a string";
+    default: return "it is an array or output";
+  }
+}
+
+std::string Message(const std::string &function, const CallError &error) {
+  if (error.outOfMemory) return function + ": out of memory";
+  std::string text = function;
+  if (error.argument > 0) text += ": argument " + std::to_string(error.argument);
+  if (error.expected == nullptr) return text + " is invalid";
+  text += error.argument > 0 ? " must be " : ": expected ";
+  text += error.expected;
+  if (error.rows >= 0) text += " of " + std::to_string(error.rows) + " x " + std::to_string(error.columns);
+  if (error.argument > 0) text += ", " + Describe(error.tag, error.shape);
+  return text;
+}
+
+}  // namespace
+
+Arguments &Arguments::Integer(int value) {
+  MorvValue record = ScalarRecord(MORV_INTEGER);
+  record.value.integer = value;
+  entries_.push_back({record});
+  return *this;
+}
+
+Arguments &Arguments::Double(double value) {
+  MorvValue record = ScalarRecord(MORV_DOUBLE);
+  record.value.number = value;
+  entries_.push_back({record});
+  return *this;
+}
+
+Arguments &Arguments::Text(std::string_view text) { return Borrow(owned_.emplace_back(Value::String(text))); }
+
+Arguments &Arguments::Strings(std::span<const std::string> texts) {
+  return Borrow(owned_.emplace_back(Value::Strings(texts)));
+}
+
+Arguments &Arguments::Matrix(const double *rowMajor, int rows, int columns) {
+  // The row table is writable by type; functions read their inputs only.
+  auto *cells = const_cast<double *>(rowMajor);
+  std::vector<double *> &table = rowTables_.emplace_back(static_cast<std::size_t>(rows) + 1, nullptr);
+  for (int i = 0; i < rows; ++i) table[static_cast<std::size_t>(i)] = cells + static_cast<std::ptrdiff_t>(i) * columns;
+  MorvValue record = ScalarRecord(MORV_MATRIX);
+  record.value.shape = {rows, columns};
+  record.data = table.data();
+  entries_.push_back({record});
+  return *this;
+}
+
+Arguments &Arguments::Borrow(const Value &value) {
+  entries_.push_back({value.Record()});
+  return *this;
+}
+
+Arguments &Arguments::Output(Value &target) {
+  entries_.push_back({ScalarRecord(MORV_ARRAY), &target});
+  return *this;
+}
+
+Arguments &Arguments::Decline() { return Integer(0); }
+
+// The call proper. Inputs are marked as borrowed, so nothing that the function does releases them, and outputs go to
+// fresh records that are moved to their targets when the call has ended.
+struct CallAccess {
+  static Outcome Run(std::string_view name, MorvFunction function, Arguments &args) {
+    const std::size_t count = args.entries_.size();
+    std::vector<MorvValue> records(std::max(count, kPositions));
+    std::vector<Value> fresh(count);
+    for (std::size_t i = 0; i < count; ++i) {
+      const Arguments::Entry &entry = args.entries_[i];
+      records[i] = entry.record;
+      if (entry.target != nullptr) {
+        fresh[i].Record().value.integer = kUntouched;
+        records[i].data = &fresh[i].Record();
+        records[i].opaque[0] = 1;
+      }
+      records[i].opaque[1] = kBorrowed;
+    }
+
+    Outcome outcome;
+    outcome.function = name;
+    outcome.result.Record().value.integer = kUntouched;
+    try {
+      function(&outcome.result.Record(), records.data(), static_cast<int>(count));
+    } catch (const CallError &error) {
+      outcome.status = error.outOfMemory ? Outcome::Status::OutOfMemory : Outcome::Status::Refused;
+      outcome.argument = error.argument;
+      outcome.message = Message(outcome.function, error);
+      outcome.result = Value();
+      return outcome;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+      Value *target = args.entries_[i].target;
+      if (target != nullptr && !Untouched(fresh[i])) *target = std::move(fresh[i]);
+    }
+    if (Untouched(outcome.result)) {
+      outcome.message = outcome.function + ": no result was stored";
+    } else if (outcome.result.Tag() == MORV_MATRIX && outcome.result.Record().data == nullptr) {
+      outcome.status = Outcome::Status::OutOfMemory;
+      outcome.message = outcome.function + ": out of memory";
+    } else {
+      outcome.status = Outcome::Status::Returned;
+    }
+    return outcome;
+  }
+
+  static bool Untouched(const Value &value) {
+    return value.Tag() == MORV_INTEGER && value.Record().value.integer == kUntouched;
+  }
+};
+
+Outcome Call(std::string_view name, MorvFunction function, Arguments &args) {
+  return CallAccess::Run(name, function, args);
+}
+
+Library::~Library() {
+  if (handle_ != nullptr) dlclose(handle_);
+}
+
+std::string Library::Open(const std::string &path) {
+  void *handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (handle == nullptr) return dlerror();
+  if (handle_ != nullptr) dlclose(handle_);
+  handle_ = handle;
+  return {};
+}
+
+MorvFunction Library::Find(const std::string &name) const {
+  if (handle_ == nullptr) return nullptr;
+  return reinterpret_cast<MorvFunction>(dlsym(handle_, name.c_str()));
+}
+
+Outcome Library::Call(const std::string &name, Arguments &args) const {
+  if (const MorvFunction function = Find(name); function != nullptr) return morv::Call(name, function, args);
+  Outcome outcome;
+  outcome.status = Outcome::Status::NotFound;
+  outcome.function = name;
+  outcome.message = name + ": the library has no such function";
+  return outcome;
+}
+
+}  // namespace morv
