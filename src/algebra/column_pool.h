@@ -19,8 +19,8 @@ struct ColumnHandle {
   int slot;  // this slot's number in the pool
 };
 
-// A column of n doubles with one reference: copies of `source`, or missing values without one. Null when memory fails or
-// n is below 0.
+// A column of n doubles with one reference: copies of `source`, or missing values without one. Null when memory fails
+// or n is below 0.
 ColumnHandle *ColumnNew(const double *source, int n);
 
 // One more reference; the empty handle is ignored.

@@ -14,8 +14,8 @@ namespace tessel {
 inline constexpr int kMaxObservations = 100000000;
 inline constexpr int kMaxNameBytes = 64;
 
-// Bits of a variable's flags. Changed and New are cleared at the end of each structural change (add, delete, rename, new
-// sample).
+// Bits of a variable's flags. Changed and New are cleared at the end of each structural change (add, delete, rename,
+// new sample).
 enum VarFlag : std::uint32_t { VarProtected = 1, VarChanged = 2, VarNew = 8 };
 
 enum VarKind : std::uint32_t { VarPlain = 0, VarDates = 1 };
@@ -25,7 +25,7 @@ struct VarInfo {
 };
 
 struct AlgebraDatabase {
-  char *name;  // used in one message; may be empty or null
+  char *name;  // owned; used in one message; may be empty or null
   int varCount;
   int obsCount;
   double **columns;  // copies of the pointers in the handles

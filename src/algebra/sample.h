@@ -1,7 +1,7 @@
 // The calendar sample: year, period and frequency of the observations, and arithmetic on observation indices.
 //
-// Observation indices count from 0 at the first observation. All divisions truncate. Results beyond 32 bits are clamped to
-// the ends of the range; a frequency below 1 counts as 1.
+// Observation indices count from 0 at the first observation. All divisions truncate. Results beyond 32 bits are clamped
+// to the ends of the range; a frequency below 1 counts as 1.
 #pragma once
 
 namespace tessel {
