@@ -38,7 +38,10 @@ struct SymbolEntry {
   std::uint32_t symbolKind;
   ColumnHandle *handle;  // one reference is held; null for a function
   double *data;          // the handle's column, filled at the end of compiling
+  int older;             // the next older symbol of the same hash bucket, -1 for none
 };
+
+inline constexpr int kSymbolBuckets = 1024;
 
 struct AlgebraContext {
   unsigned char *tokens;        // the token stream
@@ -65,6 +68,7 @@ struct AlgebraContext {
   AlgebraDatabase *database;
   std::jmp_buf recovery;  // where a compile error unwinds to
   int *hostVariables;     // how many variables came from the host; falls when the code deletes one. May be null
+  int *symbolBuckets;     // the newest symbol of each hash value, -1 for none
   MachinePlan *plan;      // the code, prepared for the machine
 };
 
