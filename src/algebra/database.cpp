@@ -104,7 +104,6 @@ int FillEntry(AlgebraDatabase *db, int i) {
   db->handles[i] = ColumnNew(nullptr, db->obsCount);
   db->columns[i] = ColumnData(db->handles[i]);
   db->names[i] = TextClone(name);
-  db->flags[i] = VarNew;
   return db->handles[i] != nullptr && db->names[i] != nullptr;
 }
 
@@ -122,6 +121,8 @@ void ClearEntry(AlgebraDatabase *db, int i) {
 // The end of every structural change.
 void MarkModified(AlgebraDatabase *db) {
   db->modified = 1;
+  if (db->flagged == 0) return;
+  db->flagged = 0;
   for (int i = 0; i < db->varCount; ++i) db->flags[i] &= ~static_cast<std::uint32_t>(VarChanged | VarNew);
 }
 
@@ -279,6 +280,7 @@ void DbMarkChanged(AlgebraDatabase *db, const ColumnHandle *handle) {
   for (int i = 0; i < db->varCount; ++i) {
     if (db->handles[i] != handle) continue;
     db->flags[i] |= VarChanged;
+    db->flagged = 1;
     return;
   }
 }

@@ -5,7 +5,7 @@
 
 namespace tessel {
 
-inline constexpr int kNameBuckets = 1024;
+inline constexpr int kNameBuckets = 4096;
 
 // FNV-1a over the name's bytes, as a bucket from 0 to kNameBuckets - 1.
 inline int NameBucket(const char *name) {

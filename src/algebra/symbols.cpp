@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "algebra/grow.h"
 #include "algebra/name_hash.h"
 #include "host/heap.h"
 #include "host/row_matrix.h"
@@ -18,7 +19,7 @@ constexpr int kGrowBy = 20;
 }  // namespace
 
 int SymbolsOpen(AlgebraContext *context, int capacity) {
-  context->symbols = static_cast<SymbolEntry *>(HeapAlloc(static_cast<std::size_t>(capacity), sizeof(SymbolEntry)));
+  context->symbols = GrowableNew<SymbolEntry>(capacity);
   context->symbolBuckets = static_cast<int *>(HeapAlloc(kNameBuckets, sizeof(int)));
   context->symbolTop = context->symbols;
   context->symbolCapacity = capacity;
@@ -42,14 +43,8 @@ void SymbolsClose(AlgebraContext *context) {
 int SymbolsGrow(AlgebraContext *context) {
   const int used = SymbolCount(context);
   if (used < context->symbolCapacity - kGrowWhenFree) return 1;
-  const int capacity = context->symbolCapacity + kGrowBy;
-  auto *grown = static_cast<SymbolEntry *>(HeapAlloc(static_cast<std::size_t>(capacity), sizeof(SymbolEntry)));
-  if (grown == nullptr) return 0;
-  std::copy_n(context->symbols, used, grown);
-  HeapFree(context->symbols);
-  context->symbols = grown;
-  context->symbolTop = grown + used;
-  context->symbolCapacity = capacity;
+  if (!GrowableExtend(context->symbols, used, context->symbolCapacity, kGrowBy)) return 0;
+  context->symbolTop = context->symbols + used;
   return 1;
 }
 

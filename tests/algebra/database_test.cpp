@@ -107,8 +107,8 @@ TEST(Database, ExhaustedMemoryLeavesItAsItWas) {
   for (int n = 1; n < 30; ++n) {
     Database db = Create(2, 2);
     HeapFailAt(n);
-    const int first = DbAddVariables(db.get(), 8);  // 5 tables, 8 columns, 8 names
-    EXPECT_EQ(first, n <= 21 ? -1 : 2);
+    const int first = DbAddVariables(db.get(), 8);  // 6 tables, 8 columns, 8 names
+    EXPECT_EQ(first, n <= 22 ? -1 : 2);
     HeapFailAt(n);
     ColumnHandle *found = DbFindOrAdd(db.get(), "new");
     const bool pending = HeapFailPending();
@@ -118,7 +118,7 @@ TEST(Database, ExhaustedMemoryLeavesItAsItWas) {
     EXPECT_EQ(db->varCount, count);
     for (int i = count; i < db->capacity; ++i) ASSERT_EQ(db->handles[i], nullptr);
   }
-  for (int n = 1; n <= 6; ++n) {
+  for (int n = 1; n <= 8; ++n) {
     HeapFailAt(n);
     EXPECT_EQ(DbCreate(4), nullptr);
   }
