@@ -2,7 +2,6 @@
 #include "algebra/column_pool.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "host/heap.h"
 #include "host/missing.h"
@@ -35,24 +34,27 @@ PoolBlock *BlockWithRoom(int *place) {
 
 bool IsEmpty(const ColumnHandle *handle) { return handle == nullptr || handle->content == ColumnContent::Free; }
 
-// Releases the empty blocks at the end of the chain.
+// Frees the empty blocks at the end of the chain, so that a process without columns holds no block.
 void TrimChain() {
-  PoolBlock *last = &firstBlock;
-  for (PoolBlock *block = &firstBlock; block != nullptr; block = block->next) {
-    if (block->used > 0) last = block;
-  }
-  for (PoolBlock *block = std::exchange(last->next, nullptr); block != nullptr;) {
-    HeapFree(std::exchange(block, block->next));
+  PoolBlock *lastUsed = &firstBlock;
+  for (PoolBlock *block = &firstBlock; block != nullptr; block = block->next)
+    if (block->used > 0) lastUsed = block;
+  PoolBlock *empty = lastUsed->next;
+  lastUsed->next = nullptr;
+  while (empty != nullptr) {
+    PoolBlock *next = empty->next;
+    HeapFree(empty);
+    empty = next;
   }
 }
 
 void ClearSlot(ColumnHandle *handle) {
-  const int slot = handle->slot % kBlockSlots;
   PoolBlock *block = &firstBlock;
   for (int place = handle->slot / kBlockSlots; place > 0; --place) block = block->next;
+  --block->used;
+  block->lowestFree = std::min(block->lowestFree, handle->slot % kBlockSlots);
   *handle = {};
-  block->lowestFree = std::min(block->lowestFree, slot);
-  if (--block->used == 0) TrimChain();
+  if (block->used == 0) TrimChain();
 }
 
 }  // namespace
