@@ -15,6 +15,10 @@ namespace tessel {
 
 using FunctionHandler = double (*)(AlgebraContext *context, const double *args);
 
+// The same for `count` observations from currentObs on that have the same arguments, where that costs less than one after
+// the other.
+using StretchHandler = void (*)(AlgebraContext *context, const double *args, double *out, int count);
+
 // In which order a function may see the observations.
 enum class CallOrder {
   Any,      // writes nothing and depends on its arguments, the position and the named columns alone
@@ -28,6 +32,7 @@ struct FunctionRow {
   const char *signature;
   const char *prototype;
   CallOrder order;
+  StretchHandler stretch;  // in place of the handler, or null
 };
 
 inline constexpr int kMaxFunctions = 100;

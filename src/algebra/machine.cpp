@@ -58,7 +58,10 @@ std::int64_t DatedIndex(const SampleSpec &sample, double year, double period) {
 inline double CallFunction(AlgebraContext *context, const FunctionRow &row, const double *args) {
   for (int i = 0; i < row.argCount; ++i)
     if (IsNan(args[i])) return MissingValue();
-  return row.handler(context, args);
+  if (row.handler != nullptr) return row.handler(context, args);
+  double result = 0.0;
+  row.stretch(context, args, &result, 1);
+  return result;
 }
 
 }  // namespace
@@ -222,13 +225,26 @@ void OperateBlock(AlgebraContext *context, int code, const double *a, const doub
   });
 }
 
+// How many observations from i on have the arguments of observation i, none of them missing.
+int StretchOf(const FunctionRow &row, const double *const *values, int i, int count) {
+  for (int k = 0; k < row.argCount; ++k) {
+    const double *begin = values[k] + i;
+    if (IsNan(*begin)) return 0;
+    count = i + static_cast<int>(std::find_if(begin, values[k] + count, [&](double v) { return v != *begin; }) - begin);
+  }
+  return count - i;
+}
+
 void CallBlock(AlgebraContext *context, const FunctionRow &row, const double *const *values, double *out, int t,
                int count) {
-  for (int i = 0; i < count; ++i) {
+  for (int i = 0; i < count;) {
     double args[kMaxArguments];
     for (int k = 0; k < row.argCount; ++k) args[k] = values[k][i];
     context->currentObs = t + i;
-    out[i] = CallFunction(context, row, args);
+    const int stretch = row.stretch == nullptr ? 0 : StretchOf(row, values, i, count);
+    if (stretch > 0) row.stretch(context, args, out + i, stretch);
+    if (stretch == 0) out[i] = CallFunction(context, row, args);
+    i += std::max(stretch, 1);
   }
 }
 
