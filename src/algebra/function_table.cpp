@@ -79,8 +79,8 @@ void AddRow(const FunctionSpec &spec) {
   int free = 0;
   while (free < kMaxFunctions && table[free].name != nullptr) ++free;
   if (free == kMaxFunctions) return;
-  table[free] = {spec.handler,   spec.name,      static_cast<int>(std::strlen(spec.signature)),
-                 spec.signature, spec.prototype, spec.order, spec.stretch};
+  const int argCount = static_cast<int>(std::strlen(spec.signature));
+  table[free] = {spec.handler, spec.name, argCount, spec.order, spec.signature, spec.prototype, spec.stretch};
 }
 
 }  // namespace
