@@ -35,7 +35,7 @@ const Family kFamilies[] = {
     // From 0.28 to 0.3 in |x|/sqrt(2) the lower branch ends with 1.1e-15.
     {"NormalTail", kNormalTail, [](double x, double, double) { return NormalTail(x, 1); }, 1e-13, 1.1e-15},
     {"NormalFarTail", kNormalFarTail, [](double x, double, double) { return NormalTail(x, 1); }, 1e-10, 0},
-    {"NormalLower", kNormalTail, [](double x, double, double) { return NormalCdf(-x); }, 1e-13, 1.1e-15},
+    {"NormalLower", kNormalTail, [](double x, double, double) { return 1 - NormalCdf(x); }, 0, 1.1e-15},
     {"LogGamma", kLogGamma, [](double x, double, double) { return LogGamma(x); }, 1e-15, 1e-14},
     {"Gamma", kGamma, [](double x, double, double) { return Gamma(x); }, 2e-13, 0},
     {"Polygamma", kPolygamma, [](double x, double n, double) { return Polygamma(x, Whole(n)); }, 1e-13, 1e-15},
@@ -70,123 +70,53 @@ INSTANTIATE_TEST_SUITE_P(Special, Accuracy, testing::ValuesIn(kFamilies), [](con
 
 TEST(Special, EdgesHaveTheirNamedResults) {
   constexpr double kHuge = std::numeric_limits<double>::max();
+  // clang-format off
   struct {
     double result, expected;
-  } const cases[] = {{LogGamma(-1), kNaN},
-                     {LogGamma(-kInf), kNaN},
-                     {LogGamma(0), kInf},
-                     {LogGamma(1), 0},
-                     {LogGamma(2), 0},
-                     {LogGamma(kInf), kInf},
-                     {LogGamma(10), std::log(362880.0)},
-                     {Gamma(0), kInf},
-                     {Gamma(-1), kInf},
-                     {Gamma(-2147483648.0), kInf},
-                     {Gamma(-3e9), kNaN},
-                     {Gamma(-1e-310), -kInf},
-                     {Gamma(20), 121645100408832000.0},
-                     {Gamma(1e300), kInf},
-                     {Polygamma(0, 1), 0},
-                     {Polygamma(-1, 1), 0},
-                     {Polygamma(1, -1), 0},
-                     {Polygamma(kInf, 2), 0},
-                     {Polygamma(1e-300, 5), kInf},
-                     {Polygamma(5, 2147483646), -kInf},
-                     {Polygamma(1e9, 2147483647), 0},
-                     {BetaFraction(0, 1, 1), 0},
-                     {BetaFraction(0.5, 0, 1), 0},
-                     {BetaFraction(0.5, 1, -1), 0},
-                     {IncompleteGamma(0, 1, 0), 0},
-                     {IncompleteGamma(0, 1, 1), 1},
-                     {IncompleteGamma(1, -1, 1), 1},
-                     {IncompleteGamma(2e11, 5, 0), 1},
-                     {IncompleteGamma(kInf, 2000, 1), 0},
-                     {IncompleteGamma(1e5, 5, 1), 0},
-                     {IncompleteGamma(1e5, 5, 0), 1},
-                     {IncompleteGamma(1e-300, 5, 1), 1},
-                     {ChiTail(0, 3), 1},
-                     {NormalTail(0, 1), 0.5},
-                     {NormalTail(40, 1), 0},
-                     {NormalTail(-40, 1), 1},
-                     {NormalTail(-kInf, 0), 0},
-                     {NormalCdf(10), 1},
-                     {NormalCdf(0), 0.5},
-                     {NormalDensity(kInf), 0},
-                     {NormalDensity(1e200), 0},
-                     {StudentTail(1, 0), 0},
-                     {StudentTail(1, -5), 0},
-                     {StudentTail(0, 5), 0.5},
-                     {StudentCdf(0, 5), 0.5},
-                     {StudentTail(-kInf, 3), 1},
-                     {StudentTail(-1e200, 4), 1},
-                     {StudentTail(kInf, 4), 0},
-                     {StudentTail(-1e9, 2147483647), 1},
-                     {StudentDensity(kInf, 3), 0},
-                     {StudentDensity(1, 0), kNaN},
-                     {FTail(0, 1, 1), 1},
-                     {FTail(kHuge, 1, 1), 0},
-                     {FTail(1, 0, 1), 0},
-                     {FCdf(-1, 1, 1), 0},
-                     {FCdf(kHuge, 1, 1), 1},
-                     {FCdf(1, 1, 0), 0},
-                     {FTail(1e-300, 3, 4), 1},
-                     {FCdf(1e-300, 3, 4), 0},
-                     {FTail(1e300, 1e9, 4), 0},
-                     {FTail(1, 2e7, 2e7), 0.5},
-                     {FDensity(0, 2, 2), 0},
-                     {FDensity(kInf, 2, 2), 0},
-                     {ChiDensity(0, 2), 0},
-                     {ChiDensity(kInf, 3), 0},
-                     {NormalQuantile(0.5), 0},
-                     {NormalQuantile(0), -kInf},
-                     {NormalQuantile(1), kInf},
-                     {StudentQuantile(0, 3), -kInf},
-                     {StudentQuantile(1, 3), kInf},
-                     {StudentQuantile(0.5, 0), kNaN},
-                     {ChiQuantile(1e-11, 2), 0},
-                     {ChiQuantile(0.5, 0), 0},
-                     {ChiQuantile(1, 2), kInf},
-                     {ChiQuantile(2e-10, 0.5), 1e-10},
-                     {FQuantile(1e-10, 2, 2), 0},
-                     {FQuantile(1, 2, 2), kInf},
-                     {FQuantile(0.5, 0, 2), kNaN}};
+  } const cases[] = {
+      {LogGamma(-1), kNaN}, {LogGamma(-kInf), kNaN}, {LogGamma(0), kInf}, {LogGamma(1), 0}, {LogGamma(2), 0},
+      {LogGamma(kInf), kInf}, {LogGamma(10), std::log(362880.0)}, {Gamma(0), kInf}, {Gamma(-1), kInf},
+      {Gamma(-2147483648.0), kInf}, {Gamma(-3e9), kNaN}, {Gamma(-1e-310), -kInf}, {Gamma(20), 121645100408832000.0},
+      {Gamma(1e300), kInf}, {Polygamma(0, 1), 0}, {Polygamma(-1, 1), 0}, {Polygamma(1, -1), 0},
+      {Polygamma(kInf, 2), 0}, {Polygamma(1e-300, 5), kInf}, {Polygamma(5, 2147483646), -kInf},
+      {Polygamma(1e9, 2147483647), 0}, {BetaFraction(0, 1, 1), 0}, {BetaFraction(0.5, 0, 1), 0},
+      {BetaFraction(0.5, 1, -1), 0}, {IncompleteGamma(0, 1, 0), 0}, {IncompleteGamma(0, 1, 1), 1},
+      {IncompleteGamma(1, -1, 1), 1}, {IncompleteGamma(2e11, 5, 0), 1}, {IncompleteGamma(kInf, 2000, 1), 0},
+      {IncompleteGamma(1e5, 5, 1), 0}, {IncompleteGamma(1e5, 5, 0), 1}, {IncompleteGamma(1e-300, 5, 1), 1},
+      {ChiTail(0, 3), 1}, {NormalTail(0, 1), 0.5}, {NormalTail(40, 1), 0}, {NormalTail(-40, 1), 1},
+      {NormalTail(-kInf, 0), 0}, {NormalCdf(10), 1}, {NormalCdf(0), 0.5}, {NormalDensity(kInf), 0},
+      {NormalDensity(1e200), 0}, {StudentTail(1, 0), 0}, {StudentTail(1, -5), 0}, {StudentTail(0, 5), 0.5},
+      {StudentCdf(0, 5), 0.5}, {StudentTail(-kInf, 3), 1}, {StudentTail(-1e200, 4), 1}, {StudentTail(kInf, 4), 0},
+      {StudentTail(-1e9, 2147483647), 1}, {StudentDensity(kInf, 3), 0}, {StudentDensity(1, 0), kNaN},
+      {FTail(0, 1, 1), 1}, {FTail(kHuge, 1, 1), 0}, {FTail(1, 0, 1), 0}, {FCdf(-1, 1, 1), 0}, {FCdf(kHuge, 1, 1), 1},
+      {FCdf(1, 1, 0), 0}, {FTail(1e-300, 3, 4), 1}, {FCdf(1e-300, 3, 4), 0}, {FTail(1e300, 1e9, 4), 0},
+      {FTail(1, 2e7, 2e7), 0.5}, {FDensity(0, 2, 2), 0}, {FDensity(kInf, 2, 2), 0}, {ChiDensity(0, 2), 0},
+      {ChiDensity(kInf, 3), 0}, {NormalQuantile(0.5), 0}, {NormalQuantile(0), -kInf}, {NormalQuantile(1), kInf},
+      {StudentQuantile(0, 3), -kInf}, {StudentQuantile(1, 3), kInf}, {StudentQuantile(0.5, 0), kNaN},
+      {ChiQuantile(1e-11, 2), 0}, {ChiQuantile(0.5, 0), 0}, {ChiQuantile(1, 2), kInf},
+      {ChiQuantile(2e-10, 0.5), 1e-10}, {FQuantile(1e-10, 2, 2), 0}, {FQuantile(1, 2, 2), kInf},
+      {FQuantile(0.5, 0, 2), kNaN},
+  };
+  // clang-format on
   int row = 0;
   for (const auto &c : cases) {
-    if (std::isnan(c.expected)) {
-      EXPECT_TRUE(std::isnan(c.result)) << "case " << row;
-    } else {
-      EXPECT_DOUBLE_EQ(c.result, c.expected) << "case " << row;
-    }
+    EXPECT_TRUE(c.result == c.expected || (std::isnan(c.result) && std::isnan(c.expected)))
+        << "case " << row << ": " << c.result << " in place of " << c.expected;
     ++row;
   }
 }
 
 TEST(Special, AMissingValueComesOutMissing) {
-  const double results[] = {LogGamma(kNaN),
-                            Gamma(kNaN),
-                            Polygamma(kNaN, 1),
-                            BetaFraction(kNaN, 1, 1),
-                            BetaFraction(0.5, 1, kNaN),
-                            IncompleteGamma(kNaN, 2, 0),
-                            IncompleteGamma(3, kNaN, 1),
-                            NormalTail(kNaN, 1),
-                            NormalCdf(kNaN),
-                            NormalDensity(kNaN),
-                            StudentTail(kNaN, 2147483647),
-                            StudentCdf(kNaN, 3),
-                            StudentDensity(1, kNaN),
-                            ChiTail(kNaN, 3),
-                            ChiDensity(1, kNaN),
-                            FTail(kNaN, 2, 3),
-                            FTail(1, kNaN, 3),
-                            FCdf(1, 2, kNaN),
-                            FDensity(1, kNaN, 2),
-                            NormalQuantile(kNaN),
-                            ChiQuantile(kNaN, 0.1),
-                            ChiQuantile(0.5, kNaN),
-                            StudentQuantile(kNaN, 3),
-                            FQuantile(kNaN, 2, 2),
-                            FQuantile(0.5, 2, kNaN)};
+  // clang-format off
+  const double results[] = {
+      LogGamma(kNaN), Gamma(kNaN), Polygamma(kNaN, 1), BetaFraction(kNaN, 1, 1), BetaFraction(0.5, 1, kNaN),
+      IncompleteGamma(kNaN, 2, 0), IncompleteGamma(3, kNaN, 1), NormalTail(kNaN, 1), NormalCdf(kNaN),
+      NormalDensity(kNaN), StudentTail(kNaN, 2147483647), StudentCdf(kNaN, 3), StudentDensity(1, kNaN),
+      ChiTail(kNaN, 3), ChiDensity(1, kNaN), FTail(kNaN, 2, 3), FTail(1, kNaN, 3), FCdf(1, 2, kNaN),
+      FDensity(1, kNaN, 2), NormalQuantile(kNaN), ChiQuantile(kNaN, 0.1), ChiQuantile(0.5, kNaN),
+      StudentQuantile(kNaN, 3), FQuantile(kNaN, 2, 2), FQuantile(0.5, 2, kNaN),
+  };
+  // clang-format on
   int row = 0;
   for (double result : results) EXPECT_TRUE(std::isnan(result)) << "case " << row++;
 }
