@@ -137,10 +137,9 @@ void FnGetAlgebraName(MorvValue *rtn, MorvValue *args, int) {
 void FnGetAlgebraAddedData(MorvValue *, MorvValue *args, int) {
   CheckTypes(MORV_ARRAY, args, 0, 1);
   const AlgebraDatabase *database = Workspace().database;
-  const AlgebraDatabase none{};
-  if (database == nullptr) database = &none;
-  const int added = AlgebraAddedCount(), first = AlgebraFirstAdded();
-  const OutputView data = OutputAt(args, 0, database->obsCount, added);
+  const int added = database == nullptr ? 0 : AlgebraAddedCount();
+  const int first = AlgebraFirstAdded();
+  const OutputView data = OutputAt(args, 0, database == nullptr ? 0 : database->obsCount, added);
   auto *names = static_cast<MorvValue *>(args[1].data);
   if (data.failed || names == nullptr) return;
   for (int t = 0; t < data.rows; ++t)
