@@ -1,1 +1,3 @@
 # tessel_bench(NAME PEER_LIBRARY...)
+tessel_bench(products openblas)
+tessel_bench(symmetric lapacke openblas)

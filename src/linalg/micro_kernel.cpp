@@ -46,6 +46,7 @@ void LanesPairs(const double *const *x, const double *y, int n, double (*sums)[k
     Pair s01[rows] = {}, s23[rows] = {};
     for (int k = 0; k < n; k += 4) {
       const Pair y01 = LoadPair(y + k), y23 = LoadPair(y + k + 2);
+#pragma GCC unroll 8
       for (int r = 0; r < rows; ++r) {
         s01[r] += LoadPair(x[first + r] + k) * y01;
         s23[r] += LoadPair(x[first + r] + k + 2) * y23;
@@ -65,6 +66,7 @@ void BlockPairs(const double *const *a, int aStep, const double *b, int depth, d
   Pair s[rows][pairs] = {};
   const double *p[rows] = {a[0], a[1], a[2], a[3]};
   for (std::ptrdiff_t k = 0, at = 0; k < depth; ++k, at += aStep, b += 2 * pairs)
+#pragma GCC unroll 8
     for (int i = 0; i < rows; ++i)
       for (int j = 0; j < pairs; ++j) s[i][j] += p[i][at] * LoadPair(b + 2 * j);
   for (int i = 0; i < rows; ++i)
@@ -97,12 +99,14 @@ bool Always() { return true; }
 [[gnu::target("avx2,fma")]] void LanesAvx2(const double *const *x, const double *y, int n, double (*sums)[kLaneRows]) {
   __m256d s[kLaneRows];
   const double *row[kLaneRows];
+#pragma GCC unroll 8
   for (int r = 0; r < kLaneRows; ++r) {
     s[r] = _mm256_setzero_pd();
     row[r] = x[r];
   }
   for (std::ptrdiff_t k = 0; k < n; k += 4) {
     const __m256d v = _mm256_loadu_pd(y + k);
+#pragma GCC unroll 8
     for (int r = 0; r < kLaneRows; ++r) s[r] = _mm256_add_pd(s[r], _mm256_mul_pd(_mm256_loadu_pd(row[r] + k), v));
   }
   StoreTransposed(s, sums, 0);
@@ -114,18 +118,21 @@ bool Always() { return true; }
   constexpr int rows = 6;
   __m256d s[rows][2];
   const double *p[rows];
+#pragma GCC unroll 8
   for (int i = 0; i < rows; ++i) {
     s[i][0] = s[i][1] = _mm256_setzero_pd();
     p[i] = a[i];
   }
   for (std::ptrdiff_t k = 0, at = 0; k < depth; ++k, at += aStep, b += 8) {
     const __m256d b0 = _mm256_loadu_pd(b), b1 = _mm256_loadu_pd(b + 4);
+#pragma GCC unroll 8
     for (int i = 0; i < rows; ++i) {
       const __m256d v = _mm256_broadcast_sd(p[i] + at);
       s[i][0] = _mm256_fmadd_pd(v, b0, s[i][0]);
       s[i][1] = _mm256_fmadd_pd(v, b1, s[i][1]);
     }
   }
+#pragma GCC unroll 8
   for (int i = 0; i < rows; ++i)
     for (int j = 0; j < 2; ++j) {
       double *cell = c[i] + 4 * j;
@@ -138,18 +145,21 @@ bool Always() { return true; }
   constexpr int rows = 8;
   __m512d s[rows][2];
   const double *p[rows];
+#pragma GCC unroll 8
   for (int i = 0; i < rows; ++i) {
     s[i][0] = s[i][1] = _mm512_setzero_pd();
     p[i] = a[i];
   }
   for (std::ptrdiff_t k = 0, at = 0; k < depth; ++k, at += aStep, b += 16) {
     const __m512d b0 = _mm512_loadu_pd(b), b1 = _mm512_loadu_pd(b + 8);
+#pragma GCC unroll 8
     for (int i = 0; i < rows; ++i) {
       const __m512d v = _mm512_set1_pd(p[i][at]);
       s[i][0] = _mm512_fmadd_pd(v, b0, s[i][0]);
       s[i][1] = _mm512_fmadd_pd(v, b1, s[i][1]);
     }
   }
+#pragma GCC unroll 8
   for (int i = 0; i < rows; ++i)
     for (int j = 0; j < 2; ++j) {
       double *cell = c[i] + 8 * j;
