@@ -19,6 +19,11 @@ double FinishDot(const double *s, const double *x, const double *y, int n) {
   return s[2] + s[1] + s[3] + s0;
 }
 
+template <int width>
+void PackPanel(const double *const *rows, int first, int depth, double *panel) {
+  for (int k = 0; k < depth; ++k, panel += width) std::memcpy(panel, rows[k] + first, width * sizeof(double));
+}
+
 // Vectors of two: SSE2 on x86-64, NEON on arm64.
 using Pair = double __attribute__((vector_size(16)));
 
@@ -61,6 +66,10 @@ void LanesPairs(const double *const *x, const double *y, int n, double (*sums)[k
   }
 }
 
+void DotsPairs(const double *const *x, const double *y, int n, double *out) {
+  for (int r = 0; r < kLaneRows; ++r) out[r] = DotPairs(x[r], y, n);
+}
+
 void BlockPairs(const double *const *a, int aStep, const double *b, int depth, double *const *c, bool add) {
   constexpr int rows = 4, pairs = 2;
   Pair s[rows][pairs] = {};
@@ -86,31 +95,55 @@ bool Always() { return true; }
   return FinishDot(s, x, y, n);
 }
 
-// sums[p][0..3] = lane p of s[0..3].
-[[gnu::target("avx2,fma")]] void StoreTransposed(const __m256d *s, double (*sums)[kLaneRows], int first) {
+// Lane p of sums r is sum p of row r; afterwards lane r of sums p.
+[[gnu::target("avx2,fma")]] void Transpose(__m256d *s) {
   const __m256d even01 = _mm256_unpacklo_pd(s[0], s[1]), odd01 = _mm256_unpackhi_pd(s[0], s[1]);
   const __m256d even23 = _mm256_unpacklo_pd(s[2], s[3]), odd23 = _mm256_unpackhi_pd(s[2], s[3]);
-  _mm256_storeu_pd(sums[0] + first, _mm256_permute2f128_pd(even01, even23, 0x20));
-  _mm256_storeu_pd(sums[1] + first, _mm256_permute2f128_pd(odd01, odd23, 0x20));
-  _mm256_storeu_pd(sums[2] + first, _mm256_permute2f128_pd(even01, even23, 0x31));
-  _mm256_storeu_pd(sums[3] + first, _mm256_permute2f128_pd(odd01, odd23, 0x31));
+  s[0] = _mm256_permute2f128_pd(even01, even23, 0x20);
+  s[1] = _mm256_permute2f128_pd(odd01, odd23, 0x20);
+  s[2] = _mm256_permute2f128_pd(even01, even23, 0x31);
+  s[3] = _mm256_permute2f128_pd(odd01, odd23, 0x31);
+}
+
+// Sum p of rows 0..3 into s[p] and of rows 4..7 into s[4 + p], over n rounded down to a multiple of 4 elements.
+[[gnu::target("avx2,fma"), gnu::always_inline]] inline void Accumulate(const double *const *x, const double *y, int n,
+                                                                       __m256d *s) {
+  __m256d sum[kLaneRows];
+#pragma GCC unroll 8
+  for (int r = 0; r < kLaneRows; ++r) sum[r] = _mm256_setzero_pd();
+  for (std::ptrdiff_t k = 0; k + 4 <= n; k += 4) {
+    const __m256d v = _mm256_loadu_pd(y + k);
+#pragma GCC unroll 8
+    for (int r = 0; r < kLaneRows; ++r) sum[r] = _mm256_add_pd(sum[r], _mm256_mul_pd(_mm256_loadu_pd(x[r] + k), v));
+  }
+#pragma GCC unroll 8
+  for (int r = 0; r < kLaneRows; ++r) s[r] = sum[r];
+  Transpose(s);
+  Transpose(s + 4);
 }
 
 [[gnu::target("avx2,fma")]] void LanesAvx2(const double *const *x, const double *y, int n, double (*sums)[kLaneRows]) {
   __m256d s[kLaneRows];
-  const double *row[kLaneRows];
-#pragma GCC unroll 8
-  for (int r = 0; r < kLaneRows; ++r) {
-    s[r] = _mm256_setzero_pd();
-    row[r] = x[r];
+  Accumulate(x, y, n, s);
+  for (int p = 0; p < 4; ++p) {
+    _mm256_storeu_pd(sums[p], s[p]);
+    _mm256_storeu_pd(sums[p] + 4, s[4 + p]);
   }
-  for (std::ptrdiff_t k = 0; k < n; k += 4) {
-    const __m256d v = _mm256_loadu_pd(y + k);
-#pragma GCC unroll 8
-    for (int r = 0; r < kLaneRows; ++r) s[r] = _mm256_add_pd(s[r], _mm256_mul_pd(_mm256_loadu_pd(row[r] + k), v));
+}
+
+[[gnu::target("avx2,fma")]] void DotsAvx2(const double *const *x, const double *y, int n, double *out) {
+  __m256d s[kLaneRows];
+  Accumulate(x, y, n, s);
+#pragma GCC unroll 2
+  for (int half = 0; half < kLaneRows; half += 4) {
+    const double *const *row = x + half;
+    __m256d s0 = s[half];
+    for (int k = n - n % 4; k < n; ++k)
+      s0 = _mm256_add_pd(
+          s0, _mm256_mul_pd(_mm256_set_pd(row[3][k], row[2][k], row[1][k], row[0][k]), _mm256_broadcast_sd(y + k)));
+    const __m256d s123 = _mm256_add_pd(_mm256_add_pd(s[half + 2], s[half + 1]), s[half + 3]);
+    _mm256_storeu_pd(out + half, _mm256_add_pd(s123, s0));
   }
-  StoreTransposed(s, sums, 0);
-  StoreTransposed(s + 4, sums, 4);
 }
 
 [[gnu::target("avx2,fma")]] void BlockAvx2(const double *const *a, int aStep, const double *b, int depth,
@@ -173,10 +206,10 @@ bool HasAvx512() { return HasAvx2() && __builtin_cpu_supports("avx512f"); }
 #endif
 
 constexpr MicroKernel kMicroKernels[] = {
-    {"baseline", Always, DotPairs, LanesPairs, BlockPairs, 4, 4},
+    {"baseline", Always, DotPairs, DotsPairs, LanesPairs, PackPanel<4>, PackPanel<4>, BlockPairs, 4, 4},
 #if defined(__x86_64__)
-    {"avx2", HasAvx2, DotAvx2, LanesAvx2, BlockAvx2, 6, 8},
-    {"avx512", HasAvx512, DotAvx2, LanesAvx2, BlockAvx512, 8, 16},
+    {"avx2", HasAvx2, DotAvx2, DotsAvx2, LanesAvx2, PackPanel<6>, PackPanel<8>, BlockAvx2, 6, 8},
+    {"avx512", HasAvx512, DotAvx2, DotsAvx2, LanesAvx2, PackPanel<8>, PackPanel<16>, BlockAvx512, 8, 16},
 #endif
 };
 

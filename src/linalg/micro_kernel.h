@@ -20,9 +20,17 @@ struct MicroKernel {
   // The inner product for n above 4, in DotProduct's order.
   double (*dot)(const double *x, const double *y, int n);
 
-  // DotProduct's four partial sums for eight rows x[r] against one y: sums[p][r] is the sum of x[r][k] y[k] over the
-  // k = p, p + 4, p + 8, ... below n, in that order. n is a multiple of 4.
+  // The same for eight rows x[r] against one y.
+  void (*dots)(const double *const *x, const double *y, int n, double *out);
+
+  // The partial sums of `dots`: sums[p][r] is the sum of x[r][k] y[k] over the k = p, p + 4, p + 8, ... below n, in
+  // that order. n is a multiple of 4.
   void (*lanes)(const double *const *x, const double *y, int n, double (*sums)[kLaneRows]);
+
+  // Copies cells `first` to first + width - 1 of each of `depth` rows, side by side; the width is blockRows and
+  // blockColumns.
+  void (*packRows)(const double *const *rows, int first, int depth, double *panel);
+  void (*packColumns)(const double *const *rows, int first, int depth, double *panel);
 
   // The register block: c[i][j] = (or, with `add`, +=) the sum over k below depth of a[i][k aStep] b[k blockColumns +
   // j], for i below blockRows and j below blockColumns. An aStep of 1 reads rows, one of blockRows an interleaved

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "linalg/dot_product.h"
+#include "linalg/micro_kernel.h"
 #include "linalg/tiled_product.h"
 
 namespace tessel {
@@ -22,7 +23,11 @@ bool RowsContiguous(RowMatrix m, int rows) {
 
 // out[i][j] = the inner product of row i of A and row j of B; for a symmetric result, of the lower triangle.
 void RowByRow(const Product &p) {
-  for (int i = 0; i < p.rows; ++i) DotProducts(p.b, 0, p.symmetric ? i + 1 : p.columns, p.a[i], p.inner, p.out[i]);
+  for (int j = 0; j < p.columns; j += kLaneRows)  // rows of B that stay in cache
+    for (int i = p.symmetric ? j : 0; i < p.rows; ++i) {
+      const int end = p.symmetric ? i + 1 : p.columns;
+      DotProducts(p.b + j, 0, std::min(kLaneRows, end - j), p.a[i], p.inner, p.out[i] + j);
+    }
 }
 
 // One block of the inner index: out[j] = (or +=) the sum over k below `terms`, 1 to 4, of c[k] b[k][j].

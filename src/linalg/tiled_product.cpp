@@ -23,17 +23,16 @@ struct Part {
 
 // The two ways into panels of `width` lines each, in which the cells of one inner index stand side by side; lines that
 // are wanting in the last panel are zero. InterleaveColumns takes the part's columns as lines, InterleaveRows its rows.
-void InterleaveColumns(const Part &part, int width, double *panels) {
-  for (int first = 0; first < part.columns; first += width) {
+void InterleaveColumns(const Part &part, int width, decltype(MicroKernel::packRows) pack, double *panels) {
+  for (int first = 0; first < part.columns; first += width, panels += Cells(width, part.rows)) {
     const int lines = std::min(width, part.columns - first);
-    for (int k = 0; k < part.rows; ++k, panels += width) {
-      const double *source = part.m[part.row + k] + part.column + first;
-      if (lines == width) {
-        std::copy_n(source, width, panels);
-      } else {
-        std::fill(std::copy_n(source, lines, panels), panels + width, 0.0);
-      }
+    if (lines == width) {
+      pack(part.m + part.row, part.column + first, part.rows, panels);
+      continue;
     }
+    for (int k = 0; k < part.rows; ++k)
+      for (int line = 0; line < width; ++line)
+        panels[Cells(k, width) + line] = line < lines ? part.m[part.row + k][part.column + first + line] : 0.0;
   }
 }
 
@@ -95,14 +94,16 @@ void Pack(Tiler &t, const Tile &tile) {
     if (t.p.transB) {
       InterleaveRows({t.p.b, tile.column, tile.columns, tile.inner, tile.depth}, t.kernel.blockColumns, t.bPanels);
     } else {
-      InterleaveColumns({t.p.b, tile.inner, tile.depth, tile.column, tile.columns}, t.kernel.blockColumns, t.bPanels);
+      InterleaveColumns({t.p.b, tile.inner, tile.depth, tile.column, tile.columns}, t.kernel.blockColumns,
+                        t.kernel.packColumns, t.bPanels);
     }
     t.bColumn = tile.column;
     t.bInner = tile.inner;
   }
   if (!t.packA || (t.aRow == tile.row && t.aInner == tile.inner)) return;
   if (t.p.transA) {
-    InterleaveColumns({t.p.a, tile.inner, tile.depth, tile.row, tile.rows}, t.kernel.blockRows, Aligned(t.aTile[0]));
+    InterleaveColumns({t.p.a, tile.inner, tile.depth, tile.row, tile.rows}, t.kernel.blockRows, t.kernel.packRows,
+                      Aligned(t.aTile[0]));
   } else {
     for (int i = 0; i < tile.rows; ++i) std::copy_n(t.p.a[tile.row + i] + tile.inner, tile.depth, t.aTile[i]);
   }
