@@ -146,6 +146,7 @@ bool Always() { return true; }
   }
 }
 
+template <bool fused>
 [[gnu::target("avx2,fma")]] void BlockAvx2(const double *const *a, int aStep, const double *b, int depth,
                                            double *const *c, bool add) {
   constexpr int rows = 6;
@@ -155,14 +156,16 @@ bool Always() { return true; }
   for (int i = 0; i < rows; ++i) {
     s[i][0] = s[i][1] = _mm256_setzero_pd();
     p[i] = a[i];
+    _mm_prefetch(c[i], _MM_HINT_T0);
+    _mm_prefetch(c[i] + 7, _MM_HINT_T0);
   }
   for (std::ptrdiff_t k = 0, at = 0; k < depth; ++k, at += aStep, b += 8) {
     const __m256d b0 = _mm256_loadu_pd(b), b1 = _mm256_loadu_pd(b + 4);
 #pragma GCC unroll 8
     for (int i = 0; i < rows; ++i) {
       const __m256d v = _mm256_broadcast_sd(p[i] + at);
-      s[i][0] = _mm256_fmadd_pd(v, b0, s[i][0]);
-      s[i][1] = _mm256_fmadd_pd(v, b1, s[i][1]);
+      s[i][0] = fused ? _mm256_fmadd_pd(v, b0, s[i][0]) : _mm256_add_pd(s[i][0], _mm256_mul_pd(v, b0));
+      s[i][1] = fused ? _mm256_fmadd_pd(v, b1, s[i][1]) : _mm256_add_pd(s[i][1], _mm256_mul_pd(v, b1));
     }
   }
 #pragma GCC unroll 8
@@ -173,6 +176,7 @@ bool Always() { return true; }
     }
 }
 
+template <bool fused>
 [[gnu::target("avx512f,avx2,fma")]] void BlockAvx512(const double *const *a, int aStep, const double *b, int depth,
                                                      double *const *c, bool add) {
   constexpr int rows = 8;
@@ -188,8 +192,8 @@ bool Always() { return true; }
 #pragma GCC unroll 8
     for (int i = 0; i < rows; ++i) {
       const __m512d v = _mm512_set1_pd(p[i][at]);
-      s[i][0] = _mm512_fmadd_pd(v, b0, s[i][0]);
-      s[i][1] = _mm512_fmadd_pd(v, b1, s[i][1]);
+      s[i][0] = fused ? _mm512_fmadd_pd(v, b0, s[i][0]) : _mm512_add_pd(s[i][0], _mm512_mul_pd(v, b0));
+      s[i][1] = fused ? _mm512_fmadd_pd(v, b1, s[i][1]) : _mm512_add_pd(s[i][1], _mm512_mul_pd(v, b1));
     }
   }
 #pragma GCC unroll 8
@@ -206,10 +210,12 @@ bool HasAvx512() { return HasAvx2() && __builtin_cpu_supports("avx512f"); }
 #endif
 
 constexpr MicroKernel kMicroKernels[] = {
-    {"baseline", Always, DotPairs, DotsPairs, LanesPairs, PackPanel<4>, PackPanel<4>, BlockPairs, 4, 4},
+    {"baseline", Always, DotPairs, DotsPairs, LanesPairs, PackPanel<4>, PackPanel<4>, BlockPairs, BlockPairs, 4, 4},
 #if defined(__x86_64__)
-    {"avx2", HasAvx2, DotAvx2, DotsAvx2, LanesAvx2, PackPanel<6>, PackPanel<8>, BlockAvx2, 6, 8},
-    {"avx512", HasAvx512, DotAvx2, DotsAvx2, LanesAvx2, PackPanel<8>, PackPanel<16>, BlockAvx512, 8, 16},
+    {"avx2", HasAvx2, DotAvx2, DotsAvx2, LanesAvx2, PackPanel<6>, PackPanel<8>, BlockAvx2<true>, BlockAvx2<false>, 6,
+     8},
+    {"avx512", HasAvx512, DotAvx2, DotsAvx2, LanesAvx2, PackPanel<8>, PackPanel<16>, BlockAvx512<true>,
+     BlockAvx512<false>, 8, 16},
 #endif
 };
 

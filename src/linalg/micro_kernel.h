@@ -13,6 +13,11 @@ inline constexpr int kLaneRows = 8;          // rows that `lanes` takes at once
 inline constexpr int kMaxBlockRows = 8;      // bounds on the register block of every set
 inline constexpr int kMaxBlockColumns = 16;  //
 
+using BlockFunction = void (*)(const double *const *a, int aStep, const double *b, int depth, double *const *c,
+                               bool add);
+
+using PackFunction = void (*)(const double *const *rows, int first, int depth, double *panel);
+
 struct MicroKernel {
   const char *name;
   bool (*supported)();
@@ -27,15 +32,14 @@ struct MicroKernel {
   // that order. n is a multiple of 4.
   void (*lanes)(const double *const *x, const double *y, int n, double (*sums)[kLaneRows]);
 
-  // Copies cells `first` to first + width - 1 of each of `depth` rows, side by side; the width is blockRows and
+  // Copy cells `first` to first + width - 1 of each of `depth` rows, side by side, for the widths blockRows and
   // blockColumns.
-  void (*packRows)(const double *const *rows, int first, int depth, double *panel);
-  void (*packColumns)(const double *const *rows, int first, int depth, double *panel);
+  PackFunction packRows, packColumns;
 
   // The register block: c[i][j] = (or, with `add`, +=) the sum over k below depth of a[i][k aStep] b[k blockColumns +
   // j], for i below blockRows and j below blockColumns. An aStep of 1 reads rows, one of blockRows an interleaved
-  // panel.
-  void (*block)(const double *const *a, int aStep, const double *b, int depth, double *const *c, bool add);
+  // panel. `block` may fuse; `exactBlock` adds one rounded product after the other.
+  BlockFunction block, exactBlock;
   int blockRows;
   int blockColumns;
 };

@@ -1,0 +1,79 @@
+// Packed panels, and products of tiles that stand in them.
+#include "linalg/panels.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace tessel {
+
+namespace {
+
+// Copies n cells, for a small n.
+inline void CopyFew(const double *from, int n, double *to) {
+  for (; n >= 4; n -= 4, from += 4, to += 4) std::memcpy(to, from, 4 * sizeof(double));
+  if ((n & 2) != 0) std::memcpy(to, from, 2 * sizeof(double));
+  if ((n & 1) != 0) to[n - 1] = from[n - 1];
+}
+
+inline void AddFew(const double *from, int n, double *to) {
+  for (int j = 0; j < n; ++j) to[j] += from[j];
+}
+
+}  // namespace
+
+void PackColumns(const Part &part, int width, PackFunction pack, double *panels) {
+  for (int first = 0; first < part.columns; first += width, panels += PanelCells(width, width, part.rows)) {
+    const int lines = std::min(width, part.columns - first);
+    if (lines == width) {
+      pack(part.m + part.row, part.column + first, part.rows, panels);
+      continue;
+    }
+    std::fill_n(panels, PanelCells(width, width, part.rows), 0.0);
+    for (int k = 0; k < part.rows; ++k)
+      CopyFew(part.m[part.row + k] + part.column + first, lines, panels + static_cast<std::ptrdiff_t>(k) * width);
+  }
+}
+
+void PackRows(const Part &part, int width, double *panels) {
+  for (int first = 0; first < part.rows; first += width, panels += PanelCells(width, width, part.columns)) {
+    const int lines = std::min(width, part.rows - first);
+    if (lines < width) std::fill_n(panels, PanelCells(width, width, part.columns), 0.0);
+    for (int line = 0; line < lines; ++line) {
+      const double *source = part.m[part.row + first + line] + part.column;
+      for (std::ptrdiff_t k = 0; k < part.columns; ++k) panels[k * width + line] = source[k];
+    }
+  }
+}
+
+void MultiplyPanels(const PanelProduct &p, const MicroKernel &kernel, BlockFunction block) {
+  const int blockRows = kernel.blockRows, blockColumns = kernel.blockColumns;
+  alignas(64) double aside[kMaxBlockRows][kMaxBlockColumns];  // for cells over an edge
+  double *asideRows[kMaxBlockRows];
+  for (int r = 0; r < blockRows; ++r) asideRows[r] = aside[r];
+  for (int i = 0; i < p.rows; i += blockRows) {
+    const int rows = std::min(blockRows, p.rows - i);
+    const double *a[kMaxBlockRows];
+    for (int r = 0; r < blockRows; ++r)  // rows over the edge repeat the last one
+      a[r] = p.aPanels != nullptr ? p.aPanels + PanelCells(i, 1, p.depth) + r
+                                  : p.aRows[i + std::min(r, rows - 1)] + p.aColumn;
+    if (p.aPanels == nullptr)
+      for (int r = i + blockRows; r < std::min(p.rows, i + 2 * blockRows); ++r)
+        for (int k = 0; k < p.depth; k += 8) __builtin_prefetch(p.aRows[r] + p.aColumn + k, 0, 2);
+    const int aStep = p.aPanels != nullptr ? blockRows : 1;
+    const int end = p.diagonal == kNoDiagonal ? p.columns : std::min(p.columns, i + rows + p.diagonal);
+    for (int j = 0; j < end; j += blockColumns) {
+      const int columns = std::min(blockColumns, p.columns - j);
+      const double *b = p.bPanels + PanelCells(j, 1, p.depth);
+      if (columns == blockColumns) {
+        double *c[kMaxBlockRows];
+        for (int r = 0; r < blockRows; ++r) c[r] = r < rows ? p.c[i + r] + p.cColumn + j : aside[r];
+        block(a, aStep, b, p.depth, c, p.add);
+      } else {
+        block(a, aStep, b, p.depth, asideRows, false);
+        for (int r = 0; r < rows; ++r) (p.add ? AddFew : CopyFew)(aside[r], columns, p.c[i + r] + p.cColumn + j);
+      }
+    }
+  }
+}
+
+}  // namespace tessel
