@@ -22,15 +22,20 @@ inline void AddFew(const double *from, int n, double *to) {
 }  // namespace
 
 void PackColumns(const Part &part, int width, PackFunction pack, double *panels) {
-  for (int first = 0; first < part.columns; first += width, panels += PanelCells(width, width, part.rows)) {
-    const int lines = std::min(width, part.columns - first);
-    if (lines == width) {
-      pack(part.m + part.row, part.column + first, part.rows, panels);
-      continue;
+  constexpr int strip = 16;  // rows at a time, so that few pages are in use at once
+  for (int k = 0; k < part.rows; k += strip) {
+    const int depth = std::min(strip, part.rows - k);
+    const double *const *rows = part.m + part.row + k;
+    for (int first = 0; first < part.columns; first += width) {
+      const int lines = std::min(width, part.columns - first);
+      double *panel = panels + PanelCells(first, 1, part.rows) + PanelCells(k, 1, width);
+      if (lines == width) {
+        pack(rows, part.column + first, depth, panel);
+        continue;
+      }
+      std::fill_n(panel, PanelCells(width, 1, depth), 0.0);
+      for (int r = 0; r < depth; ++r, panel += width) CopyFew(rows[r] + part.column + first, lines, panel);
     }
-    std::fill_n(panels, PanelCells(width, width, part.rows), 0.0);
-    for (int k = 0; k < part.rows; ++k)
-      CopyFew(part.m[part.row + k] + part.column + first, lines, panels + static_cast<std::ptrdiff_t>(k) * width);
   }
 }
 
