@@ -70,11 +70,12 @@ void DotsPairs(const double *const *x, const double *y, int n, double *out) {
   for (int r = 0; r < kLaneRows; ++r) out[r] = DotPairs(x[r], y, n);
 }
 
+template <int pairs>
 void BlockPairs(const double *const *a, int aStep, const double *b, int depth, double *const *c, bool add) {
-  constexpr int rows = 4, pairs = 2;
+  constexpr int rows = 4;
   Pair s[rows][pairs] = {};
   const double *p[rows] = {a[0], a[1], a[2], a[3]};
-  for (std::ptrdiff_t k = 0, at = 0; k < depth; ++k, at += aStep, b += 2 * pairs)
+  for (std::ptrdiff_t k = 0, at = 0; k < depth; ++k, at += aStep, b += 4)
 #pragma GCC unroll 8
     for (int i = 0; i < rows; ++i)
       for (int j = 0; j < pairs; ++j) s[i][j] += p[i][at] * LoadPair(b + 2 * j);
@@ -146,59 +147,61 @@ bool Always() { return true; }
   }
 }
 
-template <bool fused>
+template <bool fused, int vectors>
 [[gnu::target("avx2,fma")]] void BlockAvx2(const double *const *a, int aStep, const double *b, int depth,
                                            double *const *c, bool add) {
   constexpr int rows = 6;
-  __m256d s[rows][2];
+  __m256d s[rows][vectors];
   const double *p[rows];
 #pragma GCC unroll 8
   for (int i = 0; i < rows; ++i) {
-    s[i][0] = s[i][1] = _mm256_setzero_pd();
+    for (int j = 0; j < vectors; ++j) s[i][j] = _mm256_setzero_pd();
     p[i] = a[i];
     _mm_prefetch(c[i], _MM_HINT_T0);
     _mm_prefetch(c[i] + 7, _MM_HINT_T0);
   }
   for (std::ptrdiff_t k = 0, at = 0; k < depth; ++k, at += aStep, b += 8) {
-    const __m256d b0 = _mm256_loadu_pd(b), b1 = _mm256_loadu_pd(b + 4);
+    __m256d v[vectors];
+    for (int j = 0; j < vectors; ++j) v[j] = _mm256_loadu_pd(b + 4 * j);
 #pragma GCC unroll 8
     for (int i = 0; i < rows; ++i) {
-      const __m256d v = _mm256_broadcast_sd(p[i] + at);
-      s[i][0] = fused ? _mm256_fmadd_pd(v, b0, s[i][0]) : _mm256_add_pd(s[i][0], _mm256_mul_pd(v, b0));
-      s[i][1] = fused ? _mm256_fmadd_pd(v, b1, s[i][1]) : _mm256_add_pd(s[i][1], _mm256_mul_pd(v, b1));
+      const __m256d x = _mm256_broadcast_sd(p[i] + at);
+      for (int j = 0; j < vectors; ++j)
+        s[i][j] = fused ? _mm256_fmadd_pd(x, v[j], s[i][j]) : _mm256_add_pd(s[i][j], _mm256_mul_pd(x, v[j]));
     }
   }
 #pragma GCC unroll 8
   for (int i = 0; i < rows; ++i)
-    for (int j = 0; j < 2; ++j) {
+    for (int j = 0; j < vectors; ++j) {
       double *cell = c[i] + 4 * j;
       _mm256_storeu_pd(cell, add ? _mm256_add_pd(_mm256_loadu_pd(cell), s[i][j]) : s[i][j]);
     }
 }
 
-template <bool fused>
+template <bool fused, int vectors>
 [[gnu::target("avx512f,avx2,fma")]] void BlockAvx512(const double *const *a, int aStep, const double *b, int depth,
                                                      double *const *c, bool add) {
   constexpr int rows = 8;
-  __m512d s[rows][2];
+  __m512d s[rows][vectors];
   const double *p[rows];
 #pragma GCC unroll 8
   for (int i = 0; i < rows; ++i) {
-    s[i][0] = s[i][1] = _mm512_setzero_pd();
+    for (int j = 0; j < vectors; ++j) s[i][j] = _mm512_setzero_pd();
     p[i] = a[i];
   }
   for (std::ptrdiff_t k = 0, at = 0; k < depth; ++k, at += aStep, b += 16) {
-    const __m512d b0 = _mm512_loadu_pd(b), b1 = _mm512_loadu_pd(b + 8);
+    __m512d v[vectors];
+    for (int j = 0; j < vectors; ++j) v[j] = _mm512_loadu_pd(b + 8 * j);
 #pragma GCC unroll 8
     for (int i = 0; i < rows; ++i) {
-      const __m512d v = _mm512_set1_pd(p[i][at]);
-      s[i][0] = fused ? _mm512_fmadd_pd(v, b0, s[i][0]) : _mm512_add_pd(s[i][0], _mm512_mul_pd(v, b0));
-      s[i][1] = fused ? _mm512_fmadd_pd(v, b1, s[i][1]) : _mm512_add_pd(s[i][1], _mm512_mul_pd(v, b1));
+      const __m512d x = _mm512_set1_pd(p[i][at]);
+      for (int j = 0; j < vectors; ++j)
+        s[i][j] = fused ? _mm512_fmadd_pd(x, v[j], s[i][j]) : _mm512_add_pd(s[i][j], _mm512_mul_pd(x, v[j]));
     }
   }
 #pragma GCC unroll 8
   for (int i = 0; i < rows; ++i)
-    for (int j = 0; j < 2; ++j) {
+    for (int j = 0; j < vectors; ++j) {
       double *cell = c[i] + 8 * j;
       _mm512_storeu_pd(cell, add ? _mm512_add_pd(_mm512_loadu_pd(cell), s[i][j]) : s[i][j]);
     }
@@ -210,12 +213,40 @@ bool HasAvx512() { return HasAvx2() && __builtin_cpu_supports("avx512f"); }
 #endif
 
 constexpr MicroKernel kMicroKernels[] = {
-    {"baseline", Always, DotPairs, DotsPairs, LanesPairs, PackPanel<4>, PackPanel<4>, BlockPairs, BlockPairs, 4, 4},
+    {.name = "baseline",
+     .supported = Always,
+     .dot = DotPairs,
+     .dots = DotsPairs,
+     .lanes = LanesPairs,
+     .packRows = PackPanel<4>,
+     .packColumns = PackPanel<4>,
+     .block = {BlockPairs<2>, BlockPairs<1>},
+     .exactBlock = {BlockPairs<2>, BlockPairs<1>},
+     .blockRows = 4,
+     .blockColumns = 4},
 #if defined(__x86_64__)
-    {"avx2", HasAvx2, DotAvx2, DotsAvx2, LanesAvx2, PackPanel<6>, PackPanel<8>, BlockAvx2<true>, BlockAvx2<false>, 6,
-     8},
-    {"avx512", HasAvx512, DotAvx2, DotsAvx2, LanesAvx2, PackPanel<8>, PackPanel<16>, BlockAvx512<true>,
-     BlockAvx512<false>, 8, 16},
+    {.name = "avx2",
+     .supported = HasAvx2,
+     .dot = DotAvx2,
+     .dots = DotsAvx2,
+     .lanes = LanesAvx2,
+     .packRows = PackPanel<6>,
+     .packColumns = PackPanel<8>,
+     .block = {BlockAvx2<true, 2>, BlockAvx2<true, 1>},
+     .exactBlock = {BlockAvx2<false, 2>, BlockAvx2<false, 1>},
+     .blockRows = 6,
+     .blockColumns = 8},
+    {.name = "avx512",
+     .supported = HasAvx512,
+     .dot = DotAvx2,
+     .dots = DotsAvx2,
+     .lanes = LanesAvx2,
+     .packRows = PackPanel<8>,
+     .packColumns = PackPanel<16>,
+     .block = {BlockAvx512<true, 2>, BlockAvx512<true, 1>},
+     .exactBlock = {BlockAvx512<false, 2>, BlockAvx512<false, 1>},
+     .blockRows = 8,
+     .blockColumns = 16},
 #endif
 };
 

@@ -13,8 +13,14 @@ inline constexpr int kLaneRows = 8;          // rows that `lanes` takes at once
 inline constexpr int kMaxBlockRows = 8;      // bounds on the register block of every set
 inline constexpr int kMaxBlockColumns = 16;  //
 
+// A register block: c[i][j] = (or, with `add`, +=) the sum over k below depth of a[i][k aStep] b[k blockColumns + j],
+// for i below blockRows and j below blockColumns, or half of that. An aStep of 1 reads rows, one of blockRows an
+// interleaved panel.
 using BlockFunction = void (*)(const double *const *a, int aStep, const double *b, int depth, double *const *c,
                                bool add);
+struct Blocks {
+  BlockFunction full, half;
+};
 
 using PackFunction = void (*)(const double *const *rows, int first, int depth, double *panel);
 
@@ -36,10 +42,8 @@ struct MicroKernel {
   // blockColumns.
   PackFunction packRows, packColumns;
 
-  // The register block: c[i][j] = (or, with `add`, +=) the sum over k below depth of a[i][k aStep] b[k blockColumns +
-  // j], for i below blockRows and j below blockColumns. An aStep of 1 reads rows, one of blockRows an interleaved
-  // panel. `block` may fuse; `exactBlock` adds one rounded product after the other.
-  BlockFunction block, exactBlock;
+  // The register blocks. `block` may fuse; `exactBlock` adds one rounded product after the other.
+  Blocks block, exactBlock;
   int blockRows;
   int blockColumns;
 };

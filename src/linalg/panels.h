@@ -44,6 +44,6 @@ struct PanelProduct {
 };
 inline constexpr int kNoDiagonal = std::numeric_limits<int>::max();
 
-void MultiplyPanels(const PanelProduct &p, const MicroKernel &kernel, BlockFunction block);
+void MultiplyPanels(const PanelProduct &p, const MicroKernel &kernel, const Blocks &blocks);
 
 }  // namespace tessel

@@ -26,22 +26,30 @@ struct Tiler {
   int bColumn = -1, bInner = -1;
 };
 
+// Panels small enough stand on the stack, where they cost nothing to take.
+constexpr int kSmallPanels = 1024;
+struct SmallPanels {
+  alignas(64) double a[kSmallPanels], b[kSmallPanels];
+};
+
 // Panels of `lines` lines, from a cache line on.
-double *TakePanels(OwnedMatrix &owner, int lines, int width, int depth) {
+double *TakePanels(double *small, OwnedMatrix &owner, int lines, int width, int depth) {
   constexpr int line = 8;
-  owner = OwnedMatrix(1, PanelCells(lines, width, depth) + line);
+  const std::int64_t cells = PanelCells(lines, width, depth);
+  if (cells <= kSmallPanels) return small;
+  owner = OwnedMatrix(1, cells + line);
   if (!owner) return nullptr;
   const auto address = reinterpret_cast<std::uintptr_t>(owner[0]);
   return owner[0] + (line - address / sizeof(double) % line) % line;
 }
 
-bool TakeScratch(Tiler &t) {
+bool TakeScratch(Tiler &t, SmallPanels &small) {
   const auto &[rows, columns, inner] = t.plan;
   if (t.p.transA) {
-    t.aPanels = TakePanels(t.aTile, rows, t.kernel.blockRows, inner);
+    t.aPanels = TakePanels(small.a, t.aTile, rows, t.kernel.blockRows, inner);
     if (t.aPanels == nullptr) return false;
   }
-  t.bPanels = TakePanels(t.bTile, columns, t.kernel.blockColumns, inner);
+  t.bPanels = TakePanels(small.b, t.bTile, columns, t.kernel.blockColumns, inner);
   t.direct = rows == t.p.rows && columns == t.p.columns;
   if (!t.direct) t.result = OwnedMatrix(rows, RoundUp(columns, t.kernel.blockColumns));
   return t.bPanels != nullptr && (t.direct || t.result);
@@ -111,7 +119,8 @@ TilePlan PlanTiles(const Product &p) {
 
 bool TiledProduct(const Product &p) {
   Tiler t{p, PlanTiles(p), CurrentMicroKernel(), {}, {}, {}};
-  if (!TakeScratch(t)) return false;
+  SmallPanels small;
+  if (!TakeScratch(t, small)) return false;
   const int innerTiles = Tiles(p.inner, t.plan.inner);
   bool forwards = true;
   for (int row = 0; row < p.rows; row += t.plan.rows) {
