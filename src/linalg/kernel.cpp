@@ -1,0 +1,19 @@
+// The kernel table's entries.
+#include "linalg/kernel.h"
+
+#include "linalg/lu.h"
+#include "linalg/products.h"
+#include "linalg/qr.h"
+
+namespace tessel {
+
+constinit const KernelTable kernelTable = {
+    .factorise = nullptr,
+    .invertSpd = nullptr,
+    .invertGeneral = nullptr,
+    .multiply = KernelMultiply,
+    .tolerance = 2.220446049250313e-13,
+    .qrPivot = nullptr,
+};
+
+}  // namespace tessel
