@@ -10,10 +10,10 @@ namespace tessel {
 constinit const KernelTable kernelTable = {
     .factorise = nullptr,
     .invertSpd = nullptr,
-    .invertGeneral = nullptr,
+    .invertGeneral = KernelInvertGeneral,
     .multiply = KernelMultiply,
     .tolerance = 2.220446049250313e-13,
-    .qrPivot = nullptr,
+    .qrPivot = KernelQrPivot,
 };
 
 }  // namespace tessel
