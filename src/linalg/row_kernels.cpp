@@ -65,6 +65,40 @@ constexpr int kPassLength = 256;
         AccumulateTile(sums, a, aCount, b, bCount, i, j, k, std::min(k + kPassLength, to));
 }
 
+[[gnu::always_inline]] inline void AddScaledAndDotGroup(double *const *rows, int count, int at, const double *scales,
+                                                        const double *v, const double *w, int n, double *sums) {
+  double *x[4];
+  double scale[4];
+  Four s[4] = {};
+  for (int r = 0; r < count; ++r) {
+    x[r] = rows[r] + at;
+    scale[r] = scales[r];
+  }
+  const int whole = n > 4 ? n - n % 4 : 0;
+  for (int k = 0; k < whole; k += 4) {
+    const Four vk = At(v + k);
+    const Four wk = At(w + k);
+    for (int r = 0; r < count; ++r) {
+      const Four cell = At(x[r] + k) + scale[r] * vk;
+      At(x[r] + k) = cell;
+      s[r] += cell * wk;
+    }
+  }
+  for (int r = 0; r < count; ++r) {
+    double first = s[r][0];
+    for (int k = whole; k < n; ++k) first += (x[r][k] += scale[r] * v[k]) * w[k];
+    sums[r] = s[r][2] + s[r][1] + s[r][3] + first;
+  }
+}
+
+[[gnu::always_inline]] inline void AddScaledAndDotBody(double *const *rows, int count, int at, const double *scales,
+                                                       const double *v, const double *w, int n, double *sums) {
+  int r = 0;
+  for (; r + 4 <= count; r += 4) AddScaledAndDotGroup(rows + r, 4, at, scales + r, v, w, n, sums + r);
+  for (; r + 2 <= count; r += 2) AddScaledAndDotGroup(rows + r, 2, at, scales + r, v, w, n, sums + r);
+  for (; r < count; ++r) AddScaledAndDotGroup(rows + r, 1, at, scales + r, v, w, n, sums + r);
+}
+
 [[gnu::always_inline]] inline void AddScaledBody(double *x, double scale, const double *v, int n) {
   const int whole = n - n % 4;
   for (int k = 0; k < whole; k += 4) At(x + k) += scale * At(v + k);
@@ -113,13 +147,17 @@ void Accumulate(const PartialSums &sums, const double *const *a, int aCount, con
                 int from, int to) {
   AccumulateBody(sums, a, aCount, b, bCount, from, to);
 }
+void AddScaledAndDot(double *const *rows, int count, int at, const double *scales, const double *v, const double *w,
+                     int n, double *sums) {
+  AddScaledAndDotBody(rows, count, at, scales, v, w, n, sums);
+}
 void AddScaled(double *x, double scale, const double *v, int n) { AddScaledBody(x, scale, v, n); }
 void SolveLower(const double *const *l, int at, int n, bool hasDiagonal, StripRow *x) {
   SolveLowerBody(l, at, n, hasDiagonal, x);
 }
 void SolveUpper(const double *const *u, int at, int n, StripRow *x) { SolveUpperBody(u, at, n, x); }
 
-constexpr RowKernels table = {DotFour, Accumulate, AddScaled, SolveLower, SolveUpper};
+constexpr RowKernels table = {DotFour, Accumulate, AddScaledAndDot, AddScaled, SolveLower, SolveUpper};
 
 }  // namespace baseline
 
@@ -134,6 +172,10 @@ namespace avx2 {
                                         const double *const *b, int bCount, int from, int to) {
   AccumulateBody(sums, a, aCount, b, bCount, from, to);
 }
+[[gnu::target("avx2")]] void AddScaledAndDot(double *const *rows, int count, int at, const double *scales,
+                                             const double *v, const double *w, int n, double *sums) {
+  AddScaledAndDotBody(rows, count, at, scales, v, w, n, sums);
+}
 [[gnu::target("avx2")]] void AddScaled(double *x, double scale, const double *v, int n) {
   AddScaledBody(x, scale, v, n);
 }
@@ -144,7 +186,7 @@ namespace avx2 {
   SolveUpperBody(u, at, n, x);
 }
 
-constexpr RowKernels table = {DotFour, Accumulate, AddScaled, SolveLower, SolveUpper};
+constexpr RowKernels table = {DotFour, Accumulate, AddScaledAndDot, AddScaled, SolveLower, SolveUpper};
 
 }  // namespace avx2
 #endif
