@@ -26,11 +26,17 @@ using Four [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
   const int whole = partial != nullptr || n > 4 ? n - n % 4 : 0;
   for (int k = 0; k < whole; k += 4)
     for (int r = 0; r < 4; ++r) s[r] += At(x[r] + k) * At(y + k);
-  for (int r = 0; r < 4; ++r) {
-    double first = s[r][0];
-    for (int k = whole; k < n; ++k) first += x[r][k] * y[k];
-    sums[r] = s[r][2] + s[r][1] + s[r][3] + first;
-  }
+  // From here on one element stands for one row.
+  const Four low01 = __builtin_shufflevector(s[0], s[1], 0, 4, 1, 5);
+  const Four low23 = __builtin_shufflevector(s[2], s[3], 0, 4, 1, 5);
+  const Four high01 = __builtin_shufflevector(s[0], s[1], 2, 6, 3, 7);
+  const Four high23 = __builtin_shufflevector(s[2], s[3], 2, 6, 3, 7);
+  Four first = __builtin_shufflevector(low01, low23, 0, 1, 4, 5);
+  const Four second = __builtin_shufflevector(low01, low23, 2, 3, 6, 7);
+  const Four third = __builtin_shufflevector(high01, high23, 0, 1, 4, 5);
+  const Four fourth = __builtin_shufflevector(high01, high23, 2, 3, 6, 7);
+  for (int k = whole; k < n; ++k) first += Four{x[0][k], x[1][k], x[2][k], x[3][k]} * y[k];
+  At(sums) = third + second + fourth + first;
 }
 
 // Elements per pass of AccumulateBody: four rows of a and the rows of b then stay in the first two caches.
@@ -50,9 +56,15 @@ constexpr int kPassLength = 256;
       s[q][r] = At(cell[q][r]);
     }
   }
-  for (int k = from; k < to; k += 4)
-    for (int r = 0; r < 4; ++r)
-      for (int q = 0; q < 2; ++q) s[q][r] += At(x[r] + k) * At(y[q] + k);
+  for (int k = from; k < to; k += 4) {
+    const Four y0 = At(y[0] + k);
+    const Four y1 = At(y[1] + k);
+    for (int r = 0; r < 4; ++r) {
+      const Four xr = At(x[r] + k);
+      s[0][r] += xr * y0;
+      s[1][r] += xr * y1;
+    }
+  }
   for (int q = 0; q < 2; ++q)
     for (int r = 0; r < 4; ++r) At(cell[q][r]) = s[q][r];
 }
