@@ -43,14 +43,10 @@ std::vector<long double> Expand(const Roots &r) {
 TEST(PolyRoots, SmallDegreesInOrder) {
   const struct {
     std::vector<double> coef, re, im;
-  } cases[] = {{{-2.5}, {2.5}, {0}},
-               {{0, 1}, {0, 0}, {1, -1}},
-               {{-3, 2}, {2, 1}, {0, 0}},
-               {{3, 2}, {-2, -1}, {0, 0}},
-               {{0.0, -1}, {1, -1}, {0, 0}},
-               {{-0.0, -1}, {1, -1}, {0, 0}},
-               {{-4, 4}, {2, 2}, {0, 0}},
-               {{0, 0, 0, 0}, {0, 0, 0, 0}, {0, 0, 0, 0}}};
+  } cases[] = {{{-2.5}, {2.5}, {0}},         {{0, 1}, {0, 0}, {1, -1}},
+               {{-3, 2}, {2, 1}, {0, 0}},    {{3, 2}, {-2, -1}, {0, 0}},
+               {{0.0, -1}, {1, -1}, {0, 0}}, {{-0.0, -1}, {1, -1}, {0, 0}},
+               {{-4, 4}, {2, 2}, {0, 0}},    {{0, 0, 0, 0}, {0, 0, 0, 0}, {0, 0, 0, 0}}};
   for (const auto &c : cases) {
     const Roots r = RootsOf(c.coef);
     EXPECT_EQ(r.status, 0);
@@ -149,8 +145,11 @@ TEST(HessenbergEigenvalues, RangeAndLimit) {
 TEST(ComplexDivide, QuotientsWithoutOverflow) {
   const struct {
     double ar, ai, br, bi, re, im;
-  } cases[] = {{1, 2, 3, 4, 0.44, 0.08}, {1, 2, 4, 3, 0.4, 0.2}, {4, 2, 0, 2, 1, -2},
-               {3, -6, 3, 0, 1, -2},     {1e300, 1e300, 1e300, 1e300, 1, 0}};
+  } cases[] = {{1, 2, 3, 4, 0.44, 0.08},
+               {1, 2, 4, 3, 0.4, 0.2},
+               {4, 2, 0, 2, 1, -2},
+               {3, -6, 3, 0, 1, -2},
+               {1e300, 1e300, 1e300, 1e300, 1, 0}};
   for (const auto &c : cases) {
     double re = 0, im = 0;
     EXPECT_EQ(tessel::ComplexDivide(c.ar, c.ai, c.br, c.bi, &re, &im), 1);
