@@ -22,6 +22,7 @@ struct HostMatrix {
       for (int j = 0; j < c; ++j) table[static_cast<std::size_t>(i)][j] = cell(i, j);
   }
   HostMatrix(HostMatrix &&) = default;
+  HostMatrix &operator=(HostMatrix &&) = default;
 
   double **Rows() { return table.data(); }
   double *operator[](int i) const { return table[static_cast<std::size_t>(i)]; }

@@ -6,6 +6,7 @@
 
 #include "host/heap.h"
 #include "host_matrix.h"
+#include "linalg/dot_product.h"
 
 namespace tessel {
 namespace {
@@ -82,6 +83,52 @@ TEST(MatInvertSpd, InverseTimesTheMatrix) {
       if (first.empty()) first = x.cells;
       EXPECT_EQ(first, x.cells) << "the same bits in set " << name;
     });
+  }
+}
+
+// The factorisations cell by cell, each an inner product of its own: grouping rows must not change a bit.
+TEST(MatInvertSpd, SameBitsAsOneInnerProductPerCell) {
+  for (int n : {3, 30, 64}) {
+    HostMatrix a = RandomSpd(n), l = Copy(a), x = Copy(a);
+    for (int i = 0; i < n; ++i) {
+      double squares = 0.0;
+      for (int j = 0; j < i; ++j) {
+        a[i][j] = (a[i][j] - DotProduct(a[i], a[j], j)) * a[j][j];
+        squares += a[i][j] * a[i][j];
+      }
+      a[i][i] = 1.0 / std::sqrt(a[i][i] - squares);
+    }
+    ASSERT_EQ(MatCholesky(l.Rows(), n), 1);
+    for (int i = 0; i < n; ++i)
+      for (int j = 0; j <= i; ++j) EXPECT_EQ(l[i][j], i == j ? 1.0 / a[i][i] : a[i][j]);
+
+    a = Copy(x);
+    ASSERT_EQ(MatInvertSpd(x.Rows(), n), 0);
+    std::vector<double> pivots;
+    for (int i = 0; i < n; ++i) {
+      for (int j = 0; j < i; ++j) a[i][j] -= DotProduct(a[i], a[j], j);
+      double p = a[i][i];
+      for (int k = 0; k < i; ++k) {
+        const double t = a[i][k], d = pivots[static_cast<std::size_t>(k)];
+        a[i][k] = t * d;
+        p -= t * t * d;
+      }
+      pivots.push_back(1.0 / p);
+    }
+    for (int i = 1; i < n; ++i)
+      for (int j = 0; j < i; ++j) a[j][i] = -a[i][j] - DotProduct(a[i] + j + 1, a[j] + j + 1, i - 1 - j);
+    for (int i = 0; i < n; ++i) {
+      double sum = 0.0;
+      for (int k = i + 1; k < n; ++k) {
+        const double t = a[i][k];
+        a[i][k] = t * pivots[static_cast<std::size_t>(k)];
+        sum += a[i][k] * t;
+      }
+      a[i][i] = sum + pivots[static_cast<std::size_t>(i)];
+      for (int j = i + 1; j < n; ++j) a[i][j] += DotProduct(a[i] + j + 1, a[j] + j + 1, n - 1 - j);
+    }
+    for (int i = 0; i < n; ++i)
+      for (int j = i; j < n; ++j) EXPECT_EQ(x[i][j], a[i][j]) << n << " at " << i << "," << j;
   }
 }
 
