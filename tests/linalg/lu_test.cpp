@@ -6,6 +6,7 @@
 #include "../support/failing_allocation.h"
 #include "factor_support.h"
 #include "linalg/dot_product.h"
+#include "linalg/micro_kernel.h"
 #include "linalg/row_kernels.h"
 
 using tessel::MatInvert;
@@ -83,8 +84,10 @@ TEST(LuFactor, SameBitsAsOneInnerProductPerElement) {
     }
     EXPECT_TRUE(SameCells(a.get(), lu.get(), n, n) && SameCells(bare.get(), lu.get(), n, n)) << n;
   }
-  const OwnedMatrix singular = MatrixOf(50, 50, [](int i, int j) { return std::cos((i + 1) * (j == 40 ? 3 : j)); });
   int piv[50];
+  EXPECT_EQ(tessel::LuFactor(Matrix({{1, 2}, {-1, 2}}).get(), 2, piv, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(piv[0], 0);  // the first of equals
+  const OwnedMatrix singular = MatrixOf(50, 50, [](int i, int j) { return std::cos((i + 1) * (j == 40 ? 3 : j)); });
   EXPECT_EQ(tessel::LuFactor(singular.get(), 50, piv, nullptr, nullptr, nullptr), 41);
   for (int i = 40; i < 50; ++i) EXPECT_TRUE(piv[i] == i && singular[i][i] == 0);
 }
@@ -132,7 +135,7 @@ TEST(MatInvert, ExhaustedMemory) {
   EXPECT_EQ(failed, 4);  // the interchanges, the copy's two blocks, the sums
 }
 
-// The table for the machine gives the bits of the baseline's, and those of DotProduct.
+// Every set gives the bits of the baseline's, and those of DotProduct.
 TEST(RowKernels, SameBitsAtEveryVectorWidth) {
   const auto run = [](const tessel::RowKernels &kernels, const OwnedMatrix &a, int n) {
     double sums[4];
@@ -149,9 +152,15 @@ TEST(RowKernels, SameBitsAtEveryVectorWidth) {
     kernels.solveUpper(a.get(), 5, n, strip);
   };
   for (int n = 0; n < 40; ++n) {
-    const OwnedMatrix wide = RandomMatrix(48, 48, 3), baseline = RandomMatrix(48, 48, 3);
-    run(tessel::MachineRowKernels(), wide, n);
-    run(tessel::BaselineRowKernels(), baseline, n);
-    EXPECT_TRUE(SameCells(wide.get(), baseline.get(), 48, 48)) << n;
+    const OwnedMatrix first = RandomMatrix(48, 48, 3);
+    for (const tessel::MicroKernel &set : tessel::MicroKernels()) {
+      if (!set.supported()) continue;
+      const OwnedMatrix a = RandomMatrix(48, 48, 3);
+      tessel::ForceMicroKernel(&set);
+      run(tessel::CurrentRowKernels(), a, n);
+      if (&set == &tessel::MicroKernels().front()) tessel::MatCopy(first.get(), a.get(), 48, 48);
+      EXPECT_TRUE(SameCells(first.get(), a.get(), 48, 48)) << set.name << " " << n;
+    }
+    tessel::ForceMicroKernel(nullptr);
   }
 }
