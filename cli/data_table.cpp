@@ -15,8 +15,8 @@ namespace {
 
 constexpr int kMostObservations = 100'000'000;
 
-// The rows of a CSV file, one after the other, with the line where each starts. Nothing is thrown through the parser: its
-// callbacks collect rows, which go to the consumer behind it.
+// The rows of a CSV file, one after the other, with the line where each starts. Nothing is thrown through the parser:
+// its callbacks collect rows, which go to the consumer behind it.
 class CsvRows {
  public:
   using Fields = std::vector<std::string>;
@@ -189,8 +189,8 @@ int Observation(const DataTable &data, const DataOptions &options, const std::st
       else
         while (t >= 0 && data.Cell(t, 0) > *date + tolerance) --t;
       if (t < 0 || t >= data.rows)
-        Misuse(option, text + " leaves none of the observations from " + data.Label(0) + " to " +
-                           data.Label(data.rows - 1));
+        Misuse(option,
+               text + " leaves none of the observations from " + data.Label(0) + " to " + data.Label(data.rows - 1));
       return t;
     }
   }
@@ -219,14 +219,14 @@ int DataTable::Find(const std::string &name) const {
 }
 
 std::string DataTable::Label(int observation) const {
-  return dated ? DateText(Cell(observation, 0)).value_or(NumberText(Cell(observation, 0))) : calendar.Label(observation);
+  return dated ? DateText(Cell(observation, 0)).value_or(NumberText(Cell(observation, 0)))
+               : calendar.Label(observation);
 }
 
 DataTable ReadData(const DataOptions &options) {
   const Calendar calendar = CalendarOf(options);
-  const std::unique_ptr<std::FILE, int (*)(std::FILE *)> opened(std::fopen(options.file.c_str(), "rb"), [](auto *f) {
-    return f == nullptr ? 0 : std::fclose(f);
-  });
+  const std::unique_ptr<std::FILE, int (*)(std::FILE *)> opened(
+      std::fopen(options.file.c_str(), "rb"), [](auto *f) { return f == nullptr ? 0 : std::fclose(f); });
   std::FILE *file = options.file == "-" ? stdin : opened.get();
   if (file == nullptr) Fail(options.file, "the file cannot be opened");
 
@@ -247,7 +247,7 @@ Range RangeOf(const DataTable &data, const DataOptions &options) {
   if (!options.first.empty()) range.first = Observation(data, options, "--first", options.first, true);
   if (!options.last.empty()) range.last = Observation(data, options, "--last", options.last, false);
   if (range.first > range.last)
-    Misuse("--last", data.Label(range.last) + " is before the first observation of the range, " +
-                         data.Label(range.first));
+    Misuse("--last",
+           data.Label(range.last) + " is before the first observation of the range, " + data.Label(range.first));
   return range;
 }

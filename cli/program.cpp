@@ -136,7 +136,8 @@ std::string PlaceMessage(const Program &program, const std::string &message,
 
   int place = *line;
   if (place >= 100 && program.LineCount() > 999) {  // a line's number has three digits
-    const std::size_t n = LeastThatHolds(program.statements.size(), [&](std::size_t k) { return fails(program.Prefix(k)); });
+    const std::size_t n =
+        LeastThatHolds(program.statements.size(), [&](std::size_t k) { return fails(program.Prefix(k)); });
     if (n <= program.statements.size()) place = program.statements[n - 1].line;
   }
   const std::string body = message.substr(colon + 2, on - colon - 2);

@@ -124,7 +124,8 @@ bool HasControlCharacter(std::string_view text) {
 std::string Quoted(std::string_view text) {
   constexpr std::size_t most = 60;
   std::string quoted = "'" + std::string(text.substr(0, most)) + (text.size() > most ? "...'" : "'");
-  std::ranges::replace_if(quoted, [](char c) { return (c >= 0 && c < ' ') || c == 127; }, ' ');
+  std::ranges::replace_if(
+      quoted, [](char c) { return (c >= 0 && c < ' ') || c == 127; }, ' ');
   return quoted;
 }
 
