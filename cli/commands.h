@@ -16,7 +16,7 @@ struct RunOptions {
 
 struct FitOptions : RunOptions {
   std::string residual;
-  std::vector<double> startingValues;  // in the place of the program's, in ascending order of parameter number
+  std::vector<std::string> startingValues;  // in the place of the program's, in ascending order of parameter number
   int maxIterations = 1000;
   double tolerance = 1e-12;
   int digits = 7;  // significant digits of the table

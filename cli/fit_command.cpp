@@ -16,8 +16,10 @@ namespace {
 std::string Significant(double value, int digits) {
   if (std::isnan(value)) return "NA";
   char buffer[40];
-  std::snprintf(buffer, sizeof buffer, "%.*g", digits, value);
-  return buffer;
+  std::snprintf(buffer, sizeof buffer, "%#.*g", digits, value);  // keeps the zeros at the end
+  std::string text = buffer;
+  if (text.ends_with('.')) text.pop_back();
+  return text;
 }
 
 std::string StopText(LeastSquaresFit::Stop stop, double tolerance) {
@@ -47,12 +49,19 @@ class Model {
   }
 
   std::vector<double> StartingValues() const {
+    const std::vector<std::string> &given = options_.startingValues;
     const std::size_t count = workspace_.parameterNumbers.size();
-    if (options_.startingValues.empty()) return workspace_.startingValues;
-    if (options_.startingValues.size() == count) return options_.startingValues;
-    Misuse("--starting-values", "expected " + std::to_string(count) + " values, one for each parameter of " +
-                                    session_.GetProgram().path + ", found " +
-                                    std::to_string(options_.startingValues.size()));
+    if (given.empty()) return workspace_.startingValues;
+    if (given.size() != count)
+      Misuse("--starting-values", "expected " + std::to_string(count) + " values, one for each parameter of " +
+                                      session_.GetProgram().path + ", found " + std::to_string(given.size()));
+    std::vector<double> values;
+    for (const std::string &text : given) {
+      const std::optional<double> value = ParseNumber(text);
+      if (!value || !std::isfinite(*value)) Misuse("--starting-values", "expected numbers, found " + Quoted(text));
+      values.push_back(*value);
+    }
+    return values;
   }
 
   // Refuses what cannot be estimated before the search starts.

@@ -20,7 +20,10 @@ void AddDataOptions(CLI::App &command, DataOptions &data, bool required) {
       ->type_name("COLUMN")
       ->excludes(start)
       ->excludes(frequency);
-  command.add_option("--skip", data.skip, "columns not to read")->type_name("NAME,...")->delimiter(',');
+  command.add_option("--skip", data.skip, "columns not to read")
+      ->type_name("NAME,...")
+      ->delimiter(',')
+      ->allow_extra_args(false);
 }
 
 void AddRangeOptions(CLI::App &command, DataOptions &data) {
@@ -33,7 +36,7 @@ void AddRangeOptions(CLI::App &command, DataOptions &data) {
 void AddOutputOptions(CLI::App &command, OutputOptions &output, const char *what) {
   command.add_option("--output", output.file, what)->type_name("FILE");
   CLI::Option *only = command.add_option("--only", output.only, "write these variables");
-  only->type_name("NAME,...")->delimiter(',');
+  only->type_name("NAME,...")->delimiter(',')->allow_extra_args(false);
   command.add_flag("--added", output.added, "write the variables that the program adds")->excludes(only);
 }
 
@@ -56,7 +59,8 @@ CLI::App *AddFit(CLI::App &app, FitOptions &fit) {
       ->required();
   command->add_option("--starting-values", fit.startingValues, "in the place of the program's, by parameter number")
       ->type_name("VALUE,...")
-      ->delimiter(',');
+      ->delimiter(',')
+      ->allow_extra_args(false);
   command->add_option("--max-iterations", fit.maxIterations, "default 1000")
       ->type_name("N")
       ->check(CLI::Range(1, 1000000));

@@ -51,7 +51,13 @@ Workspace::Workspace(const morv::Library &library) : library_(library), printed_
   if (printed_ == nullptr) Fail("tessel", "no temporary file can be made");
 }
 
-Workspace::~Workspace() { Close(); }
+Workspace::~Workspace() {
+  try {
+    Close();
+  } catch (const std::exception &) {  // closing stores nothing that could be lost
+    open_ = false;
+  }
+}
 
 morv::Outcome Workspace::Call(const std::string &name, morv::Arguments &args) {
   std::optional<morv::Outcome> outcome;
