@@ -93,10 +93,9 @@ class Reader {
  private:
   std::string Place(int line) const { return table_.source + ":" + std::to_string(line); }
 
-  void Header(int line, std::vector<std::string> fields) {
+  void Header(int line, const std::vector<std::string> &fields) {
     if (fields.empty()) Fail(Place(line), "expected a first row with the names of the columns");
     headerSize_ = fields.size();
-    if (fields[0].starts_with("\xEF\xBB\xBF")) fields[0].erase(0, 3);
     std::vector<std::string> unknown = options_.skip;
     for (std::size_t j = 0; j < fields.size(); ++j) {
       if (j == 0 && (fields[j].empty() || fields[j] == "period")) continue;
@@ -223,6 +222,11 @@ std::string DataTable::Label(int observation) const {
                : calendar.Label(observation);
 }
 
+std::string DataTable::Describe(int observation) const {
+  const std::string number = std::to_string(observation + 1), label = Label(observation);
+  return "observation " + number + (label == number ? "" : ", " + label);
+}
+
 DataTable ReadData(const DataOptions &options) {
   const Calendar calendar = CalendarOf(options);
   const std::unique_ptr<std::FILE, int (*)(std::FILE *)> opened(
@@ -233,8 +237,12 @@ DataTable ReadData(const DataOptions &options) {
   Reader reader(options);
   CsvRows rows(options.file, [&](int line, const auto &fields) { reader.Row(line, fields); });
   std::vector<char> buffer(1 << 16);
-  for (std::size_t size = 0; (size = std::fread(buffer.data(), 1, buffer.size(), file)) > 0;)
-    rows.Feed(buffer.data(), size);
+  bool atStart = true;
+  for (std::size_t size = 0; (size = std::fread(buffer.data(), 1, buffer.size(), file)) > 0; atStart = false) {
+    const std::string_view chunk(buffer.data(), size);
+    const std::size_t mark = atStart && chunk.starts_with("\xEF\xBB\xBF") ? 3 : 0;  // UTF-8 byte order mark
+    rows.Feed(chunk.data() + mark, size - mark);
+  }
   if (std::ferror(file) != 0) Fail(options.file, "the file cannot be read");
   rows.Finish();
   DataTable table = reader.Finish();
@@ -250,4 +258,14 @@ Range RangeOf(const DataTable &data, const DataOptions &options) {
     Misuse("--last",
            data.Label(range.last) + " is before the first observation of the range, " + data.Label(range.first));
   return range;
+}
+
+Range RunRangeOf(const Range &range, const DataOptions &options) {
+  if (options.presample.empty()) return range;
+  if (options.presample == "all") return {0, range.last};
+  const std::optional<int> count = ParseInteger(options.presample);
+  if (!count || *count < 0 || *count > range.first)
+    Misuse("--presample", "expected 'all' or a number up to " + std::to_string(range.first) +
+                              ", the observations before the range, found " + Quoted(options.presample));
+  return {range.first - *count, range.last};
 }

@@ -24,6 +24,8 @@ struct DataTable {
   int Find(const std::string &name) const;
   // How the observation is called: its date, or its place in the calendar.
   std::string Label(int observation) const;
+  // The same for messages: "observation 2, 1959:2".
+  std::string Describe(int observation) const;
 };
 
 // What the command line says about the data.
@@ -34,6 +36,7 @@ struct DataOptions {
   std::string dates;
   std::vector<std::string> skip;
   std::string first, last;
+  std::string presample;  // how many observations before `first` the program runs over as well; or "all"
 };
 
 // Reads the file. The first row holds the names. A first column that has no name, or the name "period", labels the rows
@@ -50,3 +53,6 @@ struct Range {
   int Count() const { return last - first + 1; }
 };
 Range RangeOf(const DataTable &data, const DataOptions &options);
+
+// The range with its presample in front: what the program runs over.
+Range RunRangeOf(const Range &range, const DataOptions &options);

@@ -39,10 +39,17 @@ std::string StopText(LeastSquaresFit::Stop stop, double tolerance) {
 class Model {
  public:
   Model(const FitOptions &options, Session &session, const Range &range)
-      : options_(options), session_(session), workspace_(session.GetWorkspace()), range_(range) {}
+      : options_(options),
+        session_(session),
+        workspace_(session.GetWorkspace()),
+        range_(range),
+        runRange_(RunRangeOf(range, options.data)) {}
+
+  // Runs the program so that the variables are those at the parameters; a run that fails ends the command.
+  void RunAt(std::span<const double> parameters) const { session_.Run(runRange_, parameters); }
 
   bool Residuals(std::span<const double> parameters, std::span<double> residuals) const {
-    if (!workspace_.Run(range_, parameters)) return false;
+    if (!workspace_.Run(runRange_, parameters)) return false;
     const std::optional<std::vector<double>> values = workspace_.Variable(options_.residual, range_);
     std::ranges::copy(*values, residuals.begin());
     return true;
@@ -70,7 +77,7 @@ class Model {
     if (static_cast<std::size_t>(range_.Count()) < start.size())
       Fail(path, std::to_string(range_.Count()) + " observations cannot determine " + std::to_string(start.size()) +
                      " parameters");
-    session_.Run(range_, start);
+    RunAt(start);
     const std::optional<std::vector<double>> first = workspace_.Variable(options_.residual, range_);
     if (!first)
       Misuse("--residual",
@@ -79,11 +86,14 @@ class Model {
       const double value = (*first)[static_cast<std::size_t>(t - range_.first)];
       if (!std::isfinite(value))
         Fail(path, "the residual '" + options_.residual + "' is " + (std::isnan(value) ? "missing" : "infinite") +
-                       " in observation " + std::to_string(t + 1) + ", " + session_.Data().Label(t) +
-                       ", at the starting values; --first and --last choose the observations");
+                       " in " + session_.Data().Describe(t) +
+                       ", at the starting values; --first, --last and --presample choose the observations");
     }
-    // A search needs the same answer to the same question.
-    session_.Run(range_, start);
+    // A search needs the same answer to the same question, whatever it has asked in between.
+    std::vector<double> elsewhere(start.begin(), start.end());
+    for (double &v : elsewhere) v += v == 0.0 ? 1e-3 : 1e-3 * v;
+    workspace_.Run(runRange_, elsewhere);
+    RunAt(start);
     if (*workspace_.Variable(options_.residual, range_) != *first)
       Fail(path, "the residual '" + options_.residual +
                      "' changes when the program runs again: a statement overwrites what it reads, or draws at random");
@@ -93,7 +103,8 @@ class Model {
   const FitOptions &options_;
   Session &session_;
   Workspace &workspace_;
-  Range range_;
+  Range range_;     // of the sum of squares
+  Range runRange_;  // with the presample in front
 };
 
 std::string Table(const FitOptions &options, const Session &session, const Range &range, const LeastSquaresFit &fit,
@@ -152,7 +163,7 @@ int FitCommand(const FitOptions &options) {
                       range.Count(), search);
   if (search.progress) std::fprintf(stderr, "\r%60s\r", "");
 
-  session.Run(range, fit.estimates);  // so that the variables are those at the estimates
+  model.RunAt(fit.estimates);
   const std::vector<int> &numbers = session.GetWorkspace().parameterNumbers;
   if (!options.output.file.empty())
     WriteFile(options.output.file, VariablesAsCsv(session.GetWorkspace(), session.Data(), range, options.output));

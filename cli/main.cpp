@@ -31,6 +31,8 @@ void AddRangeOptions(CLI::App &command, DataOptions &data) {
   command.add_option("--first", data.first, "first observation: a number from 1, YEAR:PERIOD, a year or a date")
       ->type_name(form);
   command.add_option("--last", data.last, "last observation")->type_name(form);
+  command.add_option("--presample", data.presample, "observations before --first to run over as well; or all")
+      ->type_name("N");
 }
 
 void AddOutputOptions(CLI::App &command, OutputOptions &output, const char *what) {
@@ -46,6 +48,9 @@ CLI::App *AddRun(CLI::App &app, RunOptions &run) {
   AddDataOptions(*command, run.data, true);
   AddRangeOptions(*command, run.data);
   AddOutputOptions(*command, run.output, "CSV file to write, - is standard output (default)");
+  command->add_option("--digits", run.output.digits, "significant digits (default: as many as read back exactly)")
+      ->type_name("N")
+      ->check(CLI::Range(1, 17));
   return command;
 }
 

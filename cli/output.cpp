@@ -56,9 +56,9 @@ struct Column {
   std::vector<double> values;
   bool iso;
 
-  std::string Text(std::size_t row) const {
+  std::string Text(std::size_t row, int digits) const {
     const std::optional<std::string> date = iso ? DateText(values[row]) : std::nullopt;
-    return date ? *date : NumberText(values[row]);
+    return date ? *date : NumberText(values[row], digits);
   }
 };
 
@@ -122,7 +122,8 @@ std::string VariablesAsCsv(Workspace &workspace, const DataTable &data, const Ra
   for (int t = range.first; t <= range.last; ++t) {
     if (!data.dated) text += data.calendar.Label(t);
     for (std::size_t j = 0; j < columns.size(); ++j)
-      text += (j > 0 || !data.dated ? "," : "") + columns[j].Text(static_cast<std::size_t>(t - range.first));
+      text += (j > 0 || !data.dated ? "," : "") +
+              columns[j].Text(static_cast<std::size_t>(t - range.first), options.digits);
     text += '\n';
   }
   return text;

@@ -12,6 +12,7 @@ struct OutputOptions {
   std::string file = "-";  // "-" is standard output
   std::vector<std::string> only;
   bool added = false;  // those that the program added
+  int digits = 0;      // significant digits; 0 for as many as read back to the same double
 };
 
 // Writes the text to a new file in the same folder and then puts it in the place of `path`, so that `path` never holds

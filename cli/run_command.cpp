@@ -20,8 +20,8 @@ void WarnOfInfinities(Session &session, const Range &range) {
     if (infinite == values->end()) continue;
     const auto count = std::ranges::count_if(*values, [](double v) { return std::isinf(v); });
     const int first = range.first + static_cast<int>(infinite - values->begin());
-    Session::Warn(session.GetProgram().path + ": Warning: " + name + " is infinite in " + std::to_string(count) +
-                  " observation(s), first " + session.Data().Label(first));
+    Session::Warn(session.GetProgram().path + ": Warning: " + name + " is infinite " + std::to_string(count) +
+                  (count == 1 ? " time, in " : " times, first in ") + session.Data().Describe(first));
   }
 }
 
@@ -37,7 +37,7 @@ int RunCommand(const RunOptions &options) {
   Session session(options.program, ReadData(options.data));
   const Range range = RangeOf(session.Data(), options.data);
   session.Compile(Workspace::Use::Plain);
-  session.Run(range);
+  session.Run(RunRangeOf(range, options.data));
   WarnOfInfinities(session, range);
   WriteFile(options.output.file, VariablesAsCsv(session.GetWorkspace(), session.Data(), range, options.output));
   return 0;

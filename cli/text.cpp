@@ -67,10 +67,12 @@ bool EqualsIgnoringCase(std::string_view text, std::string_view lower) {
 
 }  // namespace
 
-std::string NumberText(double value) {
+std::string NumberText(double value, int digits) {
   if (std::isnan(value)) return "NA";
-  char buffer[32];
-  return {buffer, std::to_chars(buffer, buffer + sizeof buffer, value).ptr};
+  char buffer[40];
+  char *const end = buffer + sizeof buffer;
+  return {buffer, digits == 0 ? std::to_chars(buffer, end, value).ptr
+                              : std::to_chars(buffer, end, value, std::chars_format::general, digits).ptr};
 }
 
 std::optional<double> ParseNumber(std::string_view text) {

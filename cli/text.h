@@ -5,8 +5,9 @@
 #include <string>
 #include <string_view>
 
-// The shortest text that reads back as the same double; "NA" for a missing value, "inf" and "-inf".
-std::string NumberText(double value);
+// A number with a count of significant digits, or with 0 the shortest text that reads back as the same double; "NA" for
+// a missing value, "inf" and "-inf".
+std::string NumberText(double value, int digits = 0);
 
 // The reverse, for a whole cell. Empty, "." and NA or NaN in any case are missing. None for anything else that is no
 // number.
