@@ -15,6 +15,7 @@ namespace {
 
 std::string Significant(double value, int digits) {
   if (std::isnan(value)) return "NA";
+  if (value == 0.0) return "0";
   char buffer[40];
   std::snprintf(buffer, sizeof buffer, "%#.*g", digits, value);  // keeps the zeros at the end
   std::string text = buffer;

@@ -103,7 +103,7 @@ Program ReadProgram(const std::string &path) {
     Fail(path, "the program cannot be read");
   Program program{path, content.str(), {}};
   if (program.text.starts_with("\xEF\xBB\xBF")) program.text.erase(0, 3);
-  program.text += '\n';
+  if (!program.text.ends_with('\n')) program.text += '\n';
   int line = 1;
   for (const char c : program.text) {
     if (c == '\n') ++line;
