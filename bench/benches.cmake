@@ -1,1 +1,2 @@
 # tessel_bench(NAME PEER_LIBRARY...)
+tessel_bench(algebra lua5.4)

@@ -34,12 +34,27 @@ PoolBlock *BlockWithRoom(int *place) {
 
 bool IsEmpty(const ColumnHandle *handle) { return handle == nullptr || handle->content == ColumnContent::Free; }
 
+// Frees the empty blocks at the end of the chain, so that a process without columns holds no block.
+void TrimChain() {
+  PoolBlock *lastUsed = &firstBlock;
+  for (PoolBlock *block = &firstBlock; block != nullptr; block = block->next)
+    if (block->used > 0) lastUsed = block;
+  PoolBlock *empty = lastUsed->next;
+  lastUsed->next = nullptr;
+  while (empty != nullptr) {
+    PoolBlock *next = empty->next;
+    HeapFree(empty);
+    empty = next;
+  }
+}
+
 void ClearSlot(ColumnHandle *handle) {
   PoolBlock *block = &firstBlock;
   for (int place = handle->slot / kBlockSlots; place > 0; --place) block = block->next;
   --block->used;
   block->lowestFree = std::min(block->lowestFree, handle->slot % kBlockSlots);
   *handle = {};
+  if (block->used == 0) TrimChain();
 }
 
 }  // namespace

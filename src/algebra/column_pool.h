@@ -1,7 +1,7 @@
 // Columns of doubles with reference counts, in a pool of slots that outlives every workspace.
 //
 // The pool is a chain of blocks of 256 slots. The first block is static; later ones are allocated when every block is
-// full, and stay.
+// full, and freed when they are empty and no later block is in use.
 #pragma once
 
 #include <cstdint>

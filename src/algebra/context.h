@@ -41,8 +41,6 @@ struct SymbolEntry {
   int older;             // the next older symbol of the same hash bucket, -1 for none
 };
 
-inline constexpr int kSymbolBuckets = 1024;
-
 struct AlgebraContext {
   unsigned char *tokens;        // the token stream
   const unsigned char *cursor;  // the parser's place in it

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "algebra/clamp.h"
+#include "algebra/name_hash.h"
 #include "algebra/report.h"
 #include "host/heap.h"
 #include "host/missing.h"
@@ -19,22 +20,24 @@ constexpr double kDateTolerance = 6e-9;
 constexpr int kSmallestGrowth = 256;
 constexpr std::size_t kReportBytes = 512;
 
-// The five parallel tables, zeroed.
+// The parallel tables, zeroed.
 struct Tables {
   explicit Tables(std::int64_t capacity)
       : columns(OwnedBlock<double *>::Zeroed(capacity)),
         names(OwnedBlock<char *>::Zeroed(capacity)),
         flags(OwnedBlock<std::uint32_t>::Zeroed(capacity)),
         handles(OwnedBlock<ColumnHandle *>::Zeroed(capacity)),
-        info(OwnedBlock<VarInfo>::Zeroed(capacity)) {}
+        info(OwnedBlock<VarInfo>::Zeroed(capacity)),
+        nameNext(OwnedBlock<int>::Zeroed(capacity)) {}
 
-  explicit operator bool() const { return columns && names && flags && handles && info; }
+  explicit operator bool() const { return columns && names && flags && handles && info && nameNext; }
 
   OwnedBlock<double *> columns;
   OwnedBlock<char *> names;
   OwnedBlock<std::uint32_t> flags;
   OwnedBlock<ColumnHandle *> handles;
   OwnedBlock<VarInfo> info;
+  OwnedBlock<int> nameNext;
 };
 
 void FreeTables(AlgebraDatabase *db) {
@@ -43,6 +46,7 @@ void FreeTables(AlgebraDatabase *db) {
   HeapFree(db->flags);
   HeapFree(static_cast<void *>(db->handles));
   HeapFree(db->info);
+  HeapFree(db->nameNext);
 }
 
 void InstallTables(AlgebraDatabase *db, Tables &tables, int capacity) {
@@ -52,6 +56,7 @@ void InstallTables(AlgebraDatabase *db, Tables &tables, int capacity) {
   db->flags = tables.flags.Release();
   db->handles = tables.handles.Release();
   db->info = tables.info.Release();
+  db->nameNext = tables.nameNext.Release();
   db->capacity = capacity;
 }
 
@@ -67,8 +72,28 @@ int MakeRoom(AlgebraDatabase *db, int count) {
   std::copy_n(db->flags, db->varCount, tables.flags.get());
   std::copy_n(db->handles, db->varCount, tables.handles.get());
   std::copy_n(db->info, db->varCount, tables.info.get());
+  std::copy_n(db->nameNext, db->varCount, tables.nameNext.get());
   InstallTables(db, tables, static_cast<int>(capacity));
   return 1;
+}
+
+// Enters variable i in the index over the names.
+void LinkName(AlgebraDatabase *db, int i) {
+  int *at = &db->nameHeads[NameBucket(db->names[i])];
+  while (*at >= 0 && *at < i) at = &db->nameNext[*at];
+  db->nameNext[i] = *at;
+  *at = i;
+}
+
+void UnlinkName(AlgebraDatabase *db, int i) {
+  int *at = &db->nameHeads[NameBucket(db->names[i])];
+  while (*at != i) at = &db->nameNext[*at];
+  *at = db->nameNext[i];
+}
+
+void RebuildNames(AlgebraDatabase *db) {
+  std::fill_n(db->nameHeads, kNameBuckets, -1);
+  for (int i = db->varCount - 1; i >= 0; --i) LinkName(db, i);
 }
 
 // Entry i gets a column of missing values and its default name; 0, with what was made left to ClearEntry, when memory
@@ -79,7 +104,6 @@ int FillEntry(AlgebraDatabase *db, int i) {
   db->handles[i] = ColumnNew(nullptr, db->obsCount);
   db->columns[i] = ColumnData(db->handles[i]);
   db->names[i] = TextClone(name);
-  db->flags[i] = VarNew;
   return db->handles[i] != nullptr && db->names[i] != nullptr;
 }
 
@@ -97,6 +121,8 @@ void ClearEntry(AlgebraDatabase *db, int i) {
 // The end of every structural change.
 void MarkModified(AlgebraDatabase *db) {
   db->modified = 1;
+  if (db->flagged == 0) return;
+  db->flagged = 0;
   for (int i = 0; i < db->varCount; ++i) db->flags[i] &= ~static_cast<std::uint32_t>(VarChanged | VarNew);
 }
 
@@ -111,8 +137,10 @@ enum class Renamed { Done, Refused, OutOfMemory };
 Renamed ReplaceName(AlgebraDatabase *db, int index, const char *text) {
   char *name = TextClone(text);
   if (name == nullptr) return Renamed::OutOfMemory;
+  UnlinkName(db, index);
   HeapFree(db->names[index]);
   db->names[index] = name;
+  LinkName(db, index);
   MarkModified(db);
   return Renamed::Done;
 }
@@ -146,9 +174,12 @@ Renamed RenameCleaned(AlgebraDatabase *db, int index, const char *text, bool rep
 AlgebraDatabase *DbCreate(int capacity) {
   capacity = std::max(capacity, 0);
   OwnedBlock<AlgebraDatabase> db = OwnedBlock<AlgebraDatabase>::Zeroed(1);
+  OwnedBlock<int> nameHeads(kNameBuckets);
   Tables tables(capacity);
-  if (!db || !tables) return nullptr;
+  if (!db || !tables || !nameHeads) return nullptr;
   InstallTables(db.get(), tables, capacity);
+  db[0].nameHeads = nameHeads.Release();
+  std::fill_n(db[0].nameHeads, kNameBuckets, -1);
   db[0].obsCount = 10;
   db[0].sample = {1996, 1, 2005, 1, 1};
   return db.Release();
@@ -158,6 +189,7 @@ void DbDestroy(AlgebraDatabase *db) {
   if (db == nullptr) return;
   for (int i = 0; i < db->varCount; ++i) ClearEntry(db, i);
   FreeTables(db);
+  HeapFree(db->nameHeads);
   HeapFree(db->name);
   HeapFree(db);
 }
@@ -190,6 +222,7 @@ int DbAddVariables(AlgebraDatabase *db, int count) {
     AlgebraReport("Error", text);
     return -1;
   }
+  for (int i = first; i < first + count; ++i) LinkName(db, i);
   db->varCount += count;
   MarkModified(db);
   return first;
@@ -210,6 +243,7 @@ void DbDeleteVariable(AlgebraDatabase *db, int index) {
   std::rotate(db->handles + index, db->handles + next, db->handles + end);
   std::rotate(db->info + index, db->info + next, db->info + end);
   --db->varCount;
+  RebuildNames(db);
   MarkModified(db);
 }
 
@@ -224,10 +258,9 @@ int DbSetName(AlgebraDatabase *db, int index, const char *text) {
 }
 
 int DbFind(const AlgebraDatabase *db, const char *text) {
-  for (int i = 0; i < db->varCount; ++i) {
-    if (std::strcmp(db->names[i], text) == 0) return i;
-  }
-  return -1;
+  int i = db->nameHeads[NameBucket(text)];
+  while (i >= 0 && std::strcmp(db->names[i], text) != 0) i = db->nameNext[i];
+  return i;
 }
 
 ColumnHandle *DbFindOrAdd(AlgebraDatabase *db, const char *text) {
@@ -247,6 +280,7 @@ void DbMarkChanged(AlgebraDatabase *db, const ColumnHandle *handle) {
   for (int i = 0; i < db->varCount; ++i) {
     if (db->handles[i] != handle) continue;
     db->flags[i] |= VarChanged;
+    db->flagged = 1;
     return;
   }
 }

@@ -35,7 +35,12 @@ struct AlgebraDatabase {
   ColumnHandle **handles;  // owners of the columns
   VarInfo *info;
   int modified;  // 1 after any change of structure, sample or names
-  int capacity;  // variables that the five tables have room for
+  int flagged;   // 1 when a variable may bear VarChanged or VarNew
+  int capacity;  // variables that the tables have room for
+  // Index over the names: the lowest variable of each hash bucket, and per variable the next higher one of its bucket;
+  // -1 for none.
+  int *nameHeads;
+  int *nameNext;
 };
 
 // A database without variables over 1996(1) to 2005(1); null when memory fails.

@@ -27,7 +27,9 @@ int AddHostVariables(const MatrixView &data, MorvValue *names) {
   if (DbAddVariables(database, data.columns) < 0) return 0;
   const int rows = std::min(data.rows, database->obsCount);
   for (int i = 0; i < data.columns; ++i) {
-    if (!DbSetName(database, i, MorvValGetString(NameAt(names, i)))) return 0;
+    // An empty name leaves the variable its default one.
+    const char *name = MorvValGetString(NameAt(names, i));
+    if (*name != '\0' && !DbSetName(database, i, name)) return 0;
     for (int t = 0; t < rows; ++t) database->columns[i][t] = data.cells[t][i];
   }
   return 1;

@@ -32,13 +32,6 @@ constexpr RunMessage kRunMessages[] = {
 };
 constexpr std::uint32_t kWarnings = ErrExponentOverflow | ErrDivideByZero | ErrLogZero;
 
-// One run: the range, and the database's sample.
-struct Run {
-  AlgebraContext *context;
-  SampleSpec sample;
-  double *stack;  // one cell more than the deepest statement needs
-};
-
 // The value at an index of a column, missing outside the readable observations.
 inline double ReadAt(const AlgebraContext *context, const double *data, std::int64_t index) {
   return index >= 0 && index < context->obsLimit ? data[index] : MissingValue();
@@ -55,26 +48,10 @@ inline void WriteAt(const AlgebraContext *context, double *data, std::int64_t in
 
 // The observation at a calendar position: with a period of 0 or below, the year is the observation itself. -1 for a
 // missing position.
-std::int64_t DatedIndex(const Run &run, double year, double period) {
+std::int64_t DatedIndex(const SampleSpec &sample, double year, double period) {
   if (IsNan(year) || IsNan(period)) return -1;
   const int p = TruncateToInt(period);
-  return p > 0 ? SampleIndex(TruncateToInt(year), p, run.sample) : TruncateToInt(year);
-}
-
-inline double Fetch(const AlgebraContext *context, const Step &step, int t) {
-  switch (step.source) {
-    case Source::Immediate: return step.immediate;
-    case Source::Constant: return *step.data;
-    case Source::Column: return step.data[t];
-    default: return ReadAt(context, step.data, std::int64_t{step.offset} + t);
-  }
-}
-
-inline double OperateByCode(AlgebraContext *context, int code, double a, double b) {
-  double result = 0.0;
-  if (code == TokOver && DividesByZero(a, b)) context->errors |= ErrDivideByZero;
-  WithOperator(code, [&]<int Operator>() { result = Operate<Operator>(a, b); });
-  return result;
+  return p > 0 ? SampleIndex(TruncateToInt(year), p, sample) : TruncateToInt(year);
 }
 
 // A call with a missing argument is not made. (The index that stands for a column is never missing.)
@@ -84,67 +61,124 @@ inline double CallFunction(AlgebraContext *context, const FunctionRow &row, cons
   return row.handler(context, args);
 }
 
-// ---- One observation at a time
+}  // namespace
 
-// Runs a statement's steps at the current observation. False when the run cannot go on. The top of the stack is held in
-// `top`, the cells below it at stack[1] and up.
-bool RunStatementAt(Run &run, const Step *steps, int count) {
-  AlgebraContext *context = run.context;
-  const int t = context->currentObs;
-  double *below = run.stack;  // the cell that `top` goes to when another value is pushed
-  double top = 0.0;
-  for (int pc = 0; pc < count; ++pc) {
-    const Step &step = steps[pc];
-    switch (step.kind) {
-      case StepKind::Push:
-        *below++ = top;
-        top = Fetch(context, step, t);
-        break;
-      case StepKind::Binary:
-        if (step.source == Source::Stack) {
-          top = OperateByCode(context, step.operand, *--below, top);
-        } else {
-          top = OperateByCode(context, step.operand, top, Fetch(context, step, t));
-        }
-        break;
-      case StepKind::Negate: top = Negate(top); break;
-      case StepKind::Not: top = Not(top); break;
-      case StepKind::Call: {
-        const FunctionRow &row = FunctionTable()[step.operand];
-        *below = top;
-        below -= row.argCount;
-        // The arguments end at the old top; the result takes the place of the first.
-        top = CallFunction(context, row, below + 1);
-        ++below;
-        break;
-      }
-      case StepKind::LoadOffset: top = ReadOffset(context, step.data, top, t); break;
-      case StepKind::LoadDated:
-        --below;
-        top = ReadAt(context, step.data, DatedIndex(run, *below, top));
-        break;
-      case StepKind::Store:
-        step.data[t] = top;
-        top = *--below;
-        break;
-      case StepKind::StoreOffset:
-        below -= 2;
-        if (!IsNan(below[1])) WriteAt(context, step.data, std::int64_t{TruncateToInt(below[1])} + t, top);
-        top = below[0];
-        break;
-      case StepKind::StoreDated:
-        below -= 3;
-        WriteAt(context, step.data, DatedIndex(run, below[1], below[2]), top);
-        top = below[0];
-        break;
-      case StepKind::Jump: pc = step.operand - 1; break;
-      case StepKind::JumpIfZero:
-        if (top == 0.0) pc = step.operand - 1;
-        top = *--below;
-        break;
-      case StepKind::Drop: top = *--below; break;
-      case StepKind::Fault: context->errors |= static_cast<std::uint32_t>(step.operand); return false;
-    }
+// ---- One observation at a time: one function per kind of step
+
+// Where a statement stands. The top of the stack is passed from step to step; the cells below it lie under `below`, the
+// cell that the top goes to when another value is pushed.
+struct Frame {
+  AlgebraContext *context;
+  const SampleSpec *sample;
+  int t;
+  double *below;
+};
+
+namespace {
+
+// Out of line, so that the test for it is a branch that is foreseen and not a part of the chain from one observation's
+// value to the next.
+[[gnu::noinline, gnu::cold]] double MissingResult() { return MissingValue(); }
+
+template <Source From>
+inline double Fetch(const Frame &frame, const Step &step) {
+  if constexpr (From == Source::Immediate) return step.immediate;
+  if constexpr (From == Source::Constant) return *step.data;
+  if constexpr (From == Source::Column) return step.data[frame.t];
+  if constexpr (From == Source::Lag) return ReadAt(frame.context, step.data, step.offset + frame.t);
+}
+
+// Goes on to the step behind this one. The compiler makes a jump of it, so a statement costs one call an observation.
+inline bool Next(Frame &frame, const Step *step, double top) { return step[1].run(frame, step + 1, top); }
+
+template <Source From>
+bool PushStep(Frame &frame, const Step *step, double top) {
+  *frame.below++ = top;
+  return Next(frame, step, Fetch<From>(frame, *step));
+}
+
+template <Source From, int Operator>
+bool BinaryStep(Frame &frame, const Step *step, double top) {
+  double a = top, b = top;
+  if constexpr (From == Source::Stack) {
+    a = *--frame.below;
+  } else {
+    b = Fetch<From>(frame, *step);
+  }
+  if constexpr (Operator == TokOver) {
+    if (DividesByZero(a, b)) frame.context->errors |= ErrDivideByZero;
+  }
+  const double result = Operate<Operator>(a, b);
+  return Next(frame, step, IsNan(result) ? MissingResult() : result);
+}
+
+bool NegateStep(Frame &frame, const Step *step, double top) { return Next(frame, step, Negate(top)); }
+bool NotStep(Frame &frame, const Step *step, double top) { return Next(frame, step, Not(top)); }
+
+bool CallStep(Frame &frame, const Step *step, double top) {
+  const FunctionRow &row = FunctionTable()[step->operand];
+  *frame.below++ = top;
+  frame.below -= row.argCount;  // the arguments begin here, and the cells below stay below the result
+  return Next(frame, step, CallFunction(frame.context, row, frame.below));
+}
+
+bool LoadOffsetStep(Frame &frame, const Step *step, double top) {
+  return Next(frame, step, ReadOffset(frame.context, step->data, top, frame.t));
+}
+
+bool LoadDatedStep(Frame &frame, const Step *step, double top) {
+  const double year = *--frame.below;
+  return Next(frame, step, ReadAt(frame.context, step->data, DatedIndex(*frame.sample, year, top)));
+}
+
+bool JumpStep(Frame &frame, const Step *step, double top) {
+  return Next(frame, step + step->operand - 1, top);
+}
+
+bool JumpIfZeroStep(Frame &frame, const Step *step, double top) {
+  return Next(frame, top == 0.0 ? step + step->operand - 1 : step, *--frame.below);
+}
+
+bool StoreStep(Frame &frame, const Step *step, double top) {
+  step->data[frame.t] = top;
+  return true;
+}
+
+bool StoreOffsetStep(Frame &frame, const Step *step, double top) {
+  const double offset = frame.below[-1];
+  if (!IsNan(offset)) WriteAt(frame.context, step->data, std::int64_t{TruncateToInt(offset)} + frame.t, top);
+  return true;
+}
+
+bool StoreDatedStep(Frame &frame, const Step *step, double top) {
+  WriteAt(frame.context, step->data, DatedIndex(*frame.sample, frame.below[-2], frame.below[-1]), top);
+  return true;
+}
+
+bool DropStep(Frame &, const Step *, double) { return true; }
+
+bool FaultStep(Frame &frame, const Step *step, double) {
+  frame.context->errors |= static_cast<std::uint32_t>(step->operand);
+  return false;
+}
+
+template <Source From>
+StepFunction OperandStep(const Step &step) {
+  if constexpr (From != Source::Stack) {
+    if (step.kind == StepKind::Push) return PushStep<From>;
+  }
+  StepFunction run = FaultStep;
+  WithOperator(step.operand, [&]<int Operator>() { run = BinaryStep<From, Operator>; });
+  return run;
+}
+
+// Runs a statement over the range, one observation after the other.
+bool RunStatement(AlgebraContext *context, const SampleSpec &sample, double *stack, const Step *steps) {
+  const int last = std::max(context->firstObs, context->lastObs);
+  for (int t = context->firstObs; t <= last; ++t) {
+    context->currentObs = t;
+    Frame frame = {context, &sample, t, stack};
+    if (!steps->run(frame, steps, 0.0)) return false;
   }
   return true;
 }
@@ -168,7 +202,7 @@ struct BlockStack {
 const double *FetchBlock(const AlgebraContext *context, const Step &step, int t, int count, double *scratch) {
   if (step.source == Source::Column) return step.data + t;
   if (step.source == Source::Lag) {
-    const std::int64_t from = std::int64_t{step.offset} + t;
+    const std::int64_t from = step.offset + t;
     if (from >= 0 && from + count <= context->obsLimit) return step.data + from;
     for (int i = 0; i < count; ++i) scratch[i] = ReadAt(context, step.data, from + i);
     return scratch;
@@ -184,7 +218,7 @@ void OperateBlock(AlgebraContext *context, int code, const double *a, const doub
     if (byZero) context->errors |= ErrDivideByZero;
   }
   WithOperator(code, [&]<int Operator>() {
-    for (int i = 0; i < count; ++i) out[i] = Operate<Operator>(a[i], b[i]);
+    for (int i = 0; i < count; ++i) out[i] = OrMissing(Operate<Operator>(a[i], b[i]));
   });
 }
 
@@ -198,8 +232,7 @@ void CallBlock(AlgebraContext *context, const FunctionRow &row, const double *co
   }
 }
 
-void RunStepInBlock(Run &run, BlockStack &stack, const Step &step, int t, int count) {
-  AlgebraContext *context = run.context;
+void RunStepInBlock(AlgebraContext *context, BlockStack &stack, const Step &step, int t, int count) {
   const double **values = stack.values;
   int &depth = stack.depth;
   switch (step.kind) {
@@ -248,38 +281,60 @@ void RunStepInBlock(Run &run, BlockStack &stack, const Step &step, int t, int co
   }
 }
 
-void RunStatementInBlocks(Run &run, BlockStack &stack, const Step *steps, int count) {
-  const AlgebraContext *context = run.context;
+void RunStatementInBlocks(AlgebraContext *context, BlockStack &stack, const Step *steps, int count) {
   for (int t = context->firstObs; t <= context->lastObs; t += kBlock) {
     const int n = std::min(kBlock, context->lastObs - t + 1);
     stack.depth = 0;
-    for (int i = 0; i < count; ++i) RunStepInBlock(run, stack, steps[i], t, n);
+    for (int i = 0; i < count; ++i) RunStepInBlock(context, stack, steps[i], t, n);
   }
 }
 
 // ---- The whole run
 
 // Runs each statement over the range. A first observation beyond the last one still runs each statement once.
-void Execute(Run &run, BlockStack *blocks) {
-  AlgebraContext *context = run.context;
+void Execute(AlgebraContext *context, double *stack, BlockStack *blocks) {
+  const SampleSpec sample = context->database->sample;
   const MachinePlan *plan = context->plan;
-  const int last = std::max(context->firstObs, context->lastObs);
   for (int i = 0; i < plan->statementCount; ++i) {
     const StatementPlan &statement = plan->statements[i];
     const Step *steps = plan->steps + statement.firstStep;
     if (blocks != nullptr && statement.inBlocks) {
-      RunStatementInBlocks(run, *blocks, steps, statement.stepCount);
+      RunStatementInBlocks(context, *blocks, steps, statement.stepCount);
       continue;
     }
-    for (int t = context->firstObs; t <= last; ++t) {
-      context->currentObs = t;
-      if (!RunStatementAt(run, steps, statement.stepCount)) return;
-    }
+    if (!RunStatement(context, sample, stack, steps)) return;
   }
   context->currentObs = context->firstObs;
 }
 
 }  // namespace
+
+StepFunction StepFunctionFor(const Step &step) {
+  switch (step.kind) {
+    case StepKind::Push:
+    case StepKind::Binary: break;
+    case StepKind::Negate: return NegateStep;
+    case StepKind::Not: return NotStep;
+    case StepKind::Call: return CallStep;
+    case StepKind::LoadOffset: return LoadOffsetStep;
+    case StepKind::LoadDated: return LoadDatedStep;
+    case StepKind::Jump: return JumpStep;
+    case StepKind::JumpIfZero: return JumpIfZeroStep;
+    case StepKind::Store: return StoreStep;
+    case StepKind::StoreOffset: return StoreOffsetStep;
+    case StepKind::StoreDated: return StoreDatedStep;
+    case StepKind::Drop: return DropStep;
+    case StepKind::Fault: return FaultStep;
+  }
+  switch (step.source) {
+    case Source::Stack: return OperandStep<Source::Stack>(step);
+    case Source::Immediate: return OperandStep<Source::Immediate>(step);
+    case Source::Constant: return OperandStep<Source::Constant>(step);
+    case Source::Column: return OperandStep<Source::Column>(step);
+    case Source::Lag: return OperandStep<Source::Lag>(step);
+  }
+  return FaultStep;
+}
 
 void RunReport(std::uint32_t errors, char *text) {
   if (errors == 0) {
@@ -307,13 +362,12 @@ int RunAlgebra(AlgebraContext *context, int first, int last, int obsLimit, bool 
   context->errors = 0;
   context->message[0] = '\0';
 
-  Run run = {context, context->database->sample, stack.get()};
   BlockStack blocks;
   OwnedBlock<double> scratch;
   // Without the scratch of the blocks, every statement runs one observation at a time, with the same results.
   if (last - first + 1 >= kFewestForBlocks) scratch = OwnedBlock<double>(std::int64_t{context->plan->blockDepth} * kBlock);
   blocks.scratch = scratch.get();
-  Execute(run, scratch ? &blocks : nullptr);
+  Execute(context, stack.get(), scratch ? &blocks : nullptr);
 
   if (context->errors != 0) {
     if (!quiet) {

@@ -9,6 +9,7 @@
 
 #include "algebra/dates.h"
 #include "algebra/function_table.h"
+#include "algebra/grow.h"
 #include "algebra/plan.h"
 #include "algebra/report.h"
 #include "algebra/scanner.h"
@@ -526,35 +527,27 @@ void ParseStatement(Compiler &compiler) {
 
 // ---- The whole
 
-template <class T>
-void Grow(Compiler &compiler, T *&block, int used, int &capacity, int step) {
-  auto *grown = static_cast<T *>(HeapAlloc(static_cast<std::size_t>(capacity) + static_cast<std::size_t>(step), sizeof(T)));
-  if (grown == nullptr) Fail(compiler, "Out of memory");
-  std::copy_n(block, used, grown);
-  HeapFree(block);
-  block = grown;
-  capacity += step;
-}
-
 // After each statement: room for the next one.
 void GrowBuffers(Compiler &compiler) {
   AlgebraContext *context = compiler.context;
-  if (!SymbolsGrow(context)) Fail(compiler, "Out of memory");
+  bool grown = SymbolsGrow(context);
   const int used = NextInstruction(compiler);
   if (used >= context->codeCapacity - kCode.reserve) {
-    Grow(compiler, context->code, used, context->codeCapacity, kCode.step);
+    grown = grown && GrowableExtend(context->code, used, context->codeCapacity, kCode.step);
     context->codeTop = context->code + used;
   }
-  if (context->constantCount > context->constantCapacity - kConstants.reserve)
-    Grow(compiler, context->constants, context->constantCount, context->constantCapacity, kConstants.step);
+  if (context->constantCount > context->constantCapacity - kConstants.reserve) {
+    grown = grown && GrowableExtend(context->constants, context->constantCount, context->constantCapacity, kConstants.step);
+  }
+  if (!grown) Fail(compiler, "Out of memory");
 }
 
 void OpenBuffers(Compiler &compiler) {
   AlgebraContext *context = compiler.context;
   const AlgebraDatabase *database = context->database;
-  context->code = context->codeTop = static_cast<Instruction *>(HeapAlloc(kCode.initial, sizeof(Instruction)));
+  context->code = context->codeTop = GrowableNew<Instruction>(kCode.initial);
   context->codeCapacity = kCode.initial;
-  context->constants = static_cast<double *>(HeapAlloc(kConstants.initial, sizeof(double)));
+  context->constants = GrowableNew<double>(kConstants.initial);
   context->constantCapacity = kConstants.initial;
   if (!SymbolsOpen(context, database->varCount + kSpareSymbols) || context->code == nullptr ||
       context->constants == nullptr)

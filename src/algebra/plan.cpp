@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "algebra/functions.h"
 #include "algebra/operators.h"
 #include "host/heap.h"
 
@@ -26,7 +27,7 @@ struct Builder {
 
 Step &Append(Builder &b, StepKind kind, int operand = 0) {
   Step &step = b.plan->steps[b.stepCount++];
-  step = {kind, Source::Stack, operand, 0, 0.0, nullptr};
+  step = {nullptr, kind, Source::Stack, operand, 0, 0.0, nullptr};
   return step;
 }
 
@@ -92,20 +93,41 @@ void AddOperator(Builder &b, int code) {
   }
 }
 
+// Whether a step pushes a number that stays the same.
+bool IsNumber(const Step *step) {
+  return step != nullptr && step->source == Source::Immediate && !IsMissing(step->immediate);
+}
+
+void BecomeLag(Step *push, std::int64_t offset, double *data) {
+  push->source = Source::Lag;
+  push->offset = offset;
+  push->data = data;
+}
+
 void AddLoadOffset(Builder &b, double *data) {
   if (!Balance(b, 1, 1)) return;
-  Step *last = LastPush(b);
-  if (last != nullptr && last->source == Source::Immediate && !IsMissing(last->immediate)) {
-    last->source = Source::Lag;
-    last->offset = TruncateToInt(last->immediate);
-    last->data = data;
+  if (Step *last = LastPush(b); IsNumber(last)) {
+    BecomeLag(last, TruncateToInt(last->immediate), data);
   } else {
     Append(b, StepKind::LoadOffset).data = data;
   }
 }
 
+// lag(x, k) and lead(x, k) with a number k read the column at an offset.
+bool AddLagCall(Builder &b, FunctionHandler handler) {
+  if (handler != AlgLag && handler != AlgLead) return false;
+  Step *last = LastPush(b);
+  if (!IsNumber(last)) return false;
+  const std::int64_t k = TruncateToInt(last->immediate);
+  Step *column = last - 1;  // the push of the column's symbol
+  BecomeLag(column, handler == AlgLag ? -k : k, b.context->symbols[TruncateToInt(column->immediate)].data);
+  --b.stepCount;
+  return true;
+}
+
 void AddCall(Builder &b, int row) {
   if (!Balance(b, FunctionTable()[row].argCount, 1)) return;
+  if (AddLagCall(b, FunctionTable()[row].handler)) return;
   Append(b, StepKind::Call, row);
   if (b.depth >= kStackLimit) AppendFault(b, ErrStackFull);
 }
@@ -189,6 +211,22 @@ bool RunsInBlocks(const Builder &b) {
   return !calls || target == nullptr || !(namesTarget || storesDates);
 }
 
+// Turns the jumps' targets from instructions into steps.
+void PlaceJumps(Builder &b, const Instruction *first, const Instruction *end) {
+  for (int i = b.firstStep; i < b.stepCount; ++i) {
+    Step &step = b.plan->steps[i];
+    if (step.kind != StepKind::Jump && step.kind != StepKind::JumpIfZero) continue;
+    // A target inside the statement, ahead of the jump, as the compiler emits it; any other ends the run.
+    const Instruction *target = b.context->code + step.operand;
+    const int ahead = target >= first && target < end ? b.firstStep + b.stepAt[step.operand] - i : 0;
+    if (ahead > 0) {
+      step.operand = ahead;
+    } else {
+      step = {nullptr, StepKind::Fault, Source::Stack, static_cast<int>(ErrStack), 0, 0.0, nullptr};
+    }
+  }
+}
+
 void BuildStatement(Builder &b, const Instruction *first, const Instruction *end) {
   b.firstStep = b.stepCount;
   b.depth = b.maxDepth = 0;
@@ -197,16 +235,9 @@ void BuildStatement(Builder &b, const Instruction *first, const Instruction *end
     b.stepAt[at - b.context->code] = b.stepCount - b.firstStep;
     if (!b.faulted) AddInstruction(b, *at);
   }
-  for (int i = b.firstStep; i < b.stepCount; ++i) {
-    Step &step = b.plan->steps[i];
-    if (step.kind != StepKind::Jump && step.kind != StepKind::JumpIfZero) continue;
-    const Instruction *target = b.context->code + step.operand;
-    if (target >= first && target < end) {
-      step.operand = b.stepAt[step.operand];
-    } else {
-      step = {StepKind::Fault, Source::Stack, static_cast<int>(ErrStack), 0, 0.0, nullptr};
-    }
-  }
+  if (!b.faulted && b.plan->steps[b.stepCount - 1].kind < StepKind::Store) AppendFault(b, ErrStack);
+  PlaceJumps(b, first, end);
+  for (int i = b.firstStep; i < b.stepCount; ++i) b.plan->steps[i].run = StepFunctionFor(b.plan->steps[i]);
   const bool inBlocks = RunsInBlocks(b);
   b.plan->statements[b.plan->statementCount++] = {b.firstStep, b.stepCount - b.firstStep, b.maxDepth, inBlocks};
   if (inBlocks) b.plan->blockDepth = std::max(b.plan->blockDepth, b.maxDepth);

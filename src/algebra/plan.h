@@ -34,22 +34,31 @@ enum class StepKind : std::uint8_t {
   Call,          // args                 -> result of function row `operand`
   LoadOffset,    // offset               -> data[t + offset]
   LoadDated,     // year, period         -> data there
+  Jump,          //                         goes on `operand` steps ahead
+  JumpIfZero,    // value                -> ; goes there when value equals 0
+  // The last step of a statement is one of these.
   Store,         // value                -> ; data[t] = value
   StoreOffset,   // offset, value        -> ; data[t + offset] = value
   StoreDated,    // year, period, value  ->
-  Jump,          // goes to step `operand` of the statement
-  JumpIfZero,    // value                -> ; goes there when value equals 0
   Drop,          // value                ->
   Fault          // sets the error bits `operand` and ends the run
 };
 
+struct Frame;
+struct Step;
+
+// Executes a step at the current observation, and then the steps behind it up to the end of the statement. `top` is the
+// top of the stack. False when the run cannot go on.
+using StepFunction = bool (*)(Frame &frame, const Step *step, double top);
+
 struct Step {
+  StepFunction run;
   StepKind kind;
   Source source;
   int operand;
-  int offset;        // of Lag
-  double immediate;  // of Immediate
-  double *data;      // column, or constant slot
+  std::int64_t offset;  // of Lag
+  double immediate;     // of Immediate
+  double *data;         // column, or constant slot
 };
 
 struct StatementPlan {
@@ -65,6 +74,9 @@ struct MachinePlan {
   int statementCount;
   int blockDepth;  // the most cells of any statement that runs in blocks
 };
+
+// The function that executes a step of that kind (machine.cpp).
+StepFunction StepFunctionFor(const Step &step);
 
 // Prepares context->code. Null when memory fails.
 MachinePlan *PlanBuild(const AlgebraContext *context);

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "algebra/grow.h"
+#include "algebra/name_hash.h"
 #include "host/heap.h"
 #include "host/row_matrix.h"
 
@@ -14,21 +16,15 @@ namespace {
 constexpr int kGrowWhenFree = 10;
 constexpr int kGrowBy = 20;
 
-int Bucket(const char *name) {
-  std::uint32_t hash = 2166136261U;  // FNV-1a
-  for (; *name != '\0'; ++name) hash = (hash ^ static_cast<unsigned char>(*name)) * 16777619U;
-  return static_cast<int>(hash % kSymbolBuckets);
-}
-
 }  // namespace
 
 int SymbolsOpen(AlgebraContext *context, int capacity) {
-  context->symbols = static_cast<SymbolEntry *>(HeapAlloc(static_cast<std::size_t>(capacity), sizeof(SymbolEntry)));
-  context->symbolBuckets = static_cast<int *>(HeapAlloc(kSymbolBuckets, sizeof(int)));
+  context->symbols = GrowableNew<SymbolEntry>(capacity);
+  context->symbolBuckets = static_cast<int *>(HeapAlloc(kNameBuckets, sizeof(int)));
   context->symbolTop = context->symbols;
   context->symbolCapacity = capacity;
   if (context->symbols == nullptr || context->symbolBuckets == nullptr) return 0;
-  std::fill_n(context->symbolBuckets, kSymbolBuckets, -1);
+  std::fill_n(context->symbolBuckets, kNameBuckets, -1);
   return 1;
 }
 
@@ -47,19 +43,13 @@ void SymbolsClose(AlgebraContext *context) {
 int SymbolsGrow(AlgebraContext *context) {
   const int used = SymbolCount(context);
   if (used < context->symbolCapacity - kGrowWhenFree) return 1;
-  const int capacity = context->symbolCapacity + kGrowBy;
-  auto *grown = static_cast<SymbolEntry *>(HeapAlloc(static_cast<std::size_t>(capacity), sizeof(SymbolEntry)));
-  if (grown == nullptr) return 0;
-  std::copy_n(context->symbols, used, grown);
-  HeapFree(context->symbols);
-  context->symbols = grown;
-  context->symbolTop = grown + used;
-  context->symbolCapacity = capacity;
+  if (!GrowableExtend(context->symbols, used, context->symbolCapacity, kGrowBy)) return 0;
+  context->symbolTop = context->symbols + used;
   return 1;
 }
 
 int SymbolFind(const AlgebraContext *context, const char *name) {
-  for (int i = context->symbolBuckets[Bucket(name)]; i >= 0; i = context->symbols[i].older)
+  for (int i = context->symbolBuckets[NameBucket(name)]; i >= 0; i = context->symbols[i].older)
     if (context->symbols[i].symbolKind != SymbolHidden && std::strcmp(context->symbols[i].name, name) == 0) return i;
   return -1;
 }
@@ -70,7 +60,7 @@ SymbolAdded SymbolAdd(AlgebraContext *context, const char *name, SymbolKind kind
   char *copy = TextClone(name);
   if (copy == nullptr) return SymbolAdded::OutOfMemory;
   ColumnRetain(handle);
-  int &newest = context->symbolBuckets[Bucket(name)];
+  int &newest = context->symbolBuckets[NameBucket(name)];
   *context->symbolTop++ = {copy, kind, handle, nullptr, newest};
   newest = index;
   return SymbolAdded::Yes;
