@@ -106,8 +106,8 @@ std::string Workspace::Open(const DataTable &data, const std::string &program, U
   }
   open_ = true;
   dataNames_ = data.names;
-  const auto values = starting.AsMatrix().Flat(), places = numbers.AsMatrix().Flat();
-  startingValues.assign(values.begin(), values.end());
+  startingValues = starting.Numbers();
+  const std::vector<double> places = numbers.Numbers();
   parameterNumbers.assign(places.begin(), places.end());
   return {};
 }
@@ -121,8 +121,7 @@ void Workspace::Close() {
 
 bool Workspace::Run(const Range &range, std::span<const double> parameters) {
   morv::Arguments args;
-  args.Matrix(parameters.data(), static_cast<int>(parameters.size()), parameters.empty() ? 0 : 1);
-  args.Integer(range.first).Integer(range.last);
+  args.Column(parameters).Integer(range.first).Integer(range.last);
   return Call("FnRunAlgebraNls", args).Untouched();
 }
 
@@ -148,6 +147,5 @@ std::optional<std::vector<double>> Workspace::Variable(const std::string &name, 
   args.Text(name).Integer(range.first).Integer(range.last).Decline();
   const morv::Outcome outcome = Call("FnGetAlgebraVar", args);
   if (outcome.Untouched()) return std::nullopt;
-  const auto cells = outcome.result.AsMatrix().Flat();
-  return std::vector<double>(cells.begin(), cells.end());
+  return outcome.result.Numbers();
 }
