@@ -172,22 +172,22 @@ TEST(Run, OutputFilesAreWholeOrUntouched) {
 TEST(Functions, EachPrototypeCompilesAndRuns) {
   const Folder folder;
   folder.Write("d.csv", "X,Y,RATE\n1,2,0.5\n2,1,0.5\n3,5,0.5\n1,4,0.5\n7,3,0.5\n");
-  const CommandResult list = folder.Tessel("functions");
-  std::istringstream lines(list.out);
+  std::istringstream lines(folder.Tessel("functions").out);
+  std::string program;
   int count = 0;
   for (std::string line; std::getline(lines, line);) {
     if (!line.starts_with("  ")) continue;
     std::string call = line.substr(2, line.find(')') - 1);
-    for (std::size_t i = call.find('('); i < call.size(); ++i)
-      if (std::islower(static_cast<unsigned char>(call[i])) != 0) {
-        const std::size_t end = call.find_first_of(",)", i);
-        call.replace(i, end - i, "1");
-      }
-    folder.Write("p.alg", "DUMMY = " + call + ";");
-    EXPECT_EQ(folder.Tessel("run p.alg --data d.csv").status, 0) << call;
-    ++count;
+    for (std::size_t i = call.find('('); i < call.size(); ++i) {
+      if (std::islower(static_cast<unsigned char>(call[i])) == 0) continue;
+      call.replace(i, call.find_first_of(",)", i) - i, "1");
+    }
+    program += "value" + std::to_string(++count) + " = " + call + ";\n";
   }
   EXPECT_GT(count, 40);
+  folder.Write("p.alg", program);
+  const CommandResult result = folder.Tessel("run p.alg --data d.csv");
+  EXPECT_EQ(result.status, 0) << result.err << program;
   EXPECT_NE(folder.Tessel("functions lag").out.find("lag(X, k)"), std::string::npos);
   EXPECT_EQ(folder.Tessel("functions lags").err, "tessel functions: no built-in function has the name 'lags'\n");
 }
