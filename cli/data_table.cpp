@@ -98,8 +98,8 @@ class Reader {
     headerSize_ = fields.size();
     std::vector<std::string> unknown = options_.skip;
     for (std::size_t j = 0; j < fields.size(); ++j) {
-      if (j == 0 && (fields[j].empty() || fields[j] == "period")) continue;
       if (std::erase(unknown, fields[j]) > 0 || std::ranges::count(options_.skip, fields[j]) > 0) continue;
+      if (j == 0 && (fields[j].empty() || (fields[j] == "period" && options_.dates != "period"))) continue;
       if (fields[j].empty() || HasControlCharacter(fields[j]))
         Fail(Place(line), "column " + std::to_string(j + 1) + " has no name, or one with a control character");
       if (table_.Find(fields[j]) >= 0) Fail(Place(line), "two columns have the name '" + fields[j] + "'");
@@ -138,7 +138,8 @@ class Reader {
       table_.iso[column] = true;
       return *date;
     }
-    Fail(Place(line), "column '" + table_.names[column] + "': expected a number, a date or NA, found " + Quoted(text));
+    Fail(Place(line), "column '" + table_.names[column] + "': expected a number, a date or NA, found " + Quoted(text) +
+                          (table_.rows == 1 ? "; --skip leaves a column out" : ""));
   }
 
   void CheckDates() const {

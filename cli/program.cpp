@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -99,8 +100,9 @@ int Program::LineCount() const { return static_cast<int>(std::ranges::count(text
 Program ReadProgram(const std::string &path) {
   std::ifstream file(path, std::ios::binary);
   std::stringstream content;
-  if (!file || !(content << file.rdbuf() || file.peek() == std::ifstream::traits_type::eof()))
-    Fail(path, "the program cannot be read");
+  const bool isFolder = std::filesystem::is_directory(path);
+  if (file && !isFolder && file.peek() != std::ifstream::traits_type::eof()) content << file.rdbuf();
+  if (isFolder || !content || file.bad() || !file.is_open()) Fail(path, "the program cannot be read");
   Program program{path, content.str(), {}};
   if (program.text.starts_with("\xEF\xBB\xBF")) program.text.erase(0, 3);
   if (!program.text.ends_with('\n')) program.text += '\n';
