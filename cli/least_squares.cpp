@@ -25,59 +25,81 @@ struct Search {
   const LeastSquaresOptions &options;
   int observations;
   std::vector<double> largest;  // the largest size that each parameter has had
+  std::vector<double> shrink;   // per parameter: the factor on its step
   std::vector<double> point, above, below;
   int iterations = 0;
 
   Search(const ResidualFunction &f, const LeastSquaresOptions &o, int m, std::size_t n)
-      : residuals(f), options(o), observations(m), largest(n), above(static_cast<std::size_t>(m)), below(above) {}
+      : residuals(f),
+        options(o),
+        observations(m),
+        largest(n),
+        shrink(n, 1.0),
+        above(static_cast<std::size_t>(m)),
+        below(above) {}
 
   bool Evaluate(std::span<const double> x, std::span<double> f) const {
     return residuals(x, f) && std::ranges::all_of(f, [](double v) { return std::isfinite(v); });
   }
 
   // The step for parameter j: relative to its size, or to a share of its former size once it has come close to zero.
-  double Step(std::size_t j, double x, double relative) {
-    largest[j] = std::max(largest[j], std::fabs(x));
-    const double scale = std::max(std::fabs(x), 1e-4 * largest[j]);
-    const double step = relative * (scale > 0.0 ? scale : 1.0);
-    const volatile double moved = x + step;  // so that x + step is exact
-    return moved - x;
+  double Step(std::size_t j, double relative) {
+    const double size = std::fabs(point[j]);
+    largest[j] = std::max(largest[j], size);
+    const double scale = std::max(size, 1e-4 * largest[j]);
+    return relative * (scale > 0.0 ? scale : 1.0);
   }
 
   // (f(x + h) - f(x - h)) / 2h into `column`; false when either side does not exist.
   bool CentralDifference(std::size_t j, double h, std::span<double> column) {
-    const double x = point[j];
-    point[j] = x + h;
+    const double x = point[j], right = x + h, left = x - h;
+    point[j] = right;
     bool exists = Evaluate(point, above);
-    point[j] = x - h;
+    point[j] = left;
     exists = exists && Evaluate(point, below);
     point[j] = x;
-    for (std::size_t i = 0; i < column.size(); ++i) column[i] = (above[i] - below[i]) / (2.0 * h);
+    for (std::size_t i = 0; i < column.size(); ++i) column[i] = (above[i] - below[i]) / (right - left);
     return exists;
   }
 
   // The difference towards one side, for a point at the edge of where residuals exist.
   bool OneSidedDifference(std::size_t j, double h, std::span<double> column) {
-    const double x = point[j];
+    const double x = point[j], moved = x + h;
     if (!Evaluate(point, below)) return false;
-    point[j] = x + h;
+    point[j] = moved;
     const bool exists = Evaluate(point, above);
     point[j] = x;
-    for (std::size_t i = 0; i < column.size(); ++i) column[i] = (above[i] - below[i]) / h;
+    for (std::size_t i = 0; i < column.size(); ++i) column[i] = (above[i] - below[i]) / (moved - x);
     return exists;
   }
 
-  bool Column(std::size_t j, Order order, std::span<double> column) {
-    if (order == Order::Fourth) {
-      // Richardson's extrapolation of two central differences.
-      const double h = Step(j, point[j], std::pow(kEpsilon, 0.2));
-      std::vector<double> wide(column.size());
-      if (CentralDifference(j, 2.0 * h, wide) && CentralDifference(j, h, column)) {
-        for (std::size_t i = 0; i < column.size(); ++i) column[i] += (column[i] - wide[i]) / 3.0;
-        return true;
+  // Richardson's extrapolation of two central differences. The step starts at a share of the parameter's size and
+  // shrinks until the two agree so well that the extrapolated one is good to about 11 digits: a parameter may be large
+  // against the scale on which it matters, as a date is. The step that agrees best is kept for later differences.
+  bool FourthOrderDifference(std::size_t j, std::span<double> column) {
+    constexpr double enough = 1e-5;
+    double least = std::numeric_limits<double>::infinity();
+    std::vector<double> wide(column.size()), narrow(column.size());
+    for (double trial = 1.0; trial > 1e-8 && least > enough; trial /= 8.0) {
+      const double h = trial * Step(j, std::pow(kEpsilon, 0.2));
+      if (!CentralDifference(j, 2.0 * h, wide) || !CentralDifference(j, h, narrow)) continue;
+      double apart = 0.0, size = 0.0;
+      for (std::size_t i = 0; i < column.size(); ++i) {
+        apart += (narrow[i] - wide[i]) * (narrow[i] - wide[i]);
+        size += narrow[i] * narrow[i];
       }
+      const double disagreement = apart == 0.0 ? 0.0 : std::sqrt(apart / size);
+      if (!(disagreement < least)) continue;
+      least = disagreement;
+      shrink[j] = trial;
+      for (std::size_t i = 0; i < column.size(); ++i) column[i] = narrow[i] + (narrow[i] - wide[i]) / 3.0;
     }
-    const double h = Step(j, point[j], std::cbrt(kEpsilon));
+    return std::isfinite(least);
+  }
+
+  bool Column(std::size_t j, Order order, std::span<double> column) {
+    if (order == Order::Fourth && FourthOrderDifference(j, column)) return true;
+    const double h = shrink[j] * Step(j, std::cbrt(kEpsilon));
     return CentralDifference(j, h, column) || OneSidedDifference(j, 1e-2 * h, column) ||
            OneSidedDifference(j, -1e-2 * h, column);
   }
@@ -106,7 +128,8 @@ int Callback(void *data, int m, int n, const double *x, double *f, double *jacob
   if (search.iterations == search.options.maxIterations) return kMaxIterations;
   ++search.iterations;
   if (search.options.progress) search.options.progress(search.iterations, std::inner_product(f, f + m, f, 0.0));
-  return search.Jacobian(parameters, Order::Second, jacobian) ? kContinue : kNoDerivative;
+  const Order order = search.iterations == 1 ? Order::Fourth : Order::Second;  // the first one finds the steps
+  return search.Jacobian(parameters, order, jacobian) ? kContinue : kNoDerivative;
 }
 
 LeastSquaresFit::Stop StopOf(int info) {
