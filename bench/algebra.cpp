@@ -80,7 +80,9 @@ struct Lua {
       }
       lua_setglobal(state, name);
     }
-    const std::string chunk = "local x, y, z, log, exp = x, y, z, math.log, math.exp\nlocal n = #x\nreturn function(a, b, c, d, from, to)\n" + body + "\nend";
+    const std::string chunk =
+        "local x, y, z, log, exp = x, y, z, math.log, math.exp\nlocal n = #x\nreturn function(a, b, c, d, from, to)\n" +
+        body + "\nend";
     if (luaL_dostring(state, chunk.c_str()) != LUA_OK) std::abort();
     function = luaL_ref(state, LUA_REGISTRYINDEX);
   }
@@ -137,7 +139,8 @@ void OurRecursion(benchmark::State &state) {
 }
 
 BENCHMARK(OurRecursion)->Name("algebra: recursion/1000000/tessel");
-BENCHMARK_CAPTURE(LuaRun, _, "for t = 2, n do y[t] = 0.9*y[t-1] + x[t] end")->Name("algebra: recursion/1000000/Lua 5.4");
+BENCHMARK_CAPTURE(LuaRun, _, "for t = 2, n do y[t] = 0.9*y[t-1] + x[t] end")
+    ->Name("algebra: recursion/1000000/Lua 5.4");
 BENCHMARK(PlainRecursion)->Name("algebra: recursion/1000000/C++ loop");
 
 // ---- What an optimiser repeats: a run with trial parameters, and the residuals back
@@ -179,7 +182,8 @@ void PlainTrial(benchmark::State &state) {
   double p[] = {0.5, 0.25, 0.125, 1.5};
   for (auto _ : state) {
     benchmark::DoNotOptimize(p);
-    for (std::size_t t = 0; t < 200; ++t) residuals[t] = d.y[t] - (p[0] + p[1] * d.x[t] + p[2] * std::exp(p[3] * d.z[t]));
+    for (std::size_t t = 0; t < 200; ++t)
+      residuals[t] = d.y[t] - (p[0] + p[1] * d.x[t] + p[2] * std::exp(p[3] * d.z[t]));
     benchmark::DoNotOptimize(residuals.data());
   }
 }
@@ -198,8 +202,7 @@ void OurSteps(benchmark::State &state) {
 }
 
 void LuaSteps(benchmark::State &state) {
-  Lua lua(Data(1200),
-          "local t = a y[t] = log(x[t]) - 0.5*x[t-1] z[t] = exp(y[t]) + y[t-1]");
+  Lua lua(Data(1200), "local t = a y[t] = log(x[t]) - 0.5*x[t-1] z[t] = exp(y[t]) + y[t-1]");
   for (auto _ : state)
     for (int t = 2; t <= 1001; ++t) {
       lua_rawgeti(lua.state, LUA_REGISTRYINDEX, lua.function);

@@ -3,8 +3,8 @@
 
 namespace tessel {
 
-// Opcodes, numbered by the character codes of their letters. t is the current observation; the value stack's top is at the
-// right of the stack column.
+// Opcodes, numbered by the character codes of their letters. t is the current observation; the value stack's top is at
+// the right of the stack column.
 enum Opcode : int {
   OpEnd = 0,           //      -               closes the code
   OpCall = 'C',        // row  args -> result  calls the built-in of that row of the function table

@@ -12,6 +12,8 @@ struct CalendarDate {
   int year;
   int month;  // 1 to 12
   int day;    // 1 to 31
+
+  bool operator==(const CalendarDate &) const = default;
 };
 
 struct ClockTime {
@@ -19,6 +21,8 @@ struct ClockTime {
   int minutes;
   int seconds;
   int hundredths;
+
+  bool operator==(const ClockTime &) const = default;
 };
 
 // The day number, or -1 when year is 0, or month or day is below 1. Days past the end of a month run on into the next.

@@ -35,7 +35,8 @@ int AddHostVariables(const MatrixView &data, MorvValue *names) {
   return 1;
 }
 
-// Opens the workspace over the arguments of FnInitAlgebraNls and compiles the program. The text of the failure, or null.
+// Opens the workspace over the arguments of FnInitAlgebraNls and compiles the program. The text of the failure, or
+// null.
 const char *OpenOverArguments(MorvValue *args, const MatrixView &data, bool formulation) {
   constexpr const char *noWorkspace = "Algebra initialization error";
   SampleSpec sample = {IntegerAt(args, 2), IntegerAt(args, 3), 0, 0, IntegerAt(args, 4)};
@@ -136,7 +137,8 @@ void FnGetAlgebraName(MorvValue *rtn, MorvValue *args, int) {
 void FnGetAlgebraAddedData(MorvValue *, MorvValue *args, int) {
   CheckTypes(MORV_ARRAY, args, 0, 1);
   const AlgebraDatabase *database = Workspace().database;
-  const int added = AlgebraAddedCount(), first = AlgebraFirstAdded();
+  const int added = database == nullptr ? 0 : AlgebraAddedCount();
+  const int first = AlgebraFirstAdded();
   const OutputView data = OutputAt(args, 0, database == nullptr ? 0 : database->obsCount, added);
   auto *names = static_cast<MorvValue *>(args[1].data);
   if (data.failed || names == nullptr) return;

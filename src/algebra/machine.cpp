@@ -58,7 +58,10 @@ std::int64_t DatedIndex(const SampleSpec &sample, double year, double period) {
 inline double CallFunction(AlgebraContext *context, const FunctionRow &row, const double *args) {
   for (int i = 0; i < row.argCount; ++i)
     if (IsNan(args[i])) return MissingValue();
-  return row.handler(context, args);
+  if (row.handler != nullptr) return row.handler(context, args);
+  double result = 0.0;
+  row.stretch(context, args, &result, 1);
+  return result;
 }
 
 }  // namespace
@@ -131,9 +134,7 @@ bool LoadDatedStep(Frame &frame, const Step *step, double top) {
   return Next(frame, step, ReadAt(frame.context, step->data, DatedIndex(*frame.sample, year, top)));
 }
 
-bool JumpStep(Frame &frame, const Step *step, double top) {
-  return Next(frame, step + step->operand - 1, top);
-}
+bool JumpStep(Frame &frame, const Step *step, double top) { return Next(frame, step + step->operand - 1, top); }
 
 bool JumpIfZeroStep(Frame &frame, const Step *step, double top) {
   return Next(frame, top == 0.0 ? step + step->operand - 1 : step, *--frame.below);
@@ -188,8 +189,8 @@ bool RunStatement(AlgebraContext *context, const SampleSpec &sample, double *sta
 constexpr int kBlock = 256;
 constexpr int kFewestForBlocks = 16;
 
-// The stack of blocks: cell i of the stack is values[i][0 .. count - 1], which either lies in the cell's own scratch or is
-// a part of a column.
+// The stack of blocks: cell i of the stack is values[i][0 .. count - 1], which either lies in the cell's own scratch or
+// is a part of a column.
 struct BlockStack {
   double *scratch;  // depth x kBlock
   const double *values[kStackCells + 1];
@@ -222,13 +223,26 @@ void OperateBlock(AlgebraContext *context, int code, const double *a, const doub
   });
 }
 
+// How many observations from i on have the arguments of observation i, none of them missing.
+int StretchOf(const FunctionRow &row, const double *const *values, int i, int count) {
+  for (int k = 0; k < row.argCount; ++k) {
+    const double *begin = values[k] + i;
+    if (IsNan(*begin)) return 0;
+    count = i + static_cast<int>(std::find_if(begin, values[k] + count, [&](double v) { return v != *begin; }) - begin);
+  }
+  return count - i;
+}
+
 void CallBlock(AlgebraContext *context, const FunctionRow &row, const double *const *values, double *out, int t,
                int count) {
-  for (int i = 0; i < count; ++i) {
+  for (int i = 0; i < count;) {
     double args[kMaxArguments];
     for (int k = 0; k < row.argCount; ++k) args[k] = values[k][i];
     context->currentObs = t + i;
-    out[i] = CallFunction(context, row, args);
+    const int stretch = row.stretch == nullptr ? 0 : StretchOf(row, values, i, count);
+    if (stretch > 0) row.stretch(context, args, out + i, stretch);
+    if (stretch == 0) out[i] = CallFunction(context, row, args);
+    i += std::max(stretch, 1);
   }
 }
 
@@ -276,7 +290,9 @@ void RunStepInBlock(AlgebraContext *context, BlockStack &stack, const Step &step
       values[depth++] = out;
       break;
     }
-    case StepKind::Store: std::memmove(step.data + t, values[--depth], static_cast<std::size_t>(count) * sizeof(double)); break;
+    case StepKind::Store:
+      std::memmove(step.data + t, values[--depth], static_cast<std::size_t>(count) * sizeof(double));
+      break;
     default: --depth; break;  // Drop; no other kind runs in blocks
   }
 }
@@ -344,7 +360,8 @@ void RunReport(std::uint32_t errors, char *text) {
   int length = std::snprintf(text, kMessageBytes, "There were Algebra run-time errors:\r\n");
   for (const RunMessage &message : kRunMessages)
     if ((errors & message.bit) != 0)
-      length += std::snprintf(text + length, static_cast<std::size_t>(kMessageBytes - length), "    %s\r\n", message.text);
+      length +=
+          std::snprintf(text + length, static_cast<std::size_t>(kMessageBytes - length), "    %s\r\n", message.text);
 }
 
 int RunAlgebra(AlgebraContext *context, int first, int last, int obsLimit, bool quiet) {
@@ -365,7 +382,8 @@ int RunAlgebra(AlgebraContext *context, int first, int last, int obsLimit, bool 
   BlockStack blocks;
   OwnedBlock<double> scratch;
   // Without the scratch of the blocks, every statement runs one observation at a time, with the same results.
-  if (last - first + 1 >= kFewestForBlocks) scratch = OwnedBlock<double>(std::int64_t{context->plan->blockDepth} * kBlock);
+  if (last - first + 1 >= kFewestForBlocks)
+    scratch = OwnedBlock<double>(std::int64_t{context->plan->blockDepth} * kBlock);
   blocks.scratch = scratch.get();
   Execute(context, stack.get(), scratch ? &blocks : nullptr);
 

@@ -50,8 +50,8 @@ struct BinaryOperator {
   int level;
 };
 constexpr BinaryOperator kOperators[] = {
-    {TokOr, 1},      {TokAnd, 2},     {TokEqual, 3}, {TokNotEqual, 3}, {TokAtMost, 4}, {TokAtLeast, 4},
-    {TokGreater, 4}, {TokLess, 4},    {TokPlus, 5},  {TokMinus, 5},    {TokTimes, 6},  {TokOver, 6},
+    {TokOr, 1},      {TokAnd, 2},  {TokEqual, 3}, {TokNotEqual, 3}, {TokAtMost, 4}, {TokAtLeast, 4},
+    {TokGreater, 4}, {TokLess, 4}, {TokPlus, 5},  {TokMinus, 5},    {TokTimes, 6},  {TokOver, 6},
 };
 
 // The words that stand for a constant slot.
@@ -59,8 +59,9 @@ struct ConstantWord {
   Token token;
   FixedSlot slot;
 };
-constexpr ConstantWord kConstantWords[] = {{TokFalse, SlotFalse},     {TokTrue, SlotTrue}, {TokFrequency, SlotFrequency},
-                                           {TokMissing, SlotMissing}, {TokPi, SlotPi},     {TokNobs, SlotNobs}};
+constexpr ConstantWord kConstantWords[] = {
+    {TokFalse, SlotFalse},     {TokTrue, SlotTrue}, {TokFrequency, SlotFrequency},
+    {TokMissing, SlotMissing}, {TokPi, SlotPi},     {TokNobs, SlotNobs}};
 
 // The state of one compilation. Errors unwind by longjmp, so nothing on the way owns anything.
 struct Compiler {
@@ -298,8 +299,8 @@ void ParseName(Compiler &compiler) {
   Emit(compiler, opcode, symbol);
 }
 
-// Reads `separator` number `separator` number at the cursor, where no line mark may stand between the tokens. On failure
-// the cursor stays.
+// Reads `separator` number `separator` number at the cursor, where no line mark may stand between the tokens. On
+// failure the cursor stays.
 bool TakeTwoMore(Compiler &compiler, Token separator, double (&parts)[2]) {
   const unsigned char *at = compiler.context->cursor;
   for (double &part : parts) {
@@ -313,9 +314,7 @@ bool TakeTwoMore(Compiler &compiler, Token separator, double (&parts)[2]) {
   return true;
 }
 
-bool IsWhole(double value) {
-  return value == std::trunc(value) && std::fabs(value) <= std::numeric_limits<int>::max();
-}
+bool IsWhole(double value) { return value == std::trunc(value) && std::fabs(value) <= std::numeric_limits<int>::max(); }
 
 bool TakeTime(Compiler &compiler, double hours, double *value) {
   double parts[2];
@@ -537,7 +536,8 @@ void GrowBuffers(Compiler &compiler) {
     context->codeTop = context->code + used;
   }
   if (context->constantCount > context->constantCapacity - kConstants.reserve) {
-    grown = grown && GrowableExtend(context->constants, context->constantCount, context->constantCapacity, kConstants.step);
+    grown =
+        grown && GrowableExtend(context->constants, context->constantCount, context->constantCapacity, kConstants.step);
   }
   if (!grown) Fail(compiler, "Out of memory");
 }
@@ -553,8 +553,16 @@ void OpenBuffers(Compiler &compiler) {
       context->constants == nullptr)
     Fail(compiler, "Out of memory");
 
-  const double fixed[FixedSlots] = {0, 1, 2, 3, 4, 5, static_cast<double>(database->sample.frequency), MissingValue(),
-                                    3.141592653589793, static_cast<double>(SampleObsCount(database->sample))};
+  const double fixed[FixedSlots] = {0,
+                                    1,
+                                    2,
+                                    3,
+                                    4,
+                                    5,
+                                    static_cast<double>(database->sample.frequency),
+                                    MissingValue(),
+                                    3.141592653589793,
+                                    static_cast<double>(SampleObsCount(database->sample))};
   std::copy_n(fixed, static_cast<int>(FixedSlots), context->constants);
   context->constantCount = FixedSlots;
   if (context->paramHigh != nullptr) *context->paramHigh = -1;

@@ -13,8 +13,9 @@ namespace tessel {
 inline constexpr int kMaxNesting = 500;
 
 // Compiles context->tokens over the database. Expects the function table registered and paramTable, paramHigh and
-// paramCapacity set (paramTable null where no parameter may stand). 1 with the code and the machine's plan in place, or 0
-// with "Parse error: ... on line N" in the message buffer and reported. Either way ReleaseCode releases what was made.
+// paramCapacity set (paramTable null where no parameter may stand). 1 with the code and the machine's plan in place, or
+// 0 with "Parse error: ... on line N" in the message buffer and reported. Either way ReleaseCode releases what was
+// made.
 int Compile(AlgebraContext *context, AlgebraDatabase *database);
 
 // Releases tokens, symbols, code, constants and plan.

@@ -170,8 +170,8 @@ void AddInstruction(Builder &b, const Instruction &instruction) {
   }
 }
 
-// Whether the statement's steps leave its observations independent of one another: nothing branches, no column is read at
-// another observation than it is stored at, and no function needs its calls in turn.
+// Whether the statement's steps leave its observations independent of one another: nothing branches, no column is read
+// at another observation than it is stored at, and no function needs its calls in turn.
 bool RunsInBlocks(const Builder &b) {
   const AlgebraContext *context = b.context;
   const Step *first = b.plan->steps + b.firstStep, *end = b.plan->steps + b.stepCount;
@@ -244,8 +244,8 @@ void BuildStatement(Builder &b, const Instruction *first, const Instruction *end
 }
 
 int CountStatements(const AlgebraContext *context) {
-  return static_cast<int>(std::count_if(context->code, context->codeTop,
-                                        [](const Instruction &i) { return i.opcode == OpStatement; }));
+  return static_cast<int>(
+      std::count_if(context->code, context->codeTop, [](const Instruction &i) { return i.opcode == OpStatement; }));
 }
 
 }  // namespace

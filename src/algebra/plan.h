@@ -2,8 +2,8 @@
 //
 // Preparing does three things. It resolves operands, so that an operator may take its right operand straight from a
 // constant, a column or a lagged column. It follows the depth of the stack, so that the machine needs no test of it: a
-// step that would leave the stack's bounds is replaced by a Fault. And it finds the statements whose observations do not
-// depend on one another, which the machine evaluates a block of observations at a time.
+// step that would leave the stack's bounds is replaced by a Fault. And it finds the statements whose observations do
+// not depend on one another, which the machine evaluates a block of observations at a time.
 #pragma once
 
 #include <cstdint>
@@ -27,21 +27,21 @@ enum class Source : std::uint8_t {
 
 // Stack effects as in code.h; t is the current observation.
 enum class StepKind : std::uint8_t {
-  Push,          //                      -> value of `source`
-  Binary,        // a [, b]              -> a `operand` b, b from `source`
-  Negate,        // a                    -> -a
-  Not,           // a                    -> !a
-  Call,          // args                 -> result of function row `operand`
-  LoadOffset,    // offset               -> data[t + offset]
-  LoadDated,     // year, period         -> data there
-  Jump,          //                         goes on `operand` steps ahead
-  JumpIfZero,    // value                -> ; goes there when value equals 0
+  Push,        //                      -> value of `source`
+  Binary,      // a [, b]              -> a `operand` b, b from `source`
+  Negate,      // a                    -> -a
+  Not,         // a                    -> !a
+  Call,        // args                 -> result of function row `operand`
+  LoadOffset,  // offset               -> data[t + offset]
+  LoadDated,   // year, period         -> data there
+  Jump,        //                         goes on `operand` steps ahead
+  JumpIfZero,  // value                -> ; goes there when value equals 0
   // The last step of a statement is one of these.
-  Store,         // value                -> ; data[t] = value
-  StoreOffset,   // offset, value        -> ; data[t + offset] = value
-  StoreDated,    // year, period, value  ->
-  Drop,          // value                ->
-  Fault          // sets the error bits `operand` and ends the run
+  Store,        // value                -> ; data[t] = value
+  StoreOffset,  // offset, value        -> ; data[t + offset] = value
+  StoreDated,   // year, period, value  ->
+  Drop,         // value                ->
+  Fault         // sets the error bits `operand` and ends the run
 };
 
 struct Frame;

@@ -25,8 +25,8 @@ struct AlgebraWorkspace {
 // The process's workspace.
 AlgebraWorkspace &Workspace();
 
-// Opens a workspace for k variables over the sample, closing the one that was open. 0, with everything closed, when memory
-// fails or the sample cannot be held.
+// Opens a workspace for k variables over the sample, closing the one that was open. 0, with everything closed, when
+// memory fails or the sample cannot be held.
 int WorkspaceOpen(int k, const SampleSpec &sample);
 
 // Does nothing when no workspace is open.
@@ -54,9 +54,10 @@ int AlgebraAddedCount();
 int AlgebraFirstAdded();
 
 // For each row i from firstRow to lastRow, in order, stores cell (i, column) of the matrix into variable
-// firstVariable + (i - firstRow) at the observation; AlgebraGetRows reads the variable into the cell. Nothing happens when
-// the column is below 0 or at or past the count of observations, or the first row above the last; the loop stops at the
-// first row number at or past the count of variables. Variables and observations that do not exist are passed over.
+// firstVariable + (i - firstRow) at the observation; AlgebraGetRows reads the variable into the cell. Nothing happens
+// when the column is below 0 or at or past the count of observations, or the first row above the last; the loop stops
+// at the first row number at or past the count of variables. Variables and observations that do not exist are passed
+// over.
 void AlgebraPutRows(RowMatrix rows, int firstRow, int lastRow, int column, int firstVariable, int observation);
 void AlgebraGetRows(RowMatrix rows, int firstRow, int lastRow, int column, int firstVariable, int observation);
 

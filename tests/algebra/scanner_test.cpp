@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstring>
+#include <algorithm>
+#include <cstdlib>
 #include <string>
 
 #include "algebra/tokens.h"
@@ -47,25 +47,20 @@ TEST(Scanner, Tokens) {
     std::string text, stream;
   } table[] = {
       {"", ""},
-      {" \t\r", ""},
-      {"x = 1;", "73:x 61 67:1 59"},
       {"NOBS nobs TRUE FALSE PI MISSING FREQUENCY TRUE1 ", "35 73:nobs 84 70 80 77 102 73:TRUE1"},
       {"a<b<=c>d>=e==f!=g&&h||!i&1;",
        "73:a 60 73:b 76 73:c 62 73:d 71 73:e 69 73:f 78 73:g 38 73:h 124 33 73:i 64 67:1 59"},
       {"(){}[],:;?^*+-/ ", "40 41 123 125 91 93 44 58 59 63 94 42 43 45 47"},
-      {"a/b ", "73:a 47 73:b"},
+      {"a/b /* a */ x\n", "73:a 47 73:b 73:x 127:002"},
       {"a//b\nc ", "73:a 127:002 73:c"},
       {"a;// to the end", "73:a 59"},
-      {"/* a */ x\n", "73:x 127:002"},
       {"/*\n\n***/ x\n\ny ", "73:x 127:004 127:005 73:y"},
       {"x==\"a//b /* c */\" ", "73:x 69 34:a//b /* c */"},
       {"\"\";", "34: 59"},
-      {".5 . 1.5d2 1.e+3 2.E 1.2.3;", "67:.5 67:. 67:1.5d2 67:1.e+3 67:2.E 67:1.2 67:.3 59"},
-      {"1.5-2;", "67:1.5 45 67:2 59"},
+      {".5 . 1.5d2 1.e+3 2.E 1.2.3 1.5-2;", "67:.5 67:. 67:1.5d2 67:1.e+3 67:2.E 67:1.2 67:.3 67:1.5 45 67:2 59"},
       {"\"" + longest + "\"", "34:" + longest},
       {longest + ";", "73:" + longest + " 59"},
-      {"& & ;", "64 64 59"},
-  };
+      {" \t\r& & ;", "64 64 59"}};
   for (const auto &[text, stream] : table) EXPECT_EQ(Scan(text), stream) << text;
   // Line 1234 is marked by its first three digits.
   const std::string marks = Scan(std::string(1233, '\n') + "x;");
@@ -73,32 +68,15 @@ TEST(Scanner, Tokens) {
 }
 
 TEST(Scanner, Messages) {
-  const struct {
-    std::string text, message;
-  } table[] = {
-      {"x = 1", "Unexpected end of code on line 1"},
-      {"a;\nx", "Unexpected end of code on line 2"},
-      {"1.", "Unexpected end of code on line 1"},
-      {"1.0e", "Unexpected end of code on line 1"},
-      {"x <", "Unexpected end of code on line 1"},
-      {"x |", "Unexpected end of code on line 1"},
-      {"a/", "Unexpected end of code on line 1"},
-      {"/* \n /", "Unexpected end of code on line 1"},
-      {"/*/", "Unexpected end of code on line 1"},
-      {"\"abc", "Unexpected end of code on line 1"},
-      {"\n\"abc\n\"", "End of string missing on line 2"},
-      {"12ab;", "12ab Unrecognized on line 1"},
-      {"1e5;", "1e5 Unrecognized on line 1"},
-      {"a @ b;", "@ Unrecognized on line 1"},
-      {"a | b;", "| Missing on line 1"},
-      {"\"" + std::string(257, 'a') + "\"", "Token too long on line 1"},
-      {std::string(257, 'a') + "/", "Token too long on line 1"},
-      {std::string(257, '1') + ";", "Token too long on line 1"},
-      {"1." + std::string(254, '1') + "e+1;", "Token too long on line 1"},
-  };
-  for (const auto &[text, message] : table) EXPECT_EQ(Scan(text), "Scan error: " + message) << text;
-  AlgebraContext context = {};
-  EXPECT_EQ(ScanText(&context, "x;"), 0) << "no message buffer";
+  for (const char *text : {"x = 1", "x", "1.", "1.0e", "x <", "x |", "a/", "/* \n /", "/*/", "\"abc"})
+    EXPECT_EQ(Scan(text), "Scan error: Unexpected end of code on line 1") << text;
+  for (const std::string &text : {"\"" + std::string(257, 'a') + "\"", std::string(257, 'a') + "/",
+                                  std::string(257, '1') + ";", "1." + std::string(254, '1') + "e+1;"})
+    EXPECT_EQ(Scan(text), "Scan error: Token too long on line 1") << text;
+  for (const std::string word : {"12ab", "1e5", "@", "\x80"})
+    EXPECT_EQ(Scan("\n" + word + " "), "Scan error: " + word + " Unrecognized on line 2");
+  EXPECT_EQ(Scan("\n\"abc\n\""), "Scan error: End of string missing on line 2");
+  EXPECT_EQ(Scan("a | b;"), "Scan error: | Missing on line 1");
 }
 
 TEST(Scanner, ALongTextGrowsTheBlockAndMemoryMayFail) {
@@ -114,27 +92,17 @@ TEST(Scanner, ALongTextGrowsTheBlockAndMemoryMayFail) {
   HeapFailAt(0);
 }
 
+// The C library's conversion takes the same numbers with another exponent letter.
 TEST(Scanner, ConstantsAreTheNearestDoubles) {
-  const struct {
-    const char *text;
-    double value;
-  } table[] = {{"007", 7},
-               {"1.5d2", 150},
-               {"1.5D-2", 0.015},
-               {".5", 0.5},
-               {".", 0},
-               {".e5", 0},
-               {"1.e+", 1},
-               {"0.1", 0.1},
-               {"1.0e400", HUGE_VAL},
-               {"1.0e-400", 0},
-               {"0.0e99999999999", 0},
-               {"4.9d-324", 0x1p-1074},
-               {"9007199254740993.", 9007199254740992.0},
-               {"1.0e99999999999999999999", HUGE_VAL},
-               {"100000.0e-99999999999999999999", 0}};
-  for (const auto &[text, value] : table) EXPECT_EQ(ConstantValue(text), value) << text;
-  EXPECT_EQ(ConstantValue((std::string("0.") + std::string(250, '0') + "1").c_str()), 1e-251);
+  for (const char *text : {"007", "1.5e2", "1.5e-2", ".5", ".", ".e5", "1.e+", "0.1", "1.0e400", "1.0e-400", "4.9e-324",
+                           "0.0e99999999999", "9007199254740993.", "1.0e99999999999999999999", "1.7976931348623159e308",
+                           "100000.0e-99999999999999999999", "2.4703282292062328e-324", "123456789.987654321e-5"}) {
+    for (const char letter : {'e', 'E', 'd', 'D'}) {
+      std::string given = text;
+      std::replace(given.begin(), given.end(), 'e', letter);
+      EXPECT_EQ(ConstantValue(given.c_str()), std::strtod(text, nullptr)) << given;
+    }
+  }
 }
 
 }  // namespace

@@ -62,13 +62,17 @@ TEST(Workspace, EveryFailingAllocation) {
           get.Text("v299").Integer(0).Integer(9).Decline();
           const morv::Outcome got = morv::Call("FnGetAlgebraVar", FnGetAlgebraVar, get);
           EXPECT_TRUE(failing || got.Returned());
-          if (got.Returned()) { EXPECT_EQ(got.result.AsMatrix()(1, 0), 302.25); }
+          if (got.Returned()) {
+            EXPECT_EQ(got.result.AsMatrix()(1, 0), 302.25);
+          }
           added.Output(data).Output(names);
           morv::Call("FnGetAlgebraAddedData", FnGetAlgebraAddedData, added);
         } catch (const std::bad_alloc &) {
           EXPECT_TRUE(failing);
         }
-        if (!failing) { EXPECT_EQ(names[0].AsText(), "y"); }
+        if (!failing) {
+          EXPECT_EQ(names[0].AsText(), "y");
+        }
       },
       WorkspaceClose);
   testing::internal::GetCapturedStdout();

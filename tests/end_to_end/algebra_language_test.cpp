@@ -1,5 +1,5 @@
-// The Algebra language through the exports: statements, operators, indices, conditions, messages. Expected values follow
-// from the language's rules by hand.
+// The Algebra language through the exports: statements, operators, indices, conditions, messages. Expected values
+// follow from the language's rules by hand.
 #include <limits>
 
 #include "workspace.h"
@@ -204,7 +204,7 @@ TEST(AlgebraLanguage, FaultsAndWarnings) {
   const struct {
     const char *code;
     bool succeeds;
-  } cases[] = {{"y = 1/0;", true},   {"y = log(0);", true},  {"y = exp(1000);", true},
+  } cases[] = {{"y = 1/0;", true},      {"y = log(0);", true},    {"y = exp(1000);", true},
                {"y = log(-1);", false}, {"y = sqrt(-1);", false}, {"y = tailchi(1, 0);", false}};
   for (const auto &c : cases) {
     Algebra algebra({"x"}, {{1, 2}}, c.code);
