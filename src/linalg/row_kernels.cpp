@@ -20,11 +20,12 @@ using Four [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
                                                const double *partial, std::int64_t step, double sums[4]) {
   const double *x[4];
   Four s[4];
-#pragma GCC unroll 4
+  constexpr double none[4] = {};
+  const double *before = partial != nullptr ? partial : none;
   for (int r = 0; r < 4; ++r) {
     const int row = std::min(r, count - 1);
     x[r] = rows[row] + at;
-    s[r] = partial != nullptr ? At(partial + row * step) : Four{};
+    s[r] = At(before + (partial != nullptr ? row * step : 0));
   }
   const int whole = partial != nullptr || n > 4 ? n - n % 4 : 0;
   for (int k = 0; k < whole; k += 4)
