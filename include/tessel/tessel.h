@@ -25,12 +25,15 @@ extern "C" {
  *   4 integer frequency  periods in a year, at least 1
  *   5 integer dated      not 0: variable 0 holds the observations' dates (Julian day numbers); ignored when k is 0
  *   6 string  code       the program
- *   7 output  starts     p x 1: starting values of the parameters; pass outputs at 7 and 8 for a program with
- * parameters 8 output  numbers    p x 1: the parameters' numbers, ascending; pass anything else at 7 and 8 for one
- * without rtn: untouched on success. On failure a string, and no workspace is open: the scanner's or compiler's
- * message, or "Algebra initialization error" (no memory, or a frequency below 1), "Algebra initialization error: cannot
- * create database", "Error: Need starting values for all parameters", "Error: No parameters to estimate", "Error: No
- * parameters alllowed here". A workspace that was still open is closed. */
+ *   7 output  starts     p x 1: starting values of the parameters
+ *   8 output  numbers    p x 1: the parameters' numbers, ascending
+ * A program with parameters needs outputs at 7 and 8, one without needs anything else there.
+ *
+ * rtn: untouched on success. On failure a string, and no workspace is open: the scanner's or compiler's message,
+ * "Algebra initialization error" (no memory, a frequency below 1, or a sample that cannot be counted),
+ * "Algebra initialization error: cannot create database", "Error: Need starting values for all parameters",
+ * "Error: No parameters to estimate", "Error: No parameters alllowed here". A workspace that was still open is
+ * closed. */
 MORV_API void FnInitAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
 
 /* Runs the program over a range of observations.
@@ -45,9 +48,10 @@ MORV_API void FnRunAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
  *   0 string  name
  *   1 integer first      observation, not negative
  *   2 integer last       observation; lowered to the last one of the sample
- *   3 matrix  selection  1 x T or T x 1 flags: only observations whose flag, truncated to an integer, is not 0 are
- * taken; anything else takes all of the range rtn: n x 1; untouched for an unknown name, a negative first observation
- * or no workspace. */
+ *   3 matrix  selection  1 x T or T x 1 flags; anything else takes all of the range
+ * With a selection only the observations are taken whose flag, truncated to an integer, is not 0.
+ *
+ * rtn: n x 1; untouched for an unknown name, a negative first observation or no workspace. */
 MORV_API void FnGetAlgebraVar(MorvValue *rtn, MorvValue *args, int count);
 
 /* The name of a variable.
