@@ -1,0 +1,30 @@
+// Student t, chi-squared and F distributions: upper tail, distribution function, density.
+//
+// Degrees of freedom need not be whole numbers where they are doubles. Nothing here fails: an impossible argument gives
+// the value named beside the function, a missing value passed in comes out as a missing value.
+//
+// Literature: Abramowitz and Stegun (1964), Handbook of Mathematical Functions, chapter 26.
+#pragma once
+
+namespace tessel {
+
+// P(T > t) and P(T <= t). With df below 1 the tail is 0.
+double StudentTail(double t, int df);
+double StudentCdf(double t, int df);
+double StudentDensity(double x, double df);
+
+// P(X > x). 1 for x or df at or below 0.
+double ChiTail(double x, double df);
+
+// 0 for x at or below 0.
+double ChiDensity(double x, double df);
+
+// P(F > x) and P(F <= x) with n and m degrees of freedom (numerator, denominator). For x at or below 0 these are 1 and
+// 0, for x at or above the largest double 0 and 1, and otherwise both are 0 when n or m is at or below 0.
+double FTail(double x, double n, double m);
+double FCdf(double x, double n, double m);
+
+// 0 for x at or below 0.
+double FDensity(double x, double n, double m);
+
+}  // namespace tessel

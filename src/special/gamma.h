@@ -1,0 +1,31 @@
+// Gamma family and incomplete integrals: LogGamma, Gamma, Polygamma, BetaFraction, IncompleteGamma.
+//
+// Scalar functions of doubles without state. An impossible argument is told by the value returned (missing value,
+// infinity, 0 or 1), never otherwise. A missing value passed in comes out as a missing value.
+//
+// Literature: Abramowitz and Stegun (1964), Handbook of Mathematical Functions, chapters 6 and 26. Shea (1988),
+// Algorithm AS 239, Applied Statistics 37.
+#pragma once
+
+namespace tessel {
+
+// log Gamma(x) for x above 0. Below 0 the missing value, at 0 positive infinity.
+double LogGamma(double x);
+
+// Gamma(x) for all x. Positive infinity at 0 and the negative integers; the missing value below the range of a 32-bit
+// integer.
+double Gamma(double x);
+
+// The polygamma function of order n at x; order 0 is the digamma function. 0 when x is at or below 0 or n below 0.
+double Polygamma(double x, int n);
+
+// The continued fraction of the incomplete beta function, as in I_x(a,b) = x^a (1-x)^b / (a B(a,b)) * fraction. 0 when
+// any of x, a, b is at or below 0. It converges quickly for x below (a+1)/(a+b+2); after 1000 steps the last value
+// stands.
+double BetaFraction(double x, double a, double b);
+
+// The regularised incomplete gamma integral: lower P(p, x) when `upper` is 0, else upper Q(p, x). At or below 0 in x or
+// p: 0 for the lower, 1 for the upper integral.
+double IncompleteGamma(double x, double p, int upper);
+
+}  // namespace tessel
