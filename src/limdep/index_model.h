@@ -8,11 +8,13 @@
 
 namespace tessel {
 
+struct CountModel;
+
 struct IndexSample {
-  int observations = 0;  // T
-  RowMatrix y = nullptr;  // T x 1, truncated to integers
-  RowMatrix x = nullptr;  // T x k
-  int regressors = 0;     // k, at least 1
+  int observations = 0;            // T
+  RowMatrix y = nullptr;           // T x 1, truncated to integers
+  RowMatrix x = nullptr;           // T x k
+  int regressors = 0;              // k, at least 1
   const double *weight = nullptr;  // T, or null for 1 everywhere
 };
 
@@ -25,21 +27,18 @@ struct IndexTerms {
 };
 
 struct IndexModel {
-  // The terms at index b and outcome y. What need not be computed: the derivatives unless `derivatives` is set, and the
-  // fitted values unless `fitted` is given.
+  // The terms at index b and outcome y. Fitted values are stored or added where `fitted` is given.
   IndexTerms (*terms)(const IndexModel &model, double b, int y, double *fitted) = nullptr;
 
-  bool derivatives = false;               // set by IndexLikelihood
-  bool shaped = false;                    // theta_k is a shape parameter
-  bool outerProductInformation = false;   // the information matrix is the outer product of the scores
-  bool fittedByObservation = false;       // fitted values: one row for each observation, or one row for all
-  int truncation = 0;                     // count models: the largest count that can occur, 0 for none
-  int cells = 0;                          // count models: frequencies of the counts 0 to cells - 1
-  double power = 0.0, inverseDispersion = 0.0;  // negative binomial: P and 1 / alpha
+  bool derivatives = true;               // wanted at all; set by IndexLikelihood
+  bool fittedByObservation = false;      // fitted values are one row for each observation, else one row for all
+  bool shaped = false;                   // theta_k is the shape parameter
+  bool informationFromScores = false;    // the information matrix is the outer product of the scores
+  const CountModel *count = nullptr;     // of the count models
 };
 
-// The likelihood of the model at theta. Without memory for the sums of the outer product alone, that output is zero and
-// all others are as usual, unless the information matrix needs it.
+// The likelihood of the model at theta (k elements, k + 1 with a shape parameter). Without memory for the sums of the
+// outer product alone, that output is zero and all others are as usual.
 double IndexLikelihood(IndexModel model, const IndexSample &sample, const double *theta, const LikelihoodOutputs &out);
 
 }  // namespace tessel

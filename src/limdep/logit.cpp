@@ -101,8 +101,6 @@ double LogitLikelihood(const LogitSample &sample, const double *theta, const Lik
   const int outcomes = sample.outcomes, k = sample.regressors;
   const bool wantInformation = out.information != nullptr;
   OwnedBlock<double> p(outcomes), r(outcomes);
-  ZeroDerivatives(out);
-
   OwnedBlock<double> betaWeight;
   CrossProducts betaInformation;
   if (wantInformation) {
@@ -111,6 +109,7 @@ double LogitLikelihood(const LogitSample &sample, const double *theta, const Lik
     betaInformation = CrossProducts(blocks, k);
   }
   if (!p || !r || (wantInformation && (!betaWeight || !betaInformation))) return MissingValue();
+  ZeroDerivatives(out);
 
   OwnedBlock<double> contribution;
   CrossProducts outerProduct;
