@@ -12,6 +12,10 @@ namespace tessel {
 // log Gamma(x) for x above 0. Below 0 the missing value, at 0 positive infinity.
 double LogGamma(double x);
 
+// log Beta(a, b) = log Gamma(a) + log Gamma(b) - log Gamma(a + b) for a and b above 0, without the cancellation where
+// one of them is large.
+double LogBeta(double a, double b);
+
 // Gamma(x) for all x. Positive infinity at 0 and the negative integers; the missing value below the range of a 32-bit
 // integer.
 double Gamma(double x);
