@@ -1,1 +1,3 @@
 # tessel_bench(NAME PEER_LIBRARY...)
+tessel_bench(limdep)
+tessel_bench(volatility)

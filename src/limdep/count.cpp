@@ -4,8 +4,8 @@
 // q_j, up to L when truncated:
 //   Poisson             first = mu, slope = 0
 //   negative binomial   first = a mu / (mu + a), slope = mu / (mu + a)
-// With H_y = psi(a + y) - psi(a) = 1/a + ... + 1/(a + y - 1), and E the expectation under f, the derivatives of log f(y)
-// of the negative binomial are
+// With H_y = psi(a + y) - psi(a) = 1/a + ... + 1/(a + y - 1), and E the expectation under f, the derivatives of log
+// f(y) of the negative binomial are
 //   with respect to x'theta     a P (H_y - E H) + (1 - P) a / (mu + a) (y - E y)
 //   with respect to log alpha   -a (H_y - E H) + a / (mu + a) (y - E y)
 // truncated or not; without truncation E y = mu and E H = log(1 + mu / a). Written in differences, they and the
@@ -122,13 +122,14 @@ IndexTerms NegativeBinomialTerms(const IndexModel &model, double b, int y, doubl
   const double slope = 1.0 / (1.0 + a / mu);  // mu / (mu + a)
   const Recursion recursion{a * slope, slope};
   const double growth = std::log1p(mu / a);
-  const Norm norm = count.truncation > 0 ? TruncatedNorm(recursion, a, count.truncation) : Norm{a * growth, mu, 0.0, growth};
+  const Norm norm =
+      count.truncation > 0 ? TruncatedNorm(recursion, a, count.truncation) : Norm{a * growth, mu, 0.0, growth};
   if (fitted != nullptr) AddFrequencies(recursion, norm, count.cells, fitted);
 
   const Rise rise = RiseTo(a, y);
   const double deviation = a * (rise.digamma - norm.rise), residual = (y - norm.mean) / (1.0 + mu / a);
-  return {rise.log - (y > 0 ? y * std::log1p(a / mu) : 0.0) - norm.log,
-          power * deviation + (1.0 - power) * residual, residual - deviation, 0.0};
+  return {rise.log - (y > 0 ? y * std::log1p(a / mu) : 0.0) - norm.log, power * deviation + (1.0 - power) * residual,
+          residual - deviation, 0.0};
 }
 
 }  // namespace

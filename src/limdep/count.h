@@ -24,8 +24,8 @@ struct CountModel {
 
 // The likelihood at theta (k elements, k + 1 for the negative binomial). Counts are not negative. Fitted values are the
 // expected numbers of observations with the counts 0, ..., cells - 1: one row, summed over the observations; those of a
-// truncated model are not cut off above L. The information matrix is minus the Hessian for the Poisson models, the outer
-// product of the scores for the negative binomial models.
+// truncated model are not cut off above L. The information matrix is minus the Hessian for the Poisson models, the
+// outer product of the scores for the negative binomial models.
 double CountLikelihood(CountModel model, const IndexSample &sample, const double *theta, const LikelihoodOutputs &out);
 
 }  // namespace tessel

@@ -32,7 +32,7 @@ class CrossProducts {
   void Flush();
 
   int n_ = 0;
-  int pending_ = 0;          // vectors collected and not yet added
+  int pending_ = 0;  // vectors collected and not yet added
   std::int64_t sums_ = 0;
   std::int64_t stride_ = 0;  // n rounded up to whole tiles; the cells beyond n hold zeros
   OwnedBlock<double> sum_;   // sums x stride x stride, lower triangles in whole tiles

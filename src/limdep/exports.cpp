@@ -99,8 +99,8 @@ void FnLogitJD(MorvValue *rtn, MorvValue *args, int) {
   sample.weight = WeightsAt(args, 5, y.rows);
   if (Used(offset, y.rows)) sample.offset = offset.cells;
 
-  const int parameters = ParameterCount(
-      theta, std::int64_t{sample.outcomes - 1} * sample.regressors + sample.characteristics);
+  const int parameters =
+      ParameterCount(theta, std::int64_t{sample.outcomes - 1} * sample.regressors + sample.characteristics);
   if (parameters < 0 || (y.rows > 0 && y.columns < 1)) return;
   if (sample.offset != nullptr && offset.columns < sample.outcomes) return;
   if (!sample.counts && !OutcomesWithin(y, sample.outcomes - 1)) return;

@@ -30,11 +30,11 @@ struct IndexModel {
   // The terms at index b and outcome y. Fitted values are stored or added where `fitted` is given.
   IndexTerms (*terms)(const IndexModel &model, double b, int y, double *fitted) = nullptr;
 
-  bool derivatives = true;               // wanted at all; set by IndexLikelihood
-  bool fittedByObservation = false;      // fitted values are one row for each observation, else one row for all
-  bool shaped = false;                   // theta_k is the shape parameter
-  bool informationFromScores = false;    // the information matrix is the outer product of the scores
-  const CountModel *count = nullptr;     // of the count models
+  bool derivatives = true;             // wanted at all; set by IndexLikelihood
+  bool fittedByObservation = false;    // fitted values are one row for each observation, else one row for all
+  bool shaped = false;                 // theta_k is the shape parameter
+  bool informationFromScores = false;  // the information matrix is the outer product of the scores
+  const CountModel *count = nullptr;   // of the count models
 };
 
 // The likelihood of the model at theta (k elements, k + 1 with a shape parameter). Without memory for the sums of the

@@ -96,7 +96,8 @@ void FnEgarchVar(MorvValue *rtn, MorvValue *args, int) {
   model.lagTerms = CoefficientCount(lags);
   model.lags = lags.Flat();
   model.inMean = {IntegerAt(args, 7), DoubleAt(args, 8)};
-  if (model.newsTerms < 0 || model.lagTerms < 0 || y.rows < 1 || !IsSeries(y, intercept)) return ReturnIntegerField(rtn, 0);
+  if (model.newsTerms < 0 || model.lagTerms < 0 || y.rows < 1 || !IsSeries(y, intercept))
+    return ReturnIntegerField(rtn, 0);
 
   SeparateResult l(y.rows), e(y.rows);
   const bool succeeded = !l.cells.failed && !e.cells.failed;

@@ -35,9 +35,9 @@ int GarchVariances(const GarchModel &model, const double *y, const double *c, in
 // z_t = e_t / sqrt(h_t). Before the sample the news is 0 and l is the logarithm of the mean square of y. l above 709 is
 // taken as 709; the stored l is the bounded one from t = max(na, nb) on, and the one before the bound earlier.
 struct EgarchModel {
-  int newsTerms = 0;            // na
+  int newsTerms = 0;             // na
   const double *news = nullptr;  // a
-  int lagTerms = 0;             // nb
+  int lagTerms = 0;              // nb
   const double *lags = nullptr;  // b
   double sign = 0.0, scale = 0.0, mean = 0.0;
   VarianceInMean inMean;
