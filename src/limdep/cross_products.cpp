@@ -11,16 +11,32 @@ constexpr int kBlock = 8;
 constexpr int kTileRows = 2;
 constexpr int kTileColumns = 4;
 
+// Two doubles in a vector register of the baseline; loads and stores need no alignment.
+typedef double Pair __attribute__((vector_size(2 * sizeof(double)), aligned(alignof(double)), may_alias));
+
+Pair &PairAt(double *x) { return *reinterpret_cast<Pair *>(x); }
+const Pair &PairAt(const double *x) { return *reinterpret_cast<const Pair *>(x); }
+
 // sum[i][j] += the sum over the vectors v of left[v][i] right[v][j], in the order of v; all rows are `stride` apart.
 void AddTile(double *sum, const double *left, const double *right, int vectors, std::int64_t stride) {
-  double cell[kTileRows][kTileColumns];
-  for (int i = 0; i < kTileRows; ++i)
-    for (int j = 0; j < kTileColumns; ++j) cell[i][j] = sum[i * stride + j];
-  for (int v = 0; v < vectors; ++v, left += stride, right += stride)
-    for (int i = 0; i < kTileRows; ++i)
-      for (int j = 0; j < kTileColumns; ++j) cell[i][j] += left[i] * right[j];
-  for (int i = 0; i < kTileRows; ++i)
-    for (int j = 0; j < kTileColumns; ++j) sum[i * stride + j] = cell[i][j];
+  Pair cell00 = PairAt(sum), cell01 = PairAt(sum + 2);
+  Pair cell10 = PairAt(sum + stride), cell11 = PairAt(sum + stride + 2);
+  for (int v = 0; v < vectors; ++v, left += stride, right += stride) {
+    const Pair right0 = PairAt(right), right1 = PairAt(right + 2);
+    cell00 += left[0] * right0;
+    cell01 += left[0] * right1;
+    cell10 += left[1] * right0;
+    cell11 += left[1] * right1;
+  }
+  PairAt(sum) = cell00;
+  PairAt(sum + 2) = cell01;
+  PairAt(sum + stride) = cell10;
+  PairAt(sum + stride + 2) = cell11;
+}
+
+// product = c x, for an even number n of elements.
+void Scale(double *product, double c, const double *x, std::int64_t n) {
+  for (std::int64_t i = 0; i < n; i += 2) PairAt(product + i) = c * PairAt(x + i);
 }
 
 }  // namespace
@@ -40,15 +56,15 @@ void CrossProducts::Add(const double *x, const double *weights) {
 }
 
 void CrossProducts::Flush() {
+  const double *block = block_.get();
+  double *scaled = scaled_.get();
   for (std::int64_t s = 0; s < sums_; ++s) {
-    for (int v = 0; v < pending_; ++v) {
-      const double weight = weights_[v * sums_ + s];
-      for (std::int64_t i = v * stride_; i < (v + 1) * stride_; ++i) scaled_[i] = weight * block_[i];
-    }
+    for (int v = 0; v < pending_; ++v)
+      Scale(scaled + v * stride_, weights_[v * sums_ + s], block + v * stride_, stride_);
     double *sum = sum_.get() + s * stride_ * stride_;
     for (std::int64_t i = 0; i < n_; i += kTileRows)
       for (std::int64_t j = 0; j < i + kTileRows; j += kTileColumns)
-        AddTile(sum + i * stride_ + j, scaled_.get() + i, block_.get() + j, pending_, stride_);
+        AddTile(sum + i * stride_ + j, scaled + i, block + j, pending_, stride_);
   }
   pending_ = 0;
 }

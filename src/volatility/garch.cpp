@@ -36,6 +36,27 @@ double ResidualOfLog(const VarianceInMean &inMean, double y, double l) {
   }
 }
 
+// The recursion, for p, q and the in-mean kind that the compiler may know. The values of lag 1 stay in registers, so
+// that it is as fast as its chain of operations from one variance to the next.
+[[gnu::always_inline]] inline void RunGarch(const GarchModel &model, int p, int q, VarianceInMean inMean,
+                                            const double *arch, const double *garch, double start, const double *y,
+                                            const double *c, int n, double *h, double *e) {
+  const double shift = model.shift, threshold = model.threshold;
+  double lastSquare = start, lastVariance = start, lastResidual = shift;
+  for (int t = 0; t < n; ++t) {
+    double variance = c[t];
+    if (q > 0) variance += arch[0] * lastSquare;
+    for (int j = 2; j <= q; ++j) variance += arch[j - 1] * (t >= j ? Square(e[t - j] - shift) : start);
+    if (p > 0) variance += garch[0] * lastVariance;
+    for (int j = 2; j <= p; ++j) variance += garch[j - 1] * (t >= j ? h[t - j] : start);
+    if (threshold != 0.0 && lastResidual < shift) variance += threshold * lastSquare;
+
+    h[t] = lastVariance = variance;
+    e[t] = lastResidual = ResidualOfVariance(inMean, y[t], variance);
+    lastSquare = Square(lastResidual - shift);
+  }
+}
+
 }  // namespace
 
 int GarchVariances(const GarchModel &model, const double *y, const double *c, int n, double *h, double *e) {
@@ -45,21 +66,12 @@ int GarchVariances(const GarchModel &model, const double *y, const double *c, in
   if (!arch) return 0;
   for (int j = 0; j < q; ++j) arch[j] = j < p ? sum[j] - garch[j] : sum[j];
 
-  // The values of lag 1 stay in registers: the recursion is as fast as its chain of operations from one h to the next.
   const double start = MeanSquare(y, n);
-  double lastSquare = start, lastVariance = start, lastResidual = model.shift;
-  for (int t = 0; t < n; ++t) {
-    double variance = c[t];
-    if (q > 0) variance += arch[0] * lastSquare;
-    for (int j = 2; j <= q; ++j) variance += arch[j - 1] * (t >= j ? Square(e[t - j] - model.shift) : start);
-    if (p > 0) variance += garch[0] * lastVariance;
-    for (int j = 2; j <= p; ++j) variance += garch[j - 1] * (t >= j ? h[t - j] : start);
-    if (model.threshold != 0.0 && lastResidual < model.shift) variance += model.threshold * lastSquare;
-
-    h[t] = lastVariance = variance;
-    e[t] = lastResidual = ResidualOfVariance(model.inMean, y[t], variance);
-    lastSquare = Square(lastResidual - model.shift);
-  }
+  const bool inMean = model.inMean.kind >= 1 && model.inMean.kind <= 3;
+  if (p == 1 && q == 1 && !inMean)
+    RunGarch(model, 1, 1, {}, arch.get(), garch, start, y, c, n, h, e);
+  else
+    RunGarch(model, p, q, model.inMean, arch.get(), garch, start, y, c, n, h, e);
   return 1;
 }
 
