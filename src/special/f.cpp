@@ -22,8 +22,11 @@ double Paulson(double x, double n, double m, bool upper) {
   return NormalTail(((1 - a) * c - (1 - b)) / std::sqrt(a * c * c + b), upper);
 }
 
-// m above 1e10: the chi-squared limit in n F, corrected to first order in 1/m (Scheffe and Tukey 1944, Annals of
-// Mathematical Statistics 15). The continued fraction has lost half its digits here, and n x / m the rest.
+// The error of the continued fraction grows like 1e-17 times the larger degrees of freedom. Beyond 1e8 the chi-squared
+// limit is the better one, as long as the incomplete gamma integral has its full accuracy at n; beyond 1e12 always.
+bool IsNearLimit(double n, double m) { return m > 1e12 || (m > 1e8 && n <= 600); }
+
+// The limit in n F, corrected to first order in 1/m (Scheffe and Tukey 1944, Annals of Mathematical Statistics 15).
 double ChiSquaredLimit(double x, double n, double m, bool upper) {
   const double y = std::min(n * x, 1e300);
   const double correction = (1 + (y / 3 + n - 2) / (2 * m)) / (1 + 4 * y / 3 / (2 * m));
@@ -35,8 +38,8 @@ double Probability(double x, double n, double m, bool upper) {
   if (x >= std::numeric_limits<double>::max()) return upper ? 0 : 1;
   if (n <= 0 || m <= 0) return 0;
   if (n > 1e7 && m > 1e7) return Paulson(x, n, m, upper);
-  if (m > 1e10) return ChiSquaredLimit(x, n, m, upper);
-  if (n > 1e10) return ChiSquaredLimit(1 / x, m, n, !upper);
+  if (IsNearLimit(n, m)) return ChiSquaredLimit(x, n, m, upper);
+  if (IsNearLimit(m, n)) return ChiSquaredLimit(1 / x, m, n, !upper);
 
   const double t = m / (x * n + m);
   if (t == 0) return upper ? 0 : 1;

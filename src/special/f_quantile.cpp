@@ -11,24 +11,30 @@
 namespace tessel {
 namespace {
 
-// The starting value for the beta quantile with parameters P and Q above 1: Carter's approximation.
+// The starts give (1 - x) / x for the beta variable x, which keeps its digits where x is close to 1.
+
+// P and Q above 1: Carter's approximation.
 double CarterStart(double y, double P, double Q) {
   const double r = (y * y - 3) / 6;
   const double s = 1 / (2 * P - 1);
   const double t = 1 / (2 * Q - 1);
   const double h = 2 / (s + t);
   const double w = y * std::sqrt(h + r) / h - (t - s) * (r + 0.8333333333333334 - 2 / (3 * h));
-  return P / (P + Q * std::exp(2 * w));
+  return Q * std::exp(2 * w) / P;
 }
 
-// The same otherwise: Wilson and Hilferty's chi-squared form, and the leading term of either tail.
+// Otherwise: Wilson and Hilferty's chi-squared form, and the leading term of either tail.
 double TailStart(double u, double y, double P, double Q, double logBeta) {
   const double e = 1 / (9 * Q);
   const double root = 1 - e + y * std::sqrt(e);
   double t = 2 * Q * (root * root * root);
-  if (t <= 0) return 1 - std::exp((std::log((1 - u) * Q) + logBeta) / Q);
+  if (t <= 0) {
+    const double complement = std::exp((std::log((1 - u) * Q) + logBeta) / Q);
+    return complement / (1 - complement);
+  }
   t = (4 * P + 2 * Q - 2) / t;
-  return t <= 1 ? std::exp((std::log(u * P) + logBeta) / P) : 1 - 2 / (t + 1);
+  if (t > 1) return 2 / (t - 1);
+  return 1 / std::exp((std::log(u * P) + logBeta) / P) - 1;
 }
 
 }  // namespace
@@ -45,9 +51,8 @@ double FQuantileStart(double q, double n, double m, int *bad) {
   if (swapped) std::swap(P, Q);
   const double r = std::sqrt(-std::log(u * u));
   const double y = r - (2.30753 + 0.27061 * r) / (1 + (0.99229 + 0.04481 * r) * r);
-  double x = P > 1 && Q > 1 ? CarterStart(y, P, Q) : TailStart(u, y, P, Q, logBeta);
-  if (swapped) x = 1 - x;
-  return (1 / x - 1) * m / n;
+  const double odds = P > 1 && Q > 1 ? CarterStart(y, P, Q) : TailStart(u, y, P, Q, logBeta);
+  return (swapped ? 1 / odds : odds) * m / n;
 }
 
 double FQuantile(double p, double n, double m) {

@@ -84,12 +84,15 @@ double LogGamma(double x) {
   if (x < 0) return MissingValue();
   if (x == 0) return PositiveInfinity();
   const int whole = TruncateToInt(x);
-  if (whole == x && whole <= 50) return kLogFactorial[whole];  // 1 to 50
+  if (whole == x && whole >= 1 && whole <= 50) return kLogFactorial[whole];
   if (x == PositiveInfinity()) return x;
 
   double y = x;
   double f = 1;
-  for (; y < kShiftedMinimum; y += 1) f *= y;
+  while (y < kShiftedMinimum) {
+    f *= y;
+    y += 1;
+  }
   double result = (y - 0.5) * std::log(y);
   if (f != 1) result -= std::log(f);
   return result - y + kHalfLogTwoPi + StirlingRest(y);
@@ -142,10 +145,11 @@ double Polygamma(double x, int n) {
   const double unitTerm = sign * Scaled(LogGamma(order + 1), unit, order + 1);
   double y = x;
   double sum = 0;
-  for (; y < minimum; y += 1) {
+  while (y < minimum) {
     const double next = sum + NegativePower(y / unit, order + 1);
     if (next == sum) return unitTerm * sum;
     sum = next;
+    y += 1;
   }
   const double correction = sum > 0 ? unitTerm * sum : 0;
 

@@ -3,6 +3,12 @@
 // Scalar functions of doubles without state. An impossible argument is told by the value returned (missing value,
 // infinity, 0 or 1), never otherwise. A missing value passed in comes out as a missing value.
 //
+// Accuracy, as measured against 50-digit values on random grids: LogGamma 4e-16 of the value, 7e-15 absolute between
+// 0.5 and 8.5 where it has its zeros; Gamma 8e-16 of the value up to 20 and 2e-13 beyond; Polygamma 1e-15 for orders up
+// to 5 and 2e-13 up to 200. IncompleteGamma 1e-11 for p up to 300 (its convergence), 3e-7 for p up to 1000 (its 150
+// terms), and above 1000, where it is an approximation, 5e-3 / p. BetaFraction 2e-13 of the value for parameters up to
+// 1000, beyond that about 2e-17 times the larger one (seen through FTail).
+//
 // Literature: Abramowitz and Stegun (1964), Handbook of Mathematical Functions, chapters 6 and 26. Shea (1988),
 // Algorithm AS 239, Applied Statistics 37.
 #pragma once

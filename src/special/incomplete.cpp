@@ -26,7 +26,7 @@ double PearsonSeries(double x, double p) {
   double a = p;
   for (int added = 0; c > kConverged && added <= kMaxTerms; ++added) {
     a += 1;
-    c = c * x / a;
+    c = c * (x / a);
     sum += c;
   }
   return ExpAboveLimit(p * std::log(x) - x - LogGamma(p + 1) + std::log(sum));

@@ -21,11 +21,12 @@ struct Bracket {
     if (d < 0 && fHigh >= F) high = x, fHigh = F, hasHigh = true;
   }
 
-  // The point after x for a Newton step s: half way to an end that the step would reach.
+  // The point after x for a Newton step s: half way to an end that the step would reach, further out where there is
+  // neither an end nor a slope.
   double After(double x, double s) const {
     if (hasLow && low >= x + s) return hasHigh ? Middle() : (low + x) / 2;
     if (hasHigh && x + s >= high) return hasLow ? Middle() : (high + x) / 2;
-    return x + s;
+    return std::isinf(x + s) ? std::copysign(2 * std::fabs(x) + 1, s) : x + s;
   }
 };
 
@@ -53,8 +54,15 @@ double SafeguardedNewton(double p, double x0, DistributionFunction cdf, Distribu
       continue;
     }
     const double g = density(x, a, b);
-    x = bracket.After(x, d / g);
-    if (std::fabs(d) < tolerance && std::fabs(d) < std::fabs(g) * tolerance) return x;
+    const double s = d / g;
+    const bool done = std::fabs(d) < tolerance && std::fabs(d) < std::fabs(g) * tolerance;
+    // The last step is taken as it is, inside the caller's ends: rounding puts it at or beyond an end that has closed
+    // in, and the middle of the bracket may be far away. A step too small to move x ends the search for the same
+    // reason.
+    if (done && (!hasLow || x + s > low) && (!hasHigh || x + s < high)) return x + s;
+    if (x + s == x) break;
+    x = bracket.After(x, s);
+    if (done) return x;
   }
   if (bracket.hasLow && std::fabs(F - p) > p - bracket.fLow) x = bracket.low, F = bracket.fLow;
   if (bracket.hasHigh && std::fabs(F - p) > bracket.fHigh - p) x = bracket.high, F = bracket.fHigh;

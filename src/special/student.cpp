@@ -27,7 +27,7 @@ double FiniteSeries(double t, int df, double c) {
   double a = 1;
   double sum = 1;
   for (int i = odd + 2; i <= df - 2; i += 2) {
-    a = a * (i - 1) * c / i;
+    a = a * ((i - 1) * c / i);  // the quotient waits for no term
     const double next = sum + a;
     if (next == sum) break;
     sum = next;
