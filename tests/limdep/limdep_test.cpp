@@ -46,7 +46,7 @@ TEST(Limdep, ReferenceCases) {
 TEST(Limdep, RandomArguments) {
   CallAtRandom(kExports,
                {{"FnLogitJD", "mmimmmmooooo"},
-                {"FnLogitProbDeriv", "mmIII"},
+                {"FnLogitProbDeriv", "mmiii"},
                 {"FnBinProbitJD", "mmmmooooo"},
                 {"FnActFitTable", "mm"},
                 {"FnCountJD", "mmmIIidooooo"}},
