@@ -61,8 +61,7 @@ def regimes(n, T=100000):
     log_density = numpy.log(density)
     show(f"regime filter, {n}", lambda: cy_hamilton_filter_log(prior, P, log_density, 0))
     filtered = cy_hamilton_filter_log(prior, P, log_density, 0)
-    show(f"regime smoother, {n}", lambda: cy_kim_smoother_log(P, filtered[1], filtered[4] if len(filtered) > 4 else
-                                                              numpy.log(filtered[3]), 0))
+    show(f"regime smoother, {n}", lambda: cy_kim_smoother_log(P, filtered[4], filtered[5]))
 
 
 print(f"Python {sys.version.split()[0]}, numpy {numpy.__version__}, scipy {scipy.__version__}, "

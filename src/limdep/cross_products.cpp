@@ -11,32 +11,62 @@ constexpr int kBlock = 8;
 constexpr int kTileRows = 2;
 constexpr int kTileColumns = 4;
 
-// Two doubles in a vector register of the baseline; loads and stores need no alignment.
-typedef double Pair __attribute__((vector_size(2 * sizeof(double)), aligned(alignof(double)), may_alias));
+// Four doubles at any address; the compiler splits them where the machine's vectors are shorter.
+using Four [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
 
-Pair &PairAt(double *x) { return *reinterpret_cast<Pair *>(x); }
-const Pair &PairAt(const double *x) { return *reinterpret_cast<const Pair *>(x); }
+[[gnu::always_inline]] inline const Four &At(const double *p) { return *reinterpret_cast<const Four *>(p); }
+[[gnu::always_inline]] inline Four &At(double *p) { return *reinterpret_cast<Four *>(p); }
 
-// sum[i][j] += the sum over the vectors v of left[v][i] right[v][j], in the order of v; all rows are `stride` apart.
-void AddTile(double *sum, const double *left, const double *right, int vectors, std::int64_t stride) {
-  Pair cell00 = PairAt(sum), cell01 = PairAt(sum + 2);
-  Pair cell10 = PairAt(sum + stride), cell11 = PairAt(sum + stride + 2);
-  for (int v = 0; v < vectors; ++v, left += stride, right += stride) {
-    const Pair right0 = PairAt(right), right1 = PairAt(right + 2);
-    cell00 += left[0] * right0;
-    cell01 += left[0] * right1;
-    cell10 += left[1] * right0;
-    cell11 += left[1] * right1;
+// A block of vectors of n elements, `stride` apart, and the weight of each, `weightStep` apart.
+struct Block {
+  const double *vectors;
+  const double *weights;
+  std::int64_t weightStep;
+  int count;
+  int n;
+  std::int64_t stride;
+};
+
+// sum[i][j] += the sum over the vectors v of weight_v v_i v_j, in the order of v, in the tiles of the lower triangle.
+// `scaled` is work memory of the block's size.
+[[gnu::always_inline]] inline void AddBlockBody(const Block &block, double *scaled, double *sum) {
+  const std::int64_t stride = block.stride;
+  for (int v = 0; v < block.count; ++v) {
+    const double weight = block.weights[v * block.weightStep];
+    for (std::int64_t i = v * stride; i < (v + 1) * stride; i += kTileColumns)
+      At(scaled + i) = weight * At(block.vectors + i);
   }
-  PairAt(sum) = cell00;
-  PairAt(sum + 2) = cell01;
-  PairAt(sum + stride) = cell10;
-  PairAt(sum + stride + 2) = cell11;
+  for (std::int64_t i = 0; i < block.n; i += kTileRows)
+    for (std::int64_t j = 0; j < i + kTileRows; j += kTileColumns) {
+      double *cells = sum + i * stride + j;
+      Four upper = At(cells), lower = At(cells + stride);
+      const double *left = scaled + i, *right = block.vectors + j;
+      for (int v = 0; v < block.count; ++v, left += stride, right += stride) {
+        upper += left[0] * At(right);
+        lower += left[1] * At(right);
+      }
+      At(cells) = upper;
+      At(cells + stride) = lower;
+    }
 }
 
-// product = c x, for an even number n of elements.
-void Scale(double *product, double c, const double *x, std::int64_t n) {
-  for (std::int64_t i = 0; i < n; i += 2) PairAt(product + i) = c * PairAt(x + i);
+using AddBlockFunction = void (*)(const Block &, double *, double *);
+
+void AddBlockBaseline(const Block &block, double *scaled, double *sum) { AddBlockBody(block, scaled, sum); }
+
+#if defined(__x86_64__)
+[[gnu::target("avx2")]] void AddBlockAvx2(const Block &block, double *scaled, double *sum) {
+  AddBlockBody(block, scaled, sum);
+}
+#endif
+
+// Both forms give the same bits: neither fuses a product with its sum.
+AddBlockFunction MachineAddBlock() {
+#if defined(__x86_64__)
+  static const bool wide = __builtin_cpu_supports("avx2");
+  if (wide) return AddBlockAvx2;
+#endif
+  return AddBlockBaseline;
 }
 
 }  // namespace
@@ -56,16 +86,10 @@ void CrossProducts::Add(const double *x, const double *weights) {
 }
 
 void CrossProducts::Flush() {
-  const double *block = block_.get();
-  double *scaled = scaled_.get();
-  for (std::int64_t s = 0; s < sums_; ++s) {
-    for (int v = 0; v < pending_; ++v)
-      Scale(scaled + v * stride_, weights_[v * sums_ + s], block + v * stride_, stride_);
-    double *sum = sum_.get() + s * stride_ * stride_;
-    for (std::int64_t i = 0; i < n_; i += kTileRows)
-      for (std::int64_t j = 0; j < i + kTileRows; j += kTileColumns)
-        AddTile(sum + i * stride_ + j, scaled + i, block + j, pending_, stride_);
-  }
+  const AddBlockFunction addBlock = MachineAddBlock();
+  for (std::int64_t s = 0; s < sums_; ++s)
+    addBlock({block_.get(), weights_.get() + s, sums_, pending_, n_, stride_}, scaled_.get(),
+             sum_.get() + s * stride_ * stride_);
   pending_ = 0;
 }
 
