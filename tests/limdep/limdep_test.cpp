@@ -13,12 +13,6 @@ const ExportTable kExports = {{"FnLogitJD", FnLogitJD},
                               {"FnActFitTable", FnActFitTable},
                               {"FnCountJD", FnCountJD}};
 
-Argument Int(int value) { return {'i', value, 0, {}}; }
-Argument Double(double value) { return {'d', 0, value, {}}; }
-Argument Mat(int rows, int columns, std::vector<double> values) {
-  return {'m', 0, 0, {rows, columns, std::move(values)}};
-}
-Argument Out() { return {'o', 0, 0, {}}; }
 const Argument kNone = Mat(0, 0, {});
 
 CaseRun Call(const std::string &name, const std::vector<Argument> &arguments) {

@@ -5,9 +5,11 @@
 #include <gtest/gtest.h>
 #include <morv/host.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
@@ -27,6 +29,13 @@ struct Argument {
   Cells matrix;
 };
 
+inline Argument Int(int value) { return {'i', value, 0, {}}; }
+inline Argument Double(double value) { return {'d', 0, value, {}}; }
+inline Argument Mat(int rows, int columns, std::vector<double> values) {
+  return {'m', 0, 0, {rows, columns, std::move(values)}};
+}
+inline Argument Out() { return {'o', 0, 0, {}}; }
+
 struct Expected {
   bool errors = false;
   int position = -1;
@@ -40,33 +49,26 @@ struct ReferenceCase {
   std::vector<Expected> expected;
 };
 
-inline double ReadNumber(std::istream &in) {  // also "nan", which >> does not read
-  std::string word;
-  in >> word;
-  return std::stod(word);
-}
-
 inline Cells ReadCells(std::istream &in) {
   Cells cells;
   in >> cells.rows >> cells.columns;
-  for (int i = 0; i < cells.rows * cells.columns; ++i) cells.values.push_back(ReadNumber(in));
+  cells.values.resize(static_cast<std::size_t>(cells.rows * cells.columns));
+  for (double &x : cells.values) in >> x;
   return cells;
 }
 
 inline Cells ReadColumns(std::istream &in) {
-  std::string file, line, word;
+  std::string file, line, word, heading;
   in >> file;
-  std::vector<std::string> names;
-  while (in >> word) names.push_back(word);
+  const std::vector<std::string> names{std::istream_iterator<std::string>(in), {}};
   std::ifstream csv(TESSEL_SOURCE_DIR "/tests/data/" + file);
-  std::vector<std::string> header;
-  std::getline(csv, line);
-  for (std::stringstream heading(line); std::getline(heading, word, ',');) header.push_back(word);
+  std::getline(csv, heading);
   Cells cells{0, static_cast<int>(names.size()), {}};
   for (; std::getline(csv, line); ++cells.rows) {
     std::map<std::string, double> row = {{"1", 1.0}};
-    std::stringstream fields(line);
-    for (const std::string &name : header) row[name] = (std::getline(fields, word, ','), std::stod(word));
+    std::stringstream fields(line), columns(heading);
+    for (std::string name; std::getline(columns, name, ',') && std::getline(fields, word, ',');)
+      row[name] = std::stod(word);
     for (const std::string &name : names) cells.values.push_back(row.at(name));
   }
   return cells;
@@ -90,7 +92,7 @@ inline std::vector<ReferenceCase> ReadReferenceCases(const std::string &file) {
     } else if (word != "#") {
       argument.kind = word[0] == 'c' ? 'm' : word[0];
       if (word == "i") in >> argument.integer;
-      if (word == "d") argument.number = ReadNumber(in);
+      if (word == "d") in >> argument.number;
       if (word == "m") argument.matrix = ReadCells(in);
       if (word == "csv") argument.matrix = ReadColumns(in);
       cases.back().arguments.push_back(argument);
@@ -118,6 +120,9 @@ struct CaseRun {
   }
 
   bool Wrote(std::size_t position) const { return outputs[position].Tag() == MORV_MATRIX; }
+  bool WroteNothing() const {
+    return std::none_of(outputs.begin(), outputs.end(), [](const auto &value) { return value.Tag() == MORV_MATRIX; });
+  }
   std::vector<double> At(int position) const {
     const morv::Value &value = position < 0 ? outcome.result : outputs[static_cast<std::size_t>(position)];
     if (value.Tag() == MORV_DOUBLE || value.Tag() == MORV_INTEGER) return {value.AsDouble()};
@@ -125,11 +130,6 @@ struct CaseRun {
     return {cells.begin(), cells.end()};
   }
   bool ReturnsMissing() const { return outcome.result.Tag() == MORV_DOUBLE && std::isnan(outcome.result.AsDouble()); }
-  bool WroteNothing() const {
-    for (std::size_t i = 0; i < outputs.size(); ++i)
-      if (Wrote(i)) return false;
-    return true;
-  }
 
   std::vector<Argument> arguments;
   std::vector<morv::Value> outputs;

@@ -10,13 +10,6 @@ namespace {
 const ExportTable kExports = {
     {"FnGarchVar", FnGarchVar}, {"FnEgarchVar", FnEgarchVar}, {"FnFilterMS", FnFilterMS}, {"FnSmoothMS", FnSmoothMS}};
 
-Argument Int(int value) { return {'i', value, 0, {}}; }
-Argument Double(double value) { return {'d', 0, value, {}}; }
-Argument Mat(int rows, int columns, std::vector<double> values) {
-  return {'m', 0, 0, {rows, columns, std::move(values)}};
-}
-Argument Out() { return {'o', 0, 0, {}}; }
-
 CaseRun Call(const std::string &name, const std::vector<Argument> &arguments) {
   return {arguments, name, kExports.at(name)};
 }
@@ -47,12 +40,13 @@ TEST(Volatility, UnusableSizesLeaveTheOutputsAlone) {
                                                     Garch(y, y, three, -1, 1),
                                                     Garch(y, y, three, 1, -1),
                                                     Garch(Mat(1, 2, {1, 2}), y, three, 1, 1)};
-  for (const auto &arguments : garch) EXPECT_TRUE(Call("FnGarchVar", arguments).WroteNothing());
-  for (const auto &arguments : garch) EXPECT_EQ(Call("FnGarchVar", arguments).At(-1)[0], 0);
   const std::vector<std::vector<Argument>> egarch = {
       Egarch(Mat(0, 1, {}), y, none, none), Egarch(y, Mat(1, 1, {1}), none, none), Egarch(y, y, Mat(0, 2, {}), none)};
-  for (const auto &arguments : egarch) EXPECT_TRUE(Call("FnEgarchVar", arguments).WroteNothing());
-  for (const auto &arguments : egarch) EXPECT_EQ(Call("FnEgarchVar", arguments).At(-1)[0], 0);
+  for (const auto &[name, calls] : {std::pair{"FnGarchVar", garch}, {"FnEgarchVar", egarch}})
+    for (const auto &arguments : calls) {
+      const CaseRun run = Call(name, arguments);
+      EXPECT_TRUE(run.WroteNothing() && run.At(-1)[0] == 0) << name;
+    }
 
   const CaseRun smoother = Call("FnSmoothMS", {Mat(0, 1, {}), Mat(1, 1, {1}), Out(), Out()});
   EXPECT_TRUE(smoother.outcome.Untouched() && smoother.WroteNothing());
