@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Writes src/special/normal_tables.h: the polynomials of the normal distribution.
 
-usage: tools/special_normal_tables.py > src/special/normal_tables.h
+usage: tools/special_normal_tables.py | clang-format > src/special/normal_tables.h
 
 Each block is the polynomial of degree 12 that interpolates its function at the 13 Chebyshev points of [0, 1], worked in
 60 digits and rounded once. The header states the largest error of each rounded block over 2001 points.
@@ -55,7 +55,7 @@ print("""// Polynomials of the normal distribution, highest power first, degree 
 
 namespace tessel {
 """)
-table("kErfOverZ", "Block k: erf(sqrt(k + f)) / sqrt(k + f). The last eight of block 0 are its Taylor series.",
+table("kErfOverZ", "Block k: erf(sqrt(k + f)) / sqrt(k + f). The last eight of block 0 are its Taylor series, to 6e-11.",
       [series(k) for k in range(5)])
 print()
 table("kErfcRoot", "Block j: the sixteenth root of erfc(j + 2 + f).", [root(j) for j in range(5)])

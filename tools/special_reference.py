@@ -47,7 +47,8 @@ def chi_density(x, df, *_):
 
 def f_density(x, n, m):
     a, b = n / 2, m / 2
-    return exp(loggamma(a + b) - loggamma(a) - loggamma(b) + a * log(a / b) + (a - 1) * log(x) - (a + b) * log1p(a * x / b))
+    log_beta = loggamma(a) + loggamma(b) - loggamma(a + b)
+    return exp(a * log(a / b) + (a - 1) * log(x) - (a + b) * log1p(a * x / b) - log_beta)
 
 
 def normal_quantile(p, *_):

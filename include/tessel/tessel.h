@@ -14,13 +14,118 @@
 extern "C" {
 #endif
 
-/* Limited dependent variable models. Each of the three evaluators returns the log-likelihood at the parameters given, as
- * a double, and fills the outputs that are asked for: the score, the information matrix (with the sign of minus the
- * Hessian), the fitted values, the log-likelihood of each observation, and the sum over observations of the score
- * contribution times its transpose. rtn is the missing value, and no output is touched, when sizes do not fit: fewer
- * parameters than the model has, an outcome out of range, and what each function adds. It is the missing value also
- * when memory fails. Parameters past those of the model have a derivative of 0.
- * Maddala, G.S. (1983), Limited-Dependent and Qualitative Variables in Econometrics. */
+/* ---- Algebra workspace. One workspace exists at a time, from FnInitAlgebraNls to FnExitAlgebraNls. Observations count
+ * from 0. The language's manual is docs/algebra.md. */
+
+/* Opens a workspace: copies the data into a new database and compiles a program, which does not run yet.
+ *   0 matrix  data       T x k, row t observation t, column i variable i
+ *   1 array   names      k strings
+ *   2 integer year       of the first observation
+ *   3 integer period     of the first observation
+ *   4 integer frequency  periods in a year, at least 1
+ *   5 integer dated      not 0: variable 0 holds the observations' dates (Julian day numbers); ignored when k is 0
+ *   6 string  code       the program
+ *   7 output  starts     p x 1: starting values of the parameters; pass outputs at 7 and 8 for a program with
+ * parameters 8 output  numbers    p x 1: the parameters' numbers, ascending; pass anything else at 7 and 8 for one
+ * without rtn: untouched on success. On failure a string, and no workspace is open: the scanner's or compiler's
+ * message, or "Algebra initialization error" (no memory, or a frequency below 1), "Algebra initialization error: cannot
+ * create database", "Error: Need starting values for all parameters", "Error: No parameters to estimate", "Error: No
+ * parameters alllowed here". A workspace that was still open is closed. */
+MORV_API void FnInitAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
+
+/* Runs the program over a range of observations.
+ *   0 matrix  parameters  as many cells as the program has parameters, in ascending order of number; 0 x 0 for none
+ *   1 integer first       observation, inside the sample
+ *   2 integer last        observation, inside the sample
+ * rtn: untouched when the run succeeded; the string "Algebra run error" for a wrong count of parameters, a range
+ * outside the sample or no workspace, with no run; an empty string when the run failed. */
+MORV_API void FnRunAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
+
+/* Reads a variable.
+ *   0 string  name
+ *   1 integer first      observation, not negative
+ *   2 integer last       observation; lowered to the last one of the sample
+ *   3 matrix  selection  1 x T or T x 1 flags: only observations whose flag, truncated to an integer, is not 0 are
+ * taken; anything else takes all of the range rtn: n x 1; untouched for an unknown name, a negative first observation
+ * or no workspace. */
+MORV_API void FnGetAlgebraVar(MorvValue *rtn, MorvValue *args, int count);
+
+/* The name of a variable.
+ *   0 integer index  the host's variables come first, in order, then those that the program added
+ * rtn: string, empty when there is no such variable. */
+MORV_API void FnGetAlgebraName(MorvValue *rtn, MorvValue *args, int count);
+
+/* The variables that the program added.
+ *   0 output  data   T x a, a column for each
+ *   1 output  names  array of a strings
+ * rtn: untouched. */
+MORV_API void FnGetAlgebraAddedData(MorvValue *rtn, MorvValue *args, int count);
+
+/* Closes the workspace; does nothing when none is open. No arguments, no result. */
+MORV_API void FnExitAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
+
+/* ---- Conditional variance and regime models. Everything runs at given parameters. */
+
+/* Conditional variances of an EGARCH model. With l the log-variance, e the residual and z = e exp(-l/2):
+ *   l_t = c_t + a_1 g_(t-1) + ... + b_1 l_(t-1) + ...,  g_t = theta1 (|z_t| - m) + theta2 z_t.
+ * Before the sample g is 0 and l the logarithm of the mean square of y. l is bounded at 709.
+ *   0 matrix  y       T x 1, the series without its mean
+ *   1 matrix  c       T intercepts
+ *   2 double  theta2  3 double theta1  4 double m
+ *   5 matrix  a       first row
+ *   6 matrix  b       first row
+ *   7 integer kind    of the variance in the mean: e_t = y_t less delta exp(l_t) for 1, delta exp(l_t / 2) for 2,
+ *                     delta l_t for 3, nothing for any other
+ *   8 double  delta
+ *   9 output  l       T x 1
+ *  10 output  e       T x 1
+ * rtn: 1; 0 with outputs unchanged when T is below 1, y has more than one column, c fewer than T cells, a or b columns
+ * but no row, or an output has no memory. Without work memory rtn is 1 and both outputs hold zeros. Nelson, D.B. (1991),
+ * Econometrica 59. */
+MORV_API void FnEgarchVar(MorvValue *rtn, MorvValue *args, int count);
+
+/* Conditional variances of a GARCH(p, q) model:
+ *   h_t = c_t + sum of alpha_j (e_(t-j) - tau)^2 + sum of B_j h_(t-j) + gamma (e_(t-1) - tau)^2 1{e_(t-1) < tau}.
+ * Before the sample squares and variances are the mean square of y, and the threshold term is absent.
+ *   0 matrix  y      T x 1, the series without its mean
+ *   1 matrix  c      T intercepts
+ *   2 matrix  one cell that is not read, A_1 to A_max(p, q), B_1 to B_p; alpha_j is A_j - B_j for j up to p, else A_j
+ *   3 integer p      4 integer q
+ *   5 integer kind   of the variance in the mean: e_t = y_t less delta h_t for 1, delta sqrt(h_t) for 2, delta log(h_t)
+ *                    for 3, nothing for any other
+ *   6 double  delta  7 double tau  8 double gamma
+ *   9 output  h      T x 1
+ *  10 output  e      T x 1
+ * rtn: 1; 0 with outputs unchanged when T is below 1, y has more than one column, c fewer than T cells, a lag order is
+ * negative or the coefficients are too few, or memory fails. Bollerslev, T. (1986), Journal of Econometrics 31. */
+MORV_API void FnGarchVar(MorvValue *rtn, MorvValue *args, int count);
+
+/* Forward filter of a Markov chain of n hidden regimes.
+ *   0 matrix  F   T x n, the density of each observation given each regime
+ *   1 matrix  P   n x n, P[i][j] the probability of regime i after regime j
+ *   2 matrix  pi  1 x n, probabilities of the first regime
+ *   3 output      T x 1, the likelihood of each observation given the past
+ *   4 optional output  filtered probabilities, T x n
+ * rtn: 1; untouched when an output has no memory. Without work memory the outputs hold missing values. A likelihood of
+ * 0 leaves probabilities that are not numbers. Hamilton, J.D. (1989), Econometrica 57. */
+MORV_API void FnFilterMS(MorvValue *rtn, MorvValue *args, int count);
+
+/* Backward smoother of a Markov chain of n hidden regimes.
+ *   0 matrix  T x n, filtered probabilities of FnFilterMS
+ *   1 matrix  P  n x n, P[i][j] the probability of regime i after regime j
+ *   2 output  T x n, probabilities of the regimes given all observations
+ *   3 output  n x n, cell (i, j) the expected number of moves from regime j to regime i
+ * rtn: 1; untouched when T is below 1 or an output has no memory. Without work memory the outputs hold missing values.
+ * Kim, C.-J. (1994), Journal of Econometrics 60. */
+MORV_API void FnSmoothMS(MorvValue *rtn, MorvValue *args, int count);
+
+/* ---- Limited dependent variable models. Each of the three evaluators returns the log-likelihood at the parameters
+ * given, as a double, and fills the outputs that are asked for: the score, the information matrix (with the sign of
+ * minus the Hessian), the fitted values, the log-likelihood of each observation, and the sum over observations of the
+ * score contribution times its transpose. rtn is the missing value, and no output is touched, when sizes do not fit:
+ * fewer parameters than the model has, an outcome out of range, and what each function adds. It is the missing value
+ * also when memory fails. Parameters past those of the model have a derivative of 0. Maddala, G.S. (1983),
+ * Limited-Dependent and Qualitative Variables in Econometrics. */
 
 /* Actual against predicted outcomes of a discrete choice model.
  *   0 matrix  Y  T x 1, the outcome of each observation, 0 to J - 1; or T x J, the count of each outcome
@@ -54,63 +159,11 @@ MORV_API void FnBinProbitJD(MorvValue *rtn, MorvValue *args, int count);
  *   6 double  P      0 or 1 in the usual forms
  *   7 optional output  score            nP x 1, nP the cells of theta
  *   8 optional output  information      nP x nP; for the negative binomial the outer product of the scores
- *   9 optional output  frequencies      1 x cells, expected numbers of observations with the counts 0 to cells - 1; those
- *                                       of a truncated model are not cut off above L
- *  10 optional output  log-likelihoods  T x 1
- *  11 optional output  outer product    nP x nP
- * rtn: the log-likelihood; missing also unless Y has one column and X T rows and at least one column. For an unusable
- * model it is missing and the outputs that are asked for hold missing values. */
+ *   9 optional output  frequencies      1 x cells, expected numbers of observations with the counts 0 to cells - 1;
+ * those of a truncated model are not cut off above L 10 optional output  log-likelihoods  T x 1 11 optional output
+ * outer product    nP x nP rtn: the log-likelihood; missing also unless Y has one column and X T rows and at least one
+ * column. For an unusable model it is missing and the outputs that are asked for hold missing values. */
 MORV_API void FnCountJD(MorvValue *rtn, MorvValue *args, int count);
-
-/* Removes seasonal means from each column of a matrix.
- *   0 matrix  x  T x m, each column a series
- *   1 integer p  the number of seasons, at least 2
- * rtn: T x m, each cell less the mean of its column's cells of the same season (rows s, s + p, s + 2p, ...).
- * A missing value makes its season missing in that column. rtn is untouched when T or m is below 1 or p below 2. */
-MORV_API void FnDeSeasonalize(MorvValue *rtn, MorvValue *args, int count);
-
-/* Conditional variances of an EGARCH model. With l the log-variance, e the residual and z = e exp(-l/2):
- *   l_t = c_t + a_1 g_(t-1) + ... + b_1 l_(t-1) + ...,  g_t = theta1 (|z_t| - m) + theta2 z_t.
- * Before the sample g is 0 and l the logarithm of the mean square of y. l is bounded at 709.
- *   0 matrix  y       T x 1, the series without its mean
- *   1 matrix  c       T intercepts
- *   2 double  theta2  3 double theta1  4 double m
- *   5 matrix  a       first row
- *   6 matrix  b       first row
- *   7 integer kind    of the variance in the mean: e_t = y_t less delta exp(l_t) for 1, delta exp(l_t / 2) for 2,
- *                     delta l_t for 3, nothing for any other
- *   8 double  delta
- *   9 output  l       T x 1
- *  10 output  e       T x 1
- * rtn: 1; 0 with outputs unchanged when T is below 1, y has more than one column, c fewer than T cells, a or b columns
- * but no row, or memory fails. Nelson, D.B. (1991), Econometrica 59. */
-MORV_API void FnEgarchVar(MorvValue *rtn, MorvValue *args, int count);
-
-/* Forward filter of a Markov chain of n hidden regimes.
- *   0 matrix  F   T x n, the density of each observation given each regime
- *   1 matrix  P   n x n, P[i][j] the probability of regime i after regime j
- *   2 matrix  pi  1 x n, probabilities of the first regime
- *   3 output      T x 1, the likelihood of each observation given the past
- *   4 optional output  filtered probabilities, T x n
- * rtn: 1; untouched when an output has no memory. Without work memory the outputs hold missing values. A likelihood of 0
- * leaves probabilities that are not numbers. Hamilton, J.D. (1989), Econometrica 57. */
-MORV_API void FnFilterMS(MorvValue *rtn, MorvValue *args, int count);
-
-/* Conditional variances of a GARCH(p, q) model:
- *   h_t = c_t + sum of alpha_j (e_(t-j) - tau)^2 + sum of B_j h_(t-j) + gamma (e_(t-1) - tau)^2 1{e_(t-1) < tau}.
- * Before the sample squares and variances are the mean square of y, and the threshold term is absent.
- *   0 matrix  y      T x 1, the series without its mean
- *   1 matrix  c      T intercepts
- *   2 matrix  one cell that is not read, A_1 to A_max(p, q), B_1 to B_p; alpha_j is A_j - B_j for j up to p, else A_j
- *   3 integer p      4 integer q
- *   5 integer kind   of the variance in the mean: e_t = y_t less delta h_t for 1, delta sqrt(h_t) for 2, delta log(h_t)
- *                    for 3, nothing for any other
- *   6 double  delta  7 double tau  8 double gamma
- *   9 output  h      T x 1
- *  10 output  e      T x 1
- * rtn: 1; 0 with outputs unchanged when T is below 1, y has more than one column, c fewer than T cells, a lag order is
- * negative or the coefficients are too few, or memory fails. Bollerslev, T. (1986), Journal of Econometrics 31. */
-MORV_API void FnGarchVar(MorvValue *rtn, MorvValue *args, int count);
 
 /* Multinomial and conditional logit: log-likelihood and derivatives. Outcome j has the probability exp(eta_j) / sum,
  * eta_j = d_j + x'beta_j + sum over m of Z[t][m J + j] gamma_m, beta_0 = 0.
@@ -118,18 +171,14 @@ MORV_API void FnGarchVar(MorvValue *rtn, MorvValue *args, int count);
  *   1 matrix  Y      T x 1, the outcome, 0 to J - 1; or T x J, the count of each outcome
  *   2 integer J      at least 1; at most the columns of Y when Y has several
  *   3 matrix  X      T x k; without T rows it is absent
- *   4 matrix  Z      T x nz, of which nz / J characteristics are used; without T rows it is absent. When the information
- *                    matrix is asked for, Z is left with each characteristic less its probability-weighted mean, which
- *                    changes no later result
- *   5 matrix  w      weights, T cells; another size means a weight of 1 everywhere
- *   6 matrix  d      offsets, T x J; without T rows absent
- *   7 optional output  score            nP x 1, nP the cells of theta
- *   8 optional output  information      nP x nP
- *   9 optional output  probabilities    T x J, kept between 2^-104 and 1
- *  10 optional output  log-likelihoods  T x 1
- *  11 optional output  outer product    nP x nP
- * rtn: the log-likelihood, without multinomial constant; missing also when d has fewer columns than J.
- * McFadden, D. (1974), Conditional logit analysis of qualitative choice behavior. */
+ *   4 matrix  Z      T x nz, of which nz / J characteristics are used; without T rows it is absent. When the
+ * information matrix is asked for, Z is left with each characteristic less its probability-weighted mean, which changes
+ * no later result 5 matrix  w      weights, T cells; another size means a weight of 1 everywhere 6 matrix  d offsets, T
+ * x J; without T rows absent 7 optional output  score            nP x 1, nP the cells of theta 8 optional output
+ * information      nP x nP 9 optional output  probabilities    T x J, kept between 2^-104 and 1 10 optional output
+ * log-likelihoods  T x 1 11 optional output  outer product    nP x nP rtn: the log-likelihood, without multinomial
+ * constant; missing also when d has fewer columns than J. McFadden, D. (1974), Conditional logit analysis of
+ * qualitative choice behavior. */
 MORV_API void FnLogitJD(MorvValue *rtn, MorvValue *args, int count);
 
 /* Derivatives of logit probabilities with respect to the regressors.
@@ -141,14 +190,14 @@ MORV_API void FnLogitJD(MorvValue *rtn, MorvValue *args, int count);
  * J is below 1, k or nz negative, or theta or p too short. */
 MORV_API void FnLogitProbDeriv(MorvValue *rtn, MorvValue *args, int count);
 
-/* Backward smoother of a Markov chain of n hidden regimes.
- *   0 matrix  T x n, filtered probabilities of FnFilterMS
- *   1 matrix  P  n x n, P[i][j] the probability of regime i after regime j
- *   2 output  T x n, probabilities of the regimes given all observations
- *   3 output  n x n, cell (i, j) the expected number of moves from regime j to regime i
- * rtn: 1; untouched when T is below 1 or an output has no memory. Without work memory the outputs hold missing values.
- * Kim, C.-J. (1994), Journal of Econometrics 60. */
-MORV_API void FnSmoothMS(MorvValue *rtn, MorvValue *args, int count);
+/* ---- Seasonal */
+
+/* Removes seasonal means from each column of a matrix.
+ *   0 matrix  x  T x m, each column a series
+ *   1 integer p  the number of seasons, at least 2
+ * rtn: T x m, each cell less the mean of its column's cells of the same season (rows s, s + p, s + 2p, ...).
+ * A missing value makes its season missing in that column. rtn is untouched when T or m is below 1 or p below 2. */
+MORV_API void FnDeSeasonalize(MorvValue *rtn, MorvValue *args, int count);
 
 #ifdef __cplusplus
 }

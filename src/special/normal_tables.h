@@ -5,7 +5,7 @@
 
 namespace tessel {
 
-// Block k: erf(sqrt(k + f)) / sqrt(k + f). The last eight of block 0 are its Taylor series.
+// Block k: erf(sqrt(k + f)) / sqrt(k + f). The last eight of block 0 are its Taylor series, to 6e-11.
 inline constexpr double kErfOverZ[5][13] = {
     // largest error 1.6e-17
     {5.957176147748911e-11, -1.1372848856791674e-09, 1.4659775274047436e-08, -1.6350312701054695e-07,
