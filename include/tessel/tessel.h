@@ -80,8 +80,8 @@ MORV_API void FnExitAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
  *   9 output  l       T x 1
  *  10 output  e       T x 1
  * rtn: 1; 0 with outputs unchanged when T is below 1, y has more than one column, c fewer than T cells, a or b columns
- * but no row, or an output has no memory. Without work memory rtn is 1 and both outputs hold zeros. Nelson, D.B. (1991),
- * Econometrica 59. */
+ * but no row, or an output has no memory. Without work memory rtn is 1 and both outputs hold zeros.
+ * Nelson, D.B. (1991), Econometrica 59. */
 MORV_API void FnEgarchVar(MorvValue *rtn, MorvValue *args, int count);
 
 /* Conditional variances of a GARCH(p, q) model:
@@ -159,10 +159,12 @@ MORV_API void FnBinProbitJD(MorvValue *rtn, MorvValue *args, int count);
  *   6 double  P      0 or 1 in the usual forms
  *   7 optional output  score            nP x 1, nP the cells of theta
  *   8 optional output  information      nP x nP; for the negative binomial the outer product of the scores
- *   9 optional output  frequencies      1 x cells, expected numbers of observations with the counts 0 to cells - 1;
- * those of a truncated model are not cut off above L 10 optional output  log-likelihoods  T x 1 11 optional output
- * outer product    nP x nP rtn: the log-likelihood; missing also unless Y has one column and X T rows and at least one
- * column. For an unusable model it is missing and the outputs that are asked for hold missing values. */
+ *   9 optional output  frequencies      1 x cells, expected numbers of observations with the counts 0 to cells - 1,
+ *                                       not cut off above L in a truncated model
+ *  10 optional output  log-likelihoods  T x 1
+ *  11 optional output  outer product    nP x nP
+ * rtn: the log-likelihood; missing also unless Y has one column and X T rows and at least one column. For an unusable
+ * model it is missing and the outputs that are asked for hold missing values. */
 MORV_API void FnCountJD(MorvValue *rtn, MorvValue *args, int count);
 
 /* Multinomial and conditional logit: log-likelihood and derivatives. Outcome j has the probability exp(eta_j) / sum,
@@ -172,13 +174,17 @@ MORV_API void FnCountJD(MorvValue *rtn, MorvValue *args, int count);
  *   2 integer J      at least 1; at most the columns of Y when Y has several
  *   3 matrix  X      T x k; without T rows it is absent
  *   4 matrix  Z      T x nz, of which nz / J characteristics are used; without T rows it is absent. When the
- * information matrix is asked for, Z is left with each characteristic less its probability-weighted mean, which changes
- * no later result 5 matrix  w      weights, T cells; another size means a weight of 1 everywhere 6 matrix  d offsets, T
- * x J; without T rows absent 7 optional output  score            nP x 1, nP the cells of theta 8 optional output
- * information      nP x nP 9 optional output  probabilities    T x J, kept between 2^-104 and 1 10 optional output
- * log-likelihoods  T x 1 11 optional output  outer product    nP x nP rtn: the log-likelihood, without multinomial
- * constant; missing also when d has fewer columns than J. McFadden, D. (1974), Conditional logit analysis of
- * qualitative choice behavior. */
+ *                    information matrix is asked for, Z is left with each characteristic less its
+ *                    probability-weighted mean, which changes no later result
+ *   5 matrix  w      weights, T cells; another size means a weight of 1 everywhere
+ *   6 matrix  d      offsets, T x J; without T rows absent
+ *   7 optional output  score            nP x 1, nP the cells of theta
+ *   8 optional output  information      nP x nP
+ *   9 optional output  probabilities    T x J, kept between 2^-104 and 1
+ *  10 optional output  log-likelihoods  T x 1
+ *  11 optional output  outer product    nP x nP
+ * rtn: the log-likelihood, without multinomial constant; missing also when d has fewer columns than J.
+ * McFadden, D. (1974), Conditional logit analysis of qualitative choice behavior. */
 MORV_API void FnLogitJD(MorvValue *rtn, MorvValue *args, int count);
 
 /* Derivatives of logit probabilities with respect to the regressors.
