@@ -128,8 +128,8 @@ IndexTerms NegativeBinomialTerms(const IndexModel &model, double b, int y, doubl
 
   const Rise rise = RiseTo(a, y);
   const double deviation = a * (rise.digamma - norm.rise), residual = (y - norm.mean) / (1.0 + mu / a);
-  return {rise.log - (y > 0 ? y * std::log1p(a / mu) : 0.0) - norm.log, power * deviation + (1.0 - power) * residual,
-          residual - deviation, 0.0};
+  const double logRatio = growth - (1.0 - power) * b - count.logDispersion;  // log(1 + a / mu)
+  return {rise.log - y * logRatio - norm.log, power * deviation + (1.0 - power) * residual, residual - deviation, 0.0};
 }
 
 }  // namespace
@@ -140,7 +140,10 @@ double CountLikelihood(CountModel count, const IndexSample &sample, const double
   model.count = &count;
   model.terms = count.negativeBinomial ? NegativeBinomialTerms : PoissonTerms;
   model.shaped = model.informationFromScores = count.negativeBinomial;
-  if (model.shaped) count.inverseDispersion = std::exp(-theta[sample.regressors]);
+  if (model.shaped) {
+    count.logDispersion = theta[sample.regressors];
+    count.inverseDispersion = std::exp(-count.logDispersion);
+  }
   return IndexLikelihood(model, sample, theta, out);
 }
 

@@ -19,7 +19,9 @@ struct CountModel {
   double power = 0.0;  // P of the negative binomial
   int cells = 0;       // how many frequencies are fitted
 
-  double inverseDispersion = 0.0;  // 1 / alpha, set by CountLikelihood
+  // Set by CountLikelihood.
+  double logDispersion = 0.0;      // log alpha
+  double inverseDispersion = 0.0;  // 1 / alpha
 };
 
 // The likelihood at theta (k elements, k + 1 for the negative binomial). Counts are not negative. Fitted values are the

@@ -8,6 +8,14 @@
 
 namespace tessel {
 
+namespace {
+
+// Indices are formed for so many observations ahead: their chains of additions overlap, and a branch of the model on an
+// index finds it ready.
+constexpr int kBatch = 8;
+
+}  // namespace
+
 double IndexLikelihood(IndexModel model, const IndexSample &sample, const double *theta, const LikelihoodOutputs &out) {
   const int k = sample.regressors, used = model.shaped ? k + 1 : k;
   const bool wantInformation = out.information != nullptr;
@@ -25,12 +33,15 @@ double IndexLikelihood(IndexModel model, const IndexSample &sample, const double
   ZeroDerivatives(out);
 
   double total = 0.0;
+  double index[kBatch];
   for (int t = 0; t < sample.observations; ++t) {
     const double w = sample.weight != nullptr ? sample.weight[t] : 1.0;
     const double *x = sample.x[t];
     double *fitted = out.fitted != nullptr ? out.fitted[model.fittedByObservation ? t : 0] : nullptr;
-    const double b = AddDotProduct(0.0, x, theta, k);
-    const IndexTerms terms = model.terms(model, b, TruncateToInt(sample.y[t][0]), fitted);
+    if (t % kBatch == 0)
+      for (int v = 0; v < std::min(kBatch, sample.observations - t); ++v)
+        index[v] = AddDotProduct(0.0, sample.x[t + v], theta, k);
+    const IndexTerms terms = model.terms(model, index[t % kBatch], TruncateToInt(sample.y[t][0]), fitted);
 
     const double logLik = w * terms.logLik, dIndex = w * terms.dIndex, dShape = w * terms.dShape;
     total += logLik;
