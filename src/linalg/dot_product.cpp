@@ -1,5 +1,9 @@
-// The inner product in its fixed order.
+// The inner product in its fixed order, alone and for several rows at once.
 #include "linalg/dot_product.h"
+
+#include <algorithm>
+
+#include "linalg/micro_kernel.h"
 
 namespace tessel {
 
@@ -9,15 +13,30 @@ double DotProduct(const double *x, const double *y, int n) {
     case 2: return x[0] * y[0] + x[1] * y[1];
     case 3: return x[0] * y[0] + x[1] * y[1] + x[2] * y[2];
     case 4: return x[0] * y[0] + x[1] * y[1] + x[2] * y[2] + x[3] * y[3];
-    default: break;
+    default: return n < 1 ? 0.0 : CurrentMicroKernel().dot(x, y, n);
   }
-  if (n < 1) return 0.0;
-  double s[4] = {};
-  const int whole = n - n % 4;
-  for (int k = 0; k < whole; k += 4)
-    for (int p = 0; p < 4; ++p) s[p] += x[k + p] * y[k + p];
-  for (int k = whole; k < n; ++k) s[0] += x[k] * y[k];
-  return s[2] + s[1] + s[3] + s[0];
+}
+
+void DotProducts(const double *const *rows, int offset, int count, const double *y, int n, double *out) {
+  while (count > 0) {
+    const int taken = std::min(count, kLaneRows);
+    if (n <= 4 || taken == 1) {
+      for (int r = 0; r < taken; ++r) out[r] = DotProduct(rows[r] + offset, y, n);
+    } else {
+      const double *x[kLaneRows];
+      for (int r = 0; r < kLaneRows; ++r) x[r] = rows[std::min(r, taken - 1)] + offset;
+      const int whole = n - n % 4;
+      double s[4][kLaneRows];
+      CurrentMicroKernel().lanes(x, y, whole, s);
+      for (int k = whole; k < n; ++k)
+        for (int r = 0; r < kLaneRows; ++r) s[0][r] += x[r][k] * y[k];
+      for (int r = 0; r < kLaneRows; ++r) s[0][r] += s[2][r] + s[1][r] + s[3][r];
+      std::copy_n(s[0], taken, out);
+    }
+    rows += taken;
+    out += taken;
+    count -= taken;
+  }
 }
 
 }  // namespace tessel

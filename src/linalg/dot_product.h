@@ -11,4 +11,8 @@ namespace tessel {
 // fused.
 double DotProduct(const double *x, const double *y, int n);
 
+// out[r] = DotProduct(rows[r] + offset, y, n) for r below `count`, to the bit; several times faster than one by one.
+// `out` may lie in a row, outside the cells that are read.
+void DotProducts(const double *const *rows, int offset, int count, const double *y, int n, double *out);
+
 }  // namespace tessel

@@ -4,12 +4,13 @@
 #include "linalg/lu.h"
 #include "linalg/products.h"
 #include "linalg/qr.h"
+#include "linalg/symmetric.h"
 
 namespace tessel {
 
 constinit const KernelTable kernelTable = {
-    .factorise = nullptr,
-    .invertSpd = nullptr,
+    .factorise = KernelCholesky,
+    .invertSpd = KernelInvertSpd,
     .invertGeneral = nullptr,
     .multiply = KernelMultiply,
     .tolerance = 2.220446049250313e-13,
