@@ -1,0 +1,157 @@
+// Data, and least squares recomputed from scratch in quadruple precision: what the recursions are checked against.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <morv/host.hpp>
+#include <tessel/tessel.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#if defined(__SIZEOF_FLOAT128__)
+using Wide = __float128;
+#else
+using Wide = long double;
+#endif
+template <class T>
+using Rows = std::vector<std::vector<T>>;
+
+inline double D(Wide x) { return static_cast<double>(x); }
+
+// The columns of tests/data/NAME by their names.
+inline std::map<std::string, std::vector<double>> ReadColumns(const std::string &name) {
+  std::ifstream file(std::string(TESSEL_SOURCE_DIR) + "/tests/data/" + name);
+  EXPECT_TRUE(file.good()) << name;
+  std::map<std::string, std::vector<double>> columns;
+  std::vector<std::string> names;
+  for (std::string line, cell; std::getline(file, line);) {
+    std::istringstream cells(line);
+    for (std::size_t i = 0; std::getline(cells, cell, ','); ++i)
+      if (columns.size() <= i && names.size() <= i)
+        names.push_back(cell);
+      else
+        columns[names[i]].push_back(std::stod(cell));
+  }
+  return columns;
+}
+
+// tests/data/regression_references.csv: name -> index -> value (see tools/regression_references.py).
+inline const std::map<int, double> &Published(const std::string &name) {
+  static const auto table = [] {
+    std::map<std::string, std::map<int, double>> values;
+    std::ifstream file(std::string(TESSEL_SOURCE_DIR) + "/tests/data/regression_references.csv");
+    std::string line, key, index, value;
+    std::getline(file, line);
+    while (std::getline(file, line)) {
+      std::istringstream cells(line);
+      std::getline(std::getline(std::getline(cells, key, ','), index, ','), value);
+      values[key][std::stoi(index)] = std::stod(value);
+    }
+    return values;
+  }();
+  EXPECT_TRUE(table.contains(name)) << name;
+  return table.at(name);
+}
+
+// 100 times the first difference of the logarithm of a column of us_macro.csv.
+inline std::vector<double> Growth(const std::string &column) {
+  std::vector<double> level = ReadColumns("us_macro.csv")[column], growth;
+  for (std::size_t t = 1; t < level.size(); ++t) growth.push_back(100 * (std::log(level[t]) - std::log(level[t - 1])));
+  return growth;
+}
+
+// A matrix from its columns, each cut to `rows` observations from its own first one.
+struct Column {
+  std::vector<double> cells;
+  int first = 0;
+};
+inline morv::Value FromColumns(const std::vector<Column> &columns, int rows) {
+  morv::Value matrix = morv::Value::Matrix(rows, static_cast<int>(columns.size()));
+  for (int t = 0; t < rows; ++t)
+    for (int j = 0; j < static_cast<int>(columns.size()); ++j) {
+      const Column &c = columns[static_cast<std::size_t>(j)];
+      matrix.AsMatrix()(t, j) = c.cells.at(static_cast<std::size_t>(t + c.first));
+    }
+  return matrix;
+}
+inline morv::Value Transposed(const morv::Value &m) {
+  const morv::MatrixView a = m.AsMatrix();
+  morv::Value t = morv::Value::Matrix(a.columns, a.rows);
+  for (int i = 0; i < a.rows; ++i)
+    for (int j = 0; j < a.columns; ++j) t.AsMatrix()(j, i) = a(i, j);
+  return t;
+}
+
+inline Rows<Wide> Inverse(Rows<Wide> a) {
+  const std::size_t n = a.size();
+  for (std::size_t i = 0; i < n; ++i) {
+    a[i].resize(2 * n);
+    a[i][n + i] = 1;
+  }
+  for (std::size_t i = 0; i < n; ++i) {
+    std::size_t p = i;
+    for (std::size_t r = i; r < n; ++r)
+      if (std::fabs(D(a[r][i])) > std::fabs(D(a[p][i]))) p = r;
+    std::swap(a[i], a[p]);
+    for (std::size_t j = 2 * n; j-- > i;) a[i][j] /= a[i][i];
+    for (std::size_t r = 0; r < n; ++r)
+      for (std::size_t j = 2 * n; r != i && j-- > i;) a[r][j] -= a[r][i] * a[i][j];
+  }
+  for (auto &row : a) row.erase(row.begin(), row.begin() + static_cast<std::ptrdiff_t>(n));
+  return a;
+}
+
+inline Rows<Wide> Cross(const morv::MatrixView &a, const morv::MatrixView &b, int first, int last) {
+  Rows<Wide> out(static_cast<std::size_t>(a.columns), std::vector<Wide>(static_cast<std::size_t>(b.columns)));
+  for (int t = first; t <= last; ++t)
+    for (int i = 0; i < a.columns; ++i)
+      for (int j = 0; j < b.columns; ++j)
+        out[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)] += static_cast<Wide>(a(t, i)) * b(t, j);
+  return out;
+}
+
+inline Rows<Wide> Times(const Rows<Wide> &a, const Rows<Wide> &b) {
+  Rows<Wide> out(a.size(), std::vector<Wide>(b[0].size()));
+  for (std::size_t i = 0; i < a.size(); ++i)
+    for (std::size_t l = 0; l < b.size(); ++l)
+      for (std::size_t j = 0; j < b[0].size(); ++j) out[i][j] += a[i][l] * b[l][j];
+  return out;
+}
+
+// Two-stage least squares of the columns of y on x with instruments w over the observations first to last; least
+// squares for w = x.
+struct WideFit {
+  Rows<Wide> inverse;  // of the moments of the fitted regressors
+  Rows<Wide> beta;     // k x equations
+  WideFit(const morv::MatrixView &y, const morv::MatrixView &x, const morv::MatrixView &w, int first, int last) {
+    const Rows<Wide> proj = Times(Cross(x, w, first, last), Inverse(Cross(w, w, first, last)));
+    inverse = Inverse(Times(proj, Cross(w, x, first, last)));
+    beta = Times(inverse, Times(proj, Cross(w, y, first, last)));
+  }
+  Wide Residual(const morv::MatrixView &y, const morv::MatrixView &x, int t, int j) const {
+    Wide e = y(t, j);
+    for (int i = 0; i < x.columns; ++i) e -= x(t, i) * beta[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)];
+    return e;
+  }
+  // 1 + x(t)' inverse x(t)
+  Wide Scale(const morv::MatrixView &x, int t) const {
+    const Rows<Wide> outer = Cross(x, x, t, t);
+    Wide q = 1;
+    for (std::size_t i = 0; i < outer.size(); ++i) q += Times({outer[i]}, inverse)[0][i];
+    return q;
+  }
+};
+
+// The largest error relative to the expected value, or to `floor` where that is larger.
+struct Worst {
+  double error = 0;
+  void Add(double actual, Wide expected, double floor = 0) {
+    const double e = std::fabs(D(actual - expected)) / std::max({std::fabs(D(expected)), floor, 1e-300});
+    error = std::isnan(e) ? INFINITY : std::max(error, e);
+  }
+};
