@@ -52,9 +52,4 @@ void AddOuterLower(RowMatrix m, const double *v, int n) {
     for (int j = 0; j <= i; ++j) m[i][j] += v[i] * v[j];
 }
 
-void MirrorLower(RowMatrix m, int n) {
-  for (int i = 0; i < n; ++i)
-    for (int j = 0; j < i; ++j) m[j][i] = m[i][j];
-}
-
 }  // namespace tessel

@@ -23,8 +23,7 @@ void LinearResiduals(const double *y, RowMatrix x, int k, const double *beta, in
 // The sum of squares of n values, in ascending order.
 double SumOfSquares(const double *x, int n);
 
-// Cross-products of vectors of n: the lower triangle of m gains v v', and at the end the upper one becomes its mirror.
+// The lower triangle of m, n x n, gains v v'. MirrorLower completes such a sum.
 void AddOuterLower(RowMatrix m, const double *v, int n);
-void MirrorLower(RowMatrix m, int n);
 
 }  // namespace tessel

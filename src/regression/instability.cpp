@@ -5,6 +5,7 @@
 
 #include "linalg/moments.h"
 #include "linalg/symmetric.h"
+#include "linalg/tiled_product.h"
 #include "regression/accumulation.h"
 
 namespace tessel {

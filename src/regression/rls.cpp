@@ -14,8 +14,6 @@ namespace tessel {
 namespace {
 
 constexpr int kExactInterval = 50;  // steps from one scheduled exact step to the next
-constexpr int kFullRank = 1;        // MatOlsQr's code for regressors of full rank, well conditioned
-constexpr int kNoMemory = 0;        // and for want of work memory
 
 struct RlsRecursion {
   int t1, sampleSize, n, k;
@@ -60,7 +58,7 @@ void FillTransposed(RowMatrix source, int first, int observations, int variables
     for (int i = 0; i < variables; ++i) out[i][s] = source[first + s][i];
 }
 
-// Least squares over the first `observations` columns; MatOlsQr's code.
+// Least squares over the first `observations` columns; a QrCode.
 int Factorise(RlsRecursion &r, int observations, RowMatrix beta) {
   MatCopy(r.xWork.get(), r.xT.get(), r.k, observations);
   MatCopy(r.yWork.get(), r.yT.get(), r.n, observations);
@@ -75,17 +73,17 @@ bool StartUp(RlsRecursion &r, RowMatrix y, RowMatrix x) {
   MatZero(r.betaExact.get(), r.n, r.k);
   MatZero(r.resCross.get(), r.n, r.n);
   MatCrossRows2(r.yT.get(), r.n, 0, r.k - 1, r.xT.get(), r.k, r.xy.get());
-  return Factorise(r, r.k, r.beta.get()) != kNoMemory;
+  return Factorise(r, r.k, r.beta.get()) != QrNoMemory;
 }
 
 // Solves the sample up to column s anew. Returns q = 1 + x'(X'X)^-1 x, whose inverse includes observation s already,
 // or 0 without memory.
 double ExactStep(RlsRecursion &r, int s) {
   const int code = Factorise(r, s + 1, r.betaExact.get());
-  if (code == kNoMemory) return 0.0;
+  if (code == QrNoMemory) return 0.0;
   for (int j = 0; j < r.n; ++j) LinearResiduals(r.yT[j], r.xT.get(), r.k, r.betaExact[j], 0, s, r.yWork[j]);
   MatCrossRows(r.yWork.get(), r.n, 0, s, r.resCross.get());
-  r.needExact = code != kFullRank;
+  r.needExact = code != QrFullRank;
   r.exact = true;
   return 1.0 + QuadFormColumn(s, r.xT.get(), r.xxInv.get(), r.k);
 }

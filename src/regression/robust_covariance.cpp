@@ -6,6 +6,7 @@
 
 #include "host/heap.h"
 #include "linalg/moments.h"
+#include "linalg/tiled_product.h"
 #include "regression/accumulation.h"
 
 namespace tessel {

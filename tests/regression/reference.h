@@ -2,8 +2,8 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <morv/host.hpp>
 #include <tessel/tessel.h>
+#include <morv/host.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -18,8 +18,6 @@ using Wide = __float128;
 #else
 using Wide = long double;
 #endif
-template <class T>
-using Rows = std::vector<std::vector<T>>;
 
 inline double D(Wide x) { return static_cast<double>(x); }
 
@@ -87,62 +85,76 @@ inline morv::Value Transposed(const morv::Value &m) {
   return t;
 }
 
-inline Rows<Wide> Inverse(Rows<Wide> a) {
-  const std::size_t n = a.size();
-  for (std::size_t i = 0; i < n; ++i) {
-    a[i].resize(2 * n);
-    a[i][n + i] = 1;
-  }
-  for (std::size_t i = 0; i < n; ++i) {
-    std::size_t p = i;
-    for (std::size_t r = i; r < n; ++r)
-      if (std::fabs(D(a[r][i])) > std::fabs(D(a[p][i]))) p = r;
-    std::swap(a[i], a[p]);
-    for (std::size_t j = 2 * n; j-- > i;) a[i][j] /= a[i][i];
-    for (std::size_t r = 0; r < n; ++r)
-      for (std::size_t j = 2 * n; r != i && j-- > i;) a[r][j] -= a[r][i] * a[i][j];
-  }
-  for (auto &row : a) row.erase(row.begin(), row.begin() + static_cast<std::ptrdiff_t>(n));
-  return a;
-}
+class WideMatrix {
+ public:
+  WideMatrix(int r, int c) : rows(r), columns(c), cells_(static_cast<std::size_t>(r * c)) {}
+  Wide &operator()(int i, int j) { return cells_[static_cast<std::size_t>(i * columns + j)]; }
+  Wide operator()(int i, int j) const { return cells_[static_cast<std::size_t>(i * columns + j)]; }
+  int rows, columns;
 
-inline Rows<Wide> Cross(const morv::MatrixView &a, const morv::MatrixView &b, int first, int last) {
-  Rows<Wide> out(static_cast<std::size_t>(a.columns), std::vector<Wide>(static_cast<std::size_t>(b.columns)));
-  for (int t = first; t <= last; ++t)
-    for (int i = 0; i < a.columns; ++i)
-      for (int j = 0; j < b.columns; ++j)
-        out[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)] += static_cast<Wide>(a(t, i)) * b(t, j);
+ private:
+  std::vector<Wide> cells_;
+};
+
+inline WideMatrix Times(const WideMatrix &a, const WideMatrix &b) {
+  WideMatrix out(a.rows, b.columns);
+  for (int i = 0; i < a.rows; ++i)
+    for (int l = 0; l < b.rows; ++l)
+      for (int j = 0; j < b.columns; ++j) out(i, j) += a(i, l) * b(l, j);
   return out;
 }
 
-inline Rows<Wide> Times(const Rows<Wide> &a, const Rows<Wide> &b) {
-  Rows<Wide> out(a.size(), std::vector<Wide>(b[0].size()));
-  for (std::size_t i = 0; i < a.size(); ++i)
-    for (std::size_t l = 0; l < b.size(); ++l)
-      for (std::size_t j = 0; j < b[0].size(); ++j) out[i][j] += a[i][l] * b[l][j];
+// The sum of a(t)' b(t) over the rows first to last.
+inline WideMatrix Cross(const morv::MatrixView &a, const morv::MatrixView &b, int first, int last) {
+  WideMatrix out(a.columns, b.columns);
+  for (int t = first; t <= last; ++t)
+    for (int i = 0; i < a.columns; ++i)
+      for (int j = 0; j < b.columns; ++j) out(i, j) += static_cast<Wide>(a(t, i)) * b(t, j);
+  return out;
+}
+
+// Gauss-Jordan elimination with row exchanges.
+inline WideMatrix Inverse(WideMatrix a) {
+  const int n = a.rows;
+  WideMatrix out(n, n);
+  for (int i = 0; i < n; ++i) out(i, i) = 1;
+  const auto eachCell = [&](auto &&change) {
+    for (int j = 0; j < n; ++j) change(a, j), change(out, j);
+  };
+  for (int i = 0; i < n; ++i) {
+    int p = i;
+    for (int r = i; r < n; ++r)
+      if (std::fabs(D(a(r, i))) > std::fabs(D(a(p, i)))) p = r;
+    const Wide pivot = a(p, i);
+    eachCell([&](WideMatrix &m, int j) { std::swap(m(i, j), m(p, j)), m(i, j) /= pivot; });
+    for (int r = 0; r < n; ++r) {
+      const Wide factor = r == i ? Wide(0) : a(r, i);
+      eachCell([&](WideMatrix &m, int j) { m(r, j) -= factor * m(i, j); });
+    }
+  }
   return out;
 }
 
 // Two-stage least squares of the columns of y on x with instruments w over the observations first to last; least
 // squares for w = x.
 struct WideFit {
-  Rows<Wide> inverse;  // of the moments of the fitted regressors
-  Rows<Wide> beta;     // k x equations
-  WideFit(const morv::MatrixView &y, const morv::MatrixView &x, const morv::MatrixView &w, int first, int last) {
-    const Rows<Wide> proj = Times(Cross(x, w, first, last), Inverse(Cross(w, w, first, last)));
-    inverse = Inverse(Times(proj, Cross(w, x, first, last)));
-    beta = Times(inverse, Times(proj, Cross(w, y, first, last)));
-  }
+  WideMatrix proj;
+  WideMatrix inverse;  // of the moments of the fitted regressors
+  WideMatrix beta;     // k x equations
+  WideFit(const morv::MatrixView &y, const morv::MatrixView &x, const morv::MatrixView &w, int first, int last)
+      : proj(Times(Cross(x, w, first, last), Inverse(Cross(w, w, first, last)))),
+        inverse(Inverse(Times(proj, Cross(w, x, first, last)))),
+        beta(Times(inverse, Times(proj, Cross(w, y, first, last)))) {}
   Wide Residual(const morv::MatrixView &y, const morv::MatrixView &x, int t, int j) const {
     Wide e = y(t, j);
-    for (int i = 0; i < x.columns; ++i) e -= x(t, i) * beta[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)];
+    for (int i = 0; i < x.columns; ++i) e -= x(t, i) * beta(i, j);
     return e;
   }
   // 1 + x(t)' inverse x(t)
   Wide Scale(const morv::MatrixView &x, int t) const {
-    const Rows<Wide> outer = Cross(x, x, t, t);
     Wide q = 1;
-    for (std::size_t i = 0; i < outer.size(); ++i) q += Times({outer[i]}, inverse)[0][i];
+    for (int i = 0; i < x.columns; ++i)
+      for (int j = 0; j < x.columns; ++j) q += x(t, i) * inverse(i, j) * x(t, j);
     return q;
   }
 };
