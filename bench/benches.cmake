@@ -1,1 +1,2 @@
 # tessel_bench(NAME PEER_LIBRARY...)
+tessel_bench(factorisations lapacke openblas)

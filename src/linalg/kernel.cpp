@@ -11,10 +11,10 @@ namespace tessel {
 constinit const KernelTable kernelTable = {
     .factorise = KernelCholesky,
     .invertSpd = KernelInvertSpd,
-    .invertGeneral = nullptr,
+    .invertGeneral = KernelInvertGeneral,
     .multiply = KernelMultiply,
     .tolerance = 2.220446049250313e-13,
-    .qrPivot = nullptr,
+    .qrPivot = KernelQrPivot,
 };
 
 }  // namespace tessel

@@ -19,9 +19,9 @@ struct FrancisIteration {
   int low;
   int first = 0;
   int last = 0;
-  double shift = 0;         // sum of the exceptional shifts taken off the diagonal
-  double x = 0, y = 0;      // diagonal of the bottom 2 x 2 corner: h[last][last] and the cell above it
-  double w = 0;             // product of the corner's off-diagonal cells
+  double shift = 0;            // sum of the exceptional shifts taken off the diagonal
+  double x = 0, y = 0;         // diagonal of the bottom 2 x 2 corner: h[last][last] and the cell above it
+  double w = 0;                // product of the corner's off-diagonal cells
   double p = 0, q = 0, r = 0;  // the column that the next reflection maps onto its first cell
 
   bool CornerIsFinite() const { return std::isfinite(x) && std::isfinite(y) && std::isfinite(w); }
@@ -165,7 +165,8 @@ void Sweep(FrancisIteration &it, int m) {
   }
 }
 
-// Iterates until one root or a pair separates at the bottom of the active block. The iterations taken, or -1 at failure.
+// Iterates until one root or a pair separates at the bottom of the active block. The iterations taken, or -1 at
+// failure.
 int Deflate(FrancisIteration &it, int maxIter) {
   for (int count = 0;; ++count) {
     it.first = FindFirst(it);
