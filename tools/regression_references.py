@@ -80,7 +80,7 @@ def main():
     out = csv.writer(sys.stdout, lineterminator="\n")
     out.writerow(["R and strucchange " + version, "statsmodels " + statsmodels.__version__, "mpmath " +
                   mpmath.__version__])
-    table = [(f"recresid", t, recursive[t - 3]) for t in range(4, len(y), 9)]
+    table = [(f"recresid", t, recursive[t - 3]) for t in range(5, len(y), 9)]
     table += [("hansen", j, v) for j, v in enumerate(statistics)]
     table += [("hansen_joint", 0, breaks_hansen(ols)[0])]
     for t in (60, 130, len(y) - 1):

@@ -6,7 +6,7 @@ namespace tessel {
 std::int64_t Selection::At(std::int64_t i) const {
   if (cells == nullptr) return i;
   const double cell = cells[i];
-  return cell > -1.0 && cell < static_cast<double>(size) ? static_cast<std::int64_t>(cell) : -1;
+  return size > 0 && cell > -1.0 && cell < static_cast<double>(size) ? static_cast<std::int64_t>(cell) : -1;
 }
 
 bool Selection::Valid() const {

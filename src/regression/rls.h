@@ -4,6 +4,9 @@
 // observation (Plackett 1950; Brown, Durbin and Evans 1975); every 50th step, the first one, one on request and every
 // step whose predecessor was ill-conditioned factorise the whole sample so far (rank-revealing Householder QR), which
 // stops the build-up of rounding and settles collinear regressors.
+//
+// The coefficients are always (X'X)^-1 X'y, so conditioning costs them twice the digits that it costs a QR solution:
+// growth rates keep 12 digits, Longley's (1967) data 4 to 6.
 #pragma once
 
 #include "host/row_matrix.h"
