@@ -17,18 +17,19 @@ constexpr int kExactInterval = 50;  // steps from one scheduled exact step to th
 
 struct RlsRecursion {
   int t1, sampleSize, n, k;
-  OwnedMatrix xT, yT;         // variables in rows; column s is observation t1 + s
-  OwnedMatrix xWork, yWork;   // copies for the factorisation to consume; yWork then holds residuals
-  OwnedMatrix xxInv;          // k x k, inverse of X'X; zero row and column for a dropped regressor
-  OwnedMatrix xy;             // n x k, cross-products of equation j's dependent variable with the regressors
-  OwnedMatrix beta;           // n x k, current coefficients
-  OwnedMatrix betaExact;      // n x k, coefficients of the latest factorisation
-  OwnedMatrix resCross;       // n x n, cross-products of the equations' residuals
-  OwnedMatrix covWork;        // n x n
-  OwnedBlock<double> gain;    // k
-  OwnedBlock<double> scaled;  // n, this step's standardised innovations
-  bool needExact = true;      // the latest factorisation was not of full rank
-  bool exact = true;          // this step was exact
+  OwnedMatrix xT, yT;            // variables in rows; column s is observation t1 + s
+  OwnedMatrix xWork, yWork;      // copies for the factorisation to consume; yWork then holds residuals
+  OwnedMatrix xxInv;             // k x k, inverse of X'X; zero row and column for a dropped regressor
+  OwnedMatrix xy;                // n x k, cross-products of equation j's dependent variable with the regressors
+  OwnedMatrix beta;              // n x k, current coefficients
+  OwnedMatrix betaExact;         // n x k, coefficients of the latest factorisation
+  OwnedMatrix resCross;          // n x n, cross-products of the equations' residuals
+  OwnedMatrix covWork;           // n x n
+  OwnedBlock<double> gain;       // k
+  OwnedBlock<double> regressor;  // k, this step's observation
+  OwnedBlock<double> scaled;     // n, this step's standardised innovations
+  bool needExact = true;         // the latest factorisation was not of full rank
+  bool exact = true;             // this step was exact
 
   RlsRecursion(int first, int size, int equations, int regressors)
       : t1(first),
@@ -46,10 +47,12 @@ struct RlsRecursion {
         resCross(n, n),
         covWork(n, n),
         gain(k),
+        regressor(k),
         scaled(n) {}
 
   bool Complete() const {
-    return xT && yT && xWork && yWork && xxInv && xy && beta && betaExact && resCross && covWork && gain && scaled;
+    return xT && yT && xWork && yWork && xxInv && xy && beta && betaExact && resCross && covWork && gain && regressor &&
+           scaled;
   }
 };
 
@@ -96,11 +99,11 @@ double UpdateInverse(RlsRecursion &r, int s, bool exactDue) {
   return q <= 0.0 ? ExactStep(r, s) : q;
 }
 
-// y - x'beta of equation j at column s.
-double ResidualAt(const RlsRecursion &r, int j, int s) {
+// y - x'beta of equation j at this step's observation.
+double ResidualAt(const RlsRecursion &r, double y, const double *beta) {
   double fit = 0.0;
-  for (int i = 0; i < r.k; ++i) fit += r.xT[i][s] * r.beta[j][i];
-  return r.yT[j][s] - fit;
+  for (int i = 0; i < r.k; ++i) fit += r.regressor[i] * beta[i];
+  return y - fit;
 }
 
 double ResidualSumOfSquares(const RlsRecursion &r, int j, int s, double standardised, const double *rssRow) {
@@ -112,18 +115,20 @@ double ResidualSumOfSquares(const RlsRecursion &r, int j, int s, double standard
 // Equation j's innovation, new coefficients and statistics. f: the innovations' scale.
 void UpdateEquation(RlsRecursion &r, int j, int s, double f, const RlsPaths &paths) {
   const int t = r.t1 + s;
-  const double innovation = ResidualAt(r, j, s);
-  for (int i = 0; i < r.k; ++i) r.xy[j][i] += r.yT[j][s] * r.xT[i][s];
-  SymmetricTimes(r.xxInv.get(), r.k, r.xy[j], r.beta[j]);
+  const double y = r.yT[j][s];
+  double *xy = r.xy[j], *beta = r.beta[j];
+  const double innovation = ResidualAt(r, y, beta);
+  for (int i = 0; i < r.k; ++i) xy[i] += y * r.regressor[i];
+  SymmetricTimes(r.xxInv.get(), r.k, xy, beta);
   const double standardised = innovation / f;
   r.scaled[j] = standardised;
 
-  if (paths.residual != nullptr) paths.residual[j][t] = ResidualAt(r, j, s);
+  if (paths.residual != nullptr) paths.residual[j][t] = ResidualAt(r, y, beta);
   if (paths.standardised != nullptr) paths.standardised[j][t] = standardised;
   if (paths.innovation != nullptr) paths.innovation[j][t] = innovation;
   if (paths.rss != nullptr) paths.rss[j][t] = ResidualSumOfSquares(r, j, s, standardised, paths.rss[j]);
   if (paths.beta != nullptr)
-    for (int i = 0; i < r.k; ++i) paths.beta[static_cast<std::int64_t>(j) * r.k + i][t] = r.beta[j][i];
+    for (int i = 0; i < r.k; ++i) paths.beta[static_cast<std::int64_t>(j) * r.k + i][t] = beta[i];
 }
 
 void StoreInverseDiagonal(const RlsRecursion &r, int t, RowMatrix path) {
@@ -138,8 +143,12 @@ double HalfLogDet(RlsRecursion &r) {
       if (!r.exact) r.resCross[a][b] += r.scaled[a] * r.scaled[b];
       r.covWork[a][b] = r.resCross[a][b] / r.sampleSize;
     }
-  double logDet = 0.0;
-  return MatInvertSpdDet(r.covWork.get(), r.n, &logDet) == 0 ? -0.5 * logDet : MissingValue();
+  if (r.n == 1) return r.covWork[0][0] <= MatTolerance() ? MissingValue() : -0.5 * std::log(r.covWork[0][0]);
+  // log |A| / 2 is the sum of the logarithms of the Cholesky factor's diagonal.
+  if (!MatCholesky(r.covWork.get(), r.n)) return MissingValue();
+  double sum = 0.0;
+  for (int a = 0; a < r.n; ++a) sum += std::log(r.covWork[a][a]);
+  return -sum;
 }
 
 void FillMissing(const RlsPaths &paths, int n, int k, int columns) {
@@ -165,6 +174,7 @@ int RlsEstimate(RowMatrix y, RowMatrix x, int t1, int t2, int tExact, int n, int
   int pass = 0;
   for (int s = k; s < r.sampleSize; ++s, ++pass) {
     const int t = t1 + s;
+    for (int i = 0; i < k; ++i) r.regressor[i] = r.xT[i][s];
     const double q = UpdateInverse(r, s, t == tExact || pass % kExactInterval == 0);
     if (q <= 0.0) return 0;
     const double f = std::sqrt(q);

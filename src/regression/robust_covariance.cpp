@@ -6,8 +6,6 @@
 
 #include "host/heap.h"
 #include "linalg/moments.h"
-#include "linalg/tiled_product.h"
-#include "regression/accumulation.h"
 
 namespace tessel {
 
@@ -45,13 +43,19 @@ int BartlettLags(int observations) {
 
 namespace {
 
-// lower triangle of m += weight (g r' + r g')
-void AddSymmetricProductLower(RowMatrix m, const double *g, const double *r, double weight, int n) {
-  for (int p = 0; p < n; ++p) {
-    double *row = m[p];
-    const double gp = g[p], rp = r[p];
-    for (int q = 0; q <= p; ++q) row[q] += weight * (gp * r[q] + g[q] * rp);
+constexpr int kBlock = 4;  // cells whose sums stay in registers over all lags of an observation
+
+// Cells (p, q) to (p, q + kBlock - 1) of an observation's part: g(p) g(q), and for each lag l, r = past[l],
+// weight(l) (g(p) r(q) + g(q) r(p)). past[0] is g.
+void AddBlock(double *cells, RowMatrix past, const double *weight, int lags, int p, int q) {
+  const double *g = past[0];
+  double sum[kBlock];
+  for (int c = 0; c < kBlock; ++c) sum[c] = cells[c] + g[p] * g[q + c];
+  for (int l = 1; l <= lags; ++l) {
+    const double *r = past[l];
+    for (int c = 0; c < kBlock; ++c) sum[c] += weight[l] * (g[p] * r[q + c] + g[q + c] * r[p]);
   }
+  for (int c = 0; c < kBlock; ++c) cells[c] = sum[c];
 }
 
 }  // namespace
@@ -59,21 +63,27 @@ void AddSymmetricProductLower(RowMatrix m, const double *g, const double *r, dou
 void MomentCovariance(RowMatrix a, int m, RowMatrix b, int n, int observations, bool autocovariances, RowMatrix out) {
   const int size = m * n, lags = autocovariances ? BartlettLags(observations) : 0;
   MatZero(out, size, size);
-  const OwnedMatrix moments(lags + 1, size);  // row l: the moments of l observations ago, zero before the first
-  if (!moments) return;
-  RowMatrix past = moments.get();
-  MatZero(past, lags + 1, size);
+  // Rows are padded to whole blocks. Row l of `moments`: the moments of l observations ago, zero before the first.
+  const std::int64_t padded = (static_cast<std::int64_t>(size) + kBlock - 1) / kBlock * kBlock;
+  const auto moments = OwnedBlock<double>::Zeroed((lags + 1) * padded),
+             sums = OwnedBlock<double>::Zeroed(size * padded);
+  const OwnedBlock<double *> past(lags + 1);
+  const OwnedBlock<double> weight(lags + 1);
+  if (!moments || !sums || !past || !weight) return;
+  for (int l = 0; l <= lags; ++l) {
+    past[l] = moments.get() + l * padded;
+    weight[l] = 1.0 - static_cast<double>(l) / (lags + 1);
+  }
 
   for (int t = 0; t < observations; ++t) {
     for (int l = lags; l > 0; --l) std::swap(past[l], past[l - 1]);
-    double *g = past[0];
     for (int i = 0; i < m; ++i)
-      for (int j = 0; j < n; ++j) g[i * n + j] = b[t][j] * a[t][i];
-    AddOuterLower(out, g, size);
-    for (int l = 1; l <= lags; ++l)
-      AddSymmetricProductLower(out, g, past[l], 1.0 - static_cast<double>(l) / (lags + 1), size);
+      for (int j = 0; j < n; ++j) past[0][i * n + j] = b[t][j] * a[t][i];
+    for (int p = 0; p < size; ++p)
+      for (int q = 0; q <= p; q += kBlock) AddBlock(sums.get() + p * padded + q, past.get(), weight.get(), lags, p, q);
   }
-  MirrorLower(out, size);
+  for (int p = 0; p < size; ++p)
+    for (int q = 0; q <= p; ++q) out[q][p] = out[p][q] = sums[p * padded + q];
 }
 
 }  // namespace tessel
