@@ -18,24 +18,21 @@ double DotProduct(const double *x, const double *y, int n) {
 }
 
 void DotProducts(const double *const *rows, int offset, int count, const double *y, int n, double *out) {
-  while (count > 0) {
+  for (; count > 0; rows += kLaneRows, out += kLaneRows, count -= kLaneRows) {
     const int taken = std::min(count, kLaneRows);
     if (n <= 4 || taken == 1) {
       for (int r = 0; r < taken; ++r) out[r] = DotProduct(rows[r] + offset, y, n);
-    } else {
-      const double *x[kLaneRows];
-      for (int r = 0; r < kLaneRows; ++r) x[r] = rows[std::min(r, taken - 1)] + offset;
-      const int whole = n - n % 4;
-      double s[4][kLaneRows];
-      CurrentMicroKernel().lanes(x, y, whole, s);
-      for (int k = whole; k < n; ++k)
-        for (int r = 0; r < kLaneRows; ++r) s[0][r] += x[r][k] * y[k];
-      for (int r = 0; r < kLaneRows; ++r) s[0][r] += s[2][r] + s[1][r] + s[3][r];
-      std::copy_n(s[0], taken, out);
+      continue;
     }
-    rows += taken;
-    out += taken;
-    count -= taken;
+    const double *x[kLaneRows];
+    for (int r = 0; r < kLaneRows; ++r) x[r] = rows[r < taken ? r : 0] + offset;
+    if (taken == kLaneRows) {
+      CurrentMicroKernel().dots(x, y, n, out);
+    } else {
+      double all[kLaneRows];
+      CurrentMicroKernel().dots(x, y, n, all);
+      for (int r = 0; r < taken; ++r) out[r] = all[r];
+    }
   }
 }
 

@@ -110,6 +110,15 @@ double LargestRowSum(RowMatrix a, int n) {
   return largest;
 }
 
+// A copy of known length in all strips but the last.
+void CopyStripRow(const double *from, int width, double *to) {
+  if (width == kStripWidth) {
+    std::copy_n(from, kStripWidth, to);
+  } else {
+    std::copy_n(from, width, to);
+  }
+}
+
 // Strips of right-hand sides through one diagonal block: l and u (either may be null) begin at its first row, `at` is
 // its first column; b begins at its first row too.
 void SolveDiagonalBlock(RowMatrix l, RowMatrix u, int at, int n, bool lowerHasDiagonal, RowMatrix b, int columns) {
@@ -117,13 +126,11 @@ void SolveDiagonalBlock(RowMatrix l, RowMatrix u, int at, int n, bool lowerHasDi
   alignas(64) StripRow strip[kBlock];
   for (int c = 0; c < columns; c += kStripWidth) {
     const int width = std::min(kStripWidth, columns - c);
-    for (int i = 0; i < n; ++i) {
-      std::fill_n(strip[i], kStripWidth, 0.0);
-      std::copy_n(b[i] + c, width, strip[i]);
-    }
+    if (width < kStripWidth) std::fill_n(strip[0], kBlock * kStripWidth, 0.0);
+    for (int i = 0; i < n; ++i) CopyStripRow(b[i] + c, width, strip[i]);
     if (l != nullptr) kernels.solveLower(l, at, n, lowerHasDiagonal, strip);
     if (u != nullptr) kernels.solveUpper(u, at, n, strip);
-    for (int i = 0; i < n; ++i) std::copy_n(strip[i], width, b[i] + c);
+    for (int i = 0; i < n; ++i) CopyStripRow(strip[i], width, b[i] + c);
   }
 }
 

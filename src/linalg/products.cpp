@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "linalg/dot_product.h"
+#include "linalg/panels.h"
 #include "linalg/tiled_product.h"
 
 namespace tessel {
@@ -20,42 +21,49 @@ bool RowsContiguous(RowMatrix m, int rows) {
   return true;
 }
 
-// out[i][j] = the inner product of row i of A and row j of B; for a symmetric result, of the lower triangle.
-void RowByRow(const Product &p) {
-  for (int i = 0; i < p.rows; ++i) DotProducts(p.b, 0, p.symmetric ? i + 1 : p.columns, p.a[i], p.inner, p.out[i]);
-}
-
-// One block of the inner index: out[j] = (or +=) the sum over k below `terms`, 1 to 4, of c[k] b[k][j].
-void AddRows(double *__restrict__ out, int n, const double *c, const double *const *b, int terms, bool add) {
-  const double *b0 = b[0], *b1 = b[terms > 1], *b2 = b[terms > 2 ? 2 : 0], *b3 = b[terms > 3 ? 3 : 0];
-  const double c0 = c[0], c1 = c[terms > 1], c2 = c[terms > 2 ? 2 : 0], c3 = c[terms > 3 ? 3 : 0];
-  const auto each = [&](auto sum) {
-    for (int j = 0; j < n; ++j) out[j] = add ? out[j] + sum(j) : sum(j);
-  };
-  switch (terms) {
-    case 1: each([=](int j) { return c0 * b0[j]; }); break;
-    case 2: each([=](int j) { return c0 * b0[j] + c1 * b1[j]; }); break;
-    case 3: each([=](int j) { return c0 * b0[j] + c1 * b1[j] + c2 * b2[j]; }); break;
-    default: each([=](int j) { return c0 * b0[j] + c1 * b1[j] + c2 * b2[j] + c3 * b3[j]; }); break;
+// op(A) times a vector that lies in a row: one inner product for each cell.
+void ByVector(const Product &p) {
+  if (p.rows == 1) {
+    DotProducts(p.b, 0, p.columns, p.a[0], p.inner, p.out[0]);
+    return;
+  }
+  for (int i = 0; i < p.rows; i += kLaneRows) {
+    double dots[kLaneRows];
+    const int rows = std::min(kLaneRows, p.rows - i);
+    DotProducts(p.a + i, 0, rows, p.b[0], p.inner, dots);
+    for (int r = 0; r < rows; ++r) p.out[i + r][0] = dots[r];
   }
 }
 
-// out[i][j] = the sum over k of op(A)[i][k] B[k][j], by blocks of four in k, along the rows of B; for a symmetric
-// result, of the lower triangle.
-void RowByColumn(const Product &p) {
-  for (int i = 0; i < p.rows; ++i)
-    for (int k = 0; k < p.inner; k += 4) {
-      const int terms = std::min(4, p.inner - k);
-      double c[4] = {};
-      for (int q = 0; q < terms; ++q) c[q] = p.transA ? p.a[k + q][i] : p.a[i][k + q];
-      AddRows(p.out[i], p.symmetric ? i + 1 : p.columns, c, p.b + k, terms, k > 0);
+// The product through panels on the stack, with the same bits whatever the vector width: sums run in order over chunks
+// of the inner index, which are then added up.
+void Untiled(const Product &p) {
+  if (p.transB && (p.rows == 1 || p.columns == 1)) return ByVector(p);
+  constexpr int chunk = 128;
+  alignas(64) double aPanel[chunk * kMaxBlockRows], bPanel[chunk * kMaxBlockColumns];
+  const MicroKernel &kernel = CurrentMicroKernel();
+  for (int j = 0; j < p.columns; j += kernel.blockColumns)
+    for (int k = 0; k < p.inner; k += chunk) {
+      const int columns = std::min(kernel.blockColumns, p.columns - j), depth = std::min(chunk, p.inner - k);
+      if (p.transB) {
+        PackRows({p.b, j, columns, k, depth}, kernel.blockColumns, bPanel);
+      } else {
+        PackColumns({p.b, k, depth, j, columns}, kernel.blockColumns, kernel.packColumns, bPanel);
+      }
+      for (int i = p.symmetric ? j : 0, rows = 0; i < p.rows; i += rows) {
+        rows = p.transA ? std::min(kernel.blockRows, p.rows - i) : p.rows - i;
+        if (p.transA) PackColumns({p.a, k, depth, i, rows}, kernel.blockRows, kernel.packRows, aPanel);
+        MultiplyPanels({p.transA ? nullptr : p.a + i, k, p.transA ? aPanel : nullptr, bPanel, rows, columns, depth,
+                        p.out + i, j, k > 0, kNoDiagonal},
+                       kernel, kernel.exactBlock);
+      }
     }
 }
 
 // The tiled product where `tile` asks for it and its scratch can be had, else the untiled loop.
 void TiledOrNot(const Product &p, bool tile) {
   if (tile && TiledProduct(p)) return;
-  p.transB ? RowByRow(p) : RowByColumn(p);
+  Untiled(p);
   if (p.symmetric) MirrorLower(p.out, p.rows);
 }
 

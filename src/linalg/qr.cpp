@@ -30,18 +30,53 @@ Candidate LargestNorm(const double *norm, int first, int k) {
   return best;
 }
 
-// Row i takes its reflection, in w from i on, and keeps the vector behind its diagonal cell.
-void ReflectOwnRow(double *row, const double *w, int i, int t, double beta) {
-  const double s = DotProduct(row + i, w + i, t - i);
-  row[i] += s * beta * w[i];
-  std::copy(w + i + 1, w + t, row + i + 1);
+// A factorisation under way. A reflection needs the inner product of its vector with a row before it can change the
+// row; the change is then put off until the next reflection reads the row, so that each step passes over the rows once.
+// Only the cells of the step's own column, which the norms need, change at once.
+struct QrState {
+  RowMatrix x;
+  int k;
+  int t;
+  double *norm;   // squared norms of what remains of each row
+  double *scale;  // the multiple of v that row r has yet to receive
+  double *v;      // the vector of the last step
+  double *w;      // the vector of this step
+};
+
+void Settle(const QrState &s, int r, int from) {
+  MachineRowKernels().addScaled(s.x[r] + from, s.scale[r], s.v + from, s.t - from);
+  s.scale[r] = 0;
+}
+
+void ExchangeRows(const QrState &s, int i, int p) {
+  if (p == i) return;
+  std::swap_ranges(s.x[i], s.x[i] + s.t, s.x[p]);
+  std::swap(s.norm[i], s.norm[p]);
+  std::swap(s.scale[i], s.scale[p]);
+}
+
+// Makes the reflection of row i and applies it. Row i keeps the vector behind its diagonal cell. Returns beta.
+double Reflect(const QrState &s, int i) {
+  double *own = s.x[i] + i;
+  double *w = s.w + i;
+  const int n = s.t - i;
+  Settle(s, i, i);
+  std::copy_n(own, n, w);
+  const double beta = HouseholderVector(w, n);
+  own[0] += DotProduct(own, w, n) * beta * w[0];
+  std::copy_n(w + 1, n - 1, own + 1);
+  MachineRowKernels().addScaledAndDot(s.x + i + 1, s.k - i - 1, i, s.scale + i + 1, s.v + i, w, n, s.scale + i + 1);
+  for (int r = i + 1; r < s.k; ++r) s.x[r][i] += (s.scale[r] *= beta) * w[0];
+  return beta;
 }
 
 // Takes column i, which is finished, off the squared norms of the rows after i.
-void ReduceNorms(RowMatrix x, int k, int t, int i, double *norm) {
-  for (int r = i + 1; r < k; ++r) {
-    norm[r] -= x[r][i] * x[r][i];
-    if (kNormLost > norm[r]) norm[r] = SumOfSquares(x[r] + i + 1, t - i - 1);
+void ReduceNorms(const QrState &s, int i) {
+  for (int r = i + 1; r < s.k; ++r) {
+    s.norm[r] -= s.x[r][i] * s.x[r][i];
+    if (!(kNormLost > s.norm[r])) continue;
+    Settle(s, r, i + 1);
+    s.norm[r] = SumOfSquares(s.x[r] + i + 1, s.t - i - 1);
   }
 }
 
@@ -127,26 +162,23 @@ void HouseholderApplyRows(RowMatrix rows, int count, int t, const double *v, int
 }
 
 int KernelQrPivot(RowMatrix x, int k, int t, int *pivot, double *beta) {
-  const OwnedBlock<double> norm(k);
-  const OwnedBlock<double> w(t);
-  if (!norm || !w) return 0;
-  for (int i = 0; i < k; ++i) norm[i] = SumOfSquares(x[i], t);
+  const OwnedBlock<double> rowWork = OwnedBlock<double>::Zeroed(2 * std::int64_t{k});
+  const OwnedBlock<double> columnWork = OwnedBlock<double>::Zeroed(2 * std::int64_t{t});
+  if (!rowWork || !columnWork) return 0;
+  QrState s = {x, k, t, rowWork.get(), rowWork.get() + k, columnWork.get(), columnWork.get() + t};
+  for (int r = 0; r < k; ++r) s.norm[r] = SumOfSquares(x[r], t);
   int i = 0;
   for (; i < std::min(k, t); ++i) {
-    const Candidate next = pivot != nullptr ? LargestNorm(norm.get(), i, k) : Candidate{i, norm[i]};
+    const Candidate next = pivot != nullptr ? LargestNorm(s.norm, i, k) : Candidate{i, s.norm[i]};
     if (next.norm == 0) break;
-    if (next.row != i) {
-      std::swap_ranges(x[i], x[i] + t, x[next.row]);
-      std::swap(norm[i], norm[next.row]);
-    }
     if (pivot != nullptr) pivot[i] = next.row;
-    std::copy(x[i] + i, x[i] + t, w.get() + i);
-    beta[i] = HouseholderVector(w.get() + i, t - i);
-    HouseholderApplyRows(x, k, t, w.get(), i + 1, i, beta[i]);
-    ReflectOwnRow(x[i], w.get(), i, t, beta[i]);
-    ReduceNorms(x, k, t, i, norm.get());
+    ExchangeRows(s, i, next.row);
+    beta[i] = Reflect(s, i);
+    std::swap(s.v, s.w);
+    ReduceNorms(s, i);
   }
   for (int r = i; r < k; ++r) {
+    Settle(s, r, i);
     if (pivot != nullptr) pivot[r] = r;
     if (r < t) x[r][r] = 0;
   }

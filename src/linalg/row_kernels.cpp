@@ -26,11 +26,17 @@ using Four [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
   const int whole = partial != nullptr || n > 4 ? n - n % 4 : 0;
   for (int k = 0; k < whole; k += 4)
     for (int r = 0; r < 4; ++r) s[r] += At(x[r] + k) * At(y + k);
-  for (int r = 0; r < 4; ++r) {
-    double first = s[r][0];
-    for (int k = whole; k < n; ++k) first += x[r][k] * y[k];
-    sums[r] = s[r][2] + s[r][1] + s[r][3] + first;
-  }
+  // From here on one element stands for one row.
+  const Four low01 = __builtin_shufflevector(s[0], s[1], 0, 4, 1, 5);
+  const Four low23 = __builtin_shufflevector(s[2], s[3], 0, 4, 1, 5);
+  const Four high01 = __builtin_shufflevector(s[0], s[1], 2, 6, 3, 7);
+  const Four high23 = __builtin_shufflevector(s[2], s[3], 2, 6, 3, 7);
+  Four first = __builtin_shufflevector(low01, low23, 0, 1, 4, 5);
+  const Four second = __builtin_shufflevector(low01, low23, 2, 3, 6, 7);
+  const Four third = __builtin_shufflevector(high01, high23, 0, 1, 4, 5);
+  const Four fourth = __builtin_shufflevector(high01, high23, 2, 3, 6, 7);
+  for (int k = whole; k < n; ++k) first += Four{x[0][k], x[1][k], x[2][k], x[3][k]} * y[k];
+  At(sums) = third + second + fourth + first;
 }
 
 // Elements per pass of AccumulateBody: four rows of a and the rows of b then stay in the first two caches.
@@ -50,9 +56,15 @@ constexpr int kPassLength = 256;
       s[q][r] = At(cell[q][r]);
     }
   }
-  for (int k = from; k < to; k += 4)
-    for (int r = 0; r < 4; ++r)
-      for (int q = 0; q < 2; ++q) s[q][r] += At(x[r] + k) * At(y[q] + k);
+  for (int k = from; k < to; k += 4) {
+    const Four y0 = At(y[0] + k);
+    const Four y1 = At(y[1] + k);
+    for (int r = 0; r < 4; ++r) {
+      const Four xr = At(x[r] + k);
+      s[0][r] += xr * y0;
+      s[1][r] += xr * y1;
+    }
+  }
   for (int q = 0; q < 2; ++q)
     for (int r = 0; r < 4; ++r) At(cell[q][r]) = s[q][r];
 }
@@ -63,6 +75,40 @@ constexpr int kPassLength = 256;
     for (int i = 0; i < aCount; i += 4)
       for (int j = 0; j < bCount; j += 2)
         AccumulateTile(sums, a, aCount, b, bCount, i, j, k, std::min(k + kPassLength, to));
+}
+
+[[gnu::always_inline]] inline void AddScaledAndDotGroup(double *const *rows, int count, int at, const double *scales,
+                                                        const double *v, const double *w, int n, double *sums) {
+  double *x[4];
+  double scale[4];
+  Four s[4] = {};
+  for (int r = 0; r < count; ++r) {
+    x[r] = rows[r] + at;
+    scale[r] = scales[r];
+  }
+  const int whole = n > 4 ? n - n % 4 : 0;
+  for (int k = 0; k < whole; k += 4) {
+    const Four vk = At(v + k);
+    const Four wk = At(w + k);
+    for (int r = 0; r < count; ++r) {
+      const Four cell = At(x[r] + k) + scale[r] * vk;
+      At(x[r] + k) = cell;
+      s[r] += cell * wk;
+    }
+  }
+  for (int r = 0; r < count; ++r) {
+    double first = s[r][0];
+    for (int k = whole; k < n; ++k) first += (x[r][k] += scale[r] * v[k]) * w[k];
+    sums[r] = s[r][2] + s[r][1] + s[r][3] + first;
+  }
+}
+
+[[gnu::always_inline]] inline void AddScaledAndDotBody(double *const *rows, int count, int at, const double *scales,
+                                                       const double *v, const double *w, int n, double *sums) {
+  int r = 0;
+  for (; r + 4 <= count; r += 4) AddScaledAndDotGroup(rows + r, 4, at, scales + r, v, w, n, sums + r);
+  for (; r + 2 <= count; r += 2) AddScaledAndDotGroup(rows + r, 2, at, scales + r, v, w, n, sums + r);
+  for (; r < count; ++r) AddScaledAndDotGroup(rows + r, 1, at, scales + r, v, w, n, sums + r);
 }
 
 [[gnu::always_inline]] inline void AddScaledBody(double *x, double scale, const double *v, int n) {
@@ -113,13 +159,17 @@ void Accumulate(const PartialSums &sums, const double *const *a, int aCount, con
                 int from, int to) {
   AccumulateBody(sums, a, aCount, b, bCount, from, to);
 }
+void AddScaledAndDot(double *const *rows, int count, int at, const double *scales, const double *v, const double *w,
+                     int n, double *sums) {
+  AddScaledAndDotBody(rows, count, at, scales, v, w, n, sums);
+}
 void AddScaled(double *x, double scale, const double *v, int n) { AddScaledBody(x, scale, v, n); }
 void SolveLower(const double *const *l, int at, int n, bool hasDiagonal, StripRow *x) {
   SolveLowerBody(l, at, n, hasDiagonal, x);
 }
 void SolveUpper(const double *const *u, int at, int n, StripRow *x) { SolveUpperBody(u, at, n, x); }
 
-constexpr RowKernels table = {DotFour, Accumulate, AddScaled, SolveLower, SolveUpper};
+constexpr RowKernels table = {DotFour, Accumulate, AddScaledAndDot, AddScaled, SolveLower, SolveUpper};
 
 }  // namespace baseline
 
@@ -134,6 +184,10 @@ namespace avx2 {
                                         const double *const *b, int bCount, int from, int to) {
   AccumulateBody(sums, a, aCount, b, bCount, from, to);
 }
+[[gnu::target("avx2")]] void AddScaledAndDot(double *const *rows, int count, int at, const double *scales,
+                                             const double *v, const double *w, int n, double *sums) {
+  AddScaledAndDotBody(rows, count, at, scales, v, w, n, sums);
+}
 [[gnu::target("avx2")]] void AddScaled(double *x, double scale, const double *v, int n) {
   AddScaledBody(x, scale, v, n);
 }
@@ -144,7 +198,7 @@ namespace avx2 {
   SolveUpperBody(u, at, n, x);
 }
 
-constexpr RowKernels table = {DotFour, Accumulate, AddScaled, SolveLower, SolveUpper};
+constexpr RowKernels table = {DotFour, Accumulate, AddScaledAndDot, AddScaled, SolveLower, SolveUpper};
 
 }  // namespace avx2
 #endif

@@ -35,6 +35,11 @@ struct RowKernels {
   void (*accumulate)(const PartialSums &sums, const double *const *a, int aCount, const double *const *b, int bCount,
                      int from, int to);
 
+  // For `count` rows, over the n elements of row r from `at` on: x += scales[r] * v, then sums[r] = the inner product
+  // of x and w, in one pass.
+  void (*addScaledAndDot)(double *const *rows, int count, int at, const double *scales, const double *v,
+                          const double *w, int n, double *sums);
+
   // x += scale * v over n elements.
   void (*addScaled)(double *x, double scale, const double *v, int n);
 

@@ -118,10 +118,35 @@ int LdlFactor(RowMatrix a, int n) {
   return status;
 }
 
-// Step one of the inverse: M, the inverse of L, as its transpose into the strict upper triangle.
+// Cells first to first + 7 of row j of M': cell i is -L(i, j) less the inner product of row i of L and row j of M' over
+// the cells between j and i. first - j - 1 is a multiple of 8, so all eight share the partial sums up to `first`, and
+// each goes on with the cells of the group that come before its own.
+void InvertGroup(RowMatrix a, int n, int j, int first) {
+  const double *l[kGroup], *m = a[j] + j + 1;
+  const int rows = std::min(kGroup, n - first), shared = first - j - 1;
+  for (int r = 0; r < kGroup; ++r) l[r] = a[first + std::min(r, rows - 1)] + j + 1;
+  double s[4][kGroup];
+  CurrentMicroKernel().lanes(l, m, shared, s);
+  for (int r = 0; r < rows; ++r) {
+    for (int k = 0; k < r; ++k) s[r >= 4 && k < 4 ? k : 0][r] += l[r][shared + k] * m[shared + k];
+    a[j][first + r] = -a[first + r][j] - (s[2][r] + s[1][r] + s[3][r] + s[0][r]);
+  }
+}
+
+// Step one of the inverse: M, the inverse of L, as its transpose into the strict upper triangle. By bands of rows of L
+// that stay in cache; in row j of M' the groups begin at j + 1, j + 9, ...
 void InvertUnitLower(RowMatrix a, int n) {
-  for (int i = 1; i < n; ++i)
-    for (int j = 0; j < i; ++j) a[j][i] = -a[i][j] - DotProduct(a[i] + j + 1, a[j] + j + 1, i - 1 - j);
+  for (int band = 0; band < n; band += kGroup)
+    for (int j = 0; j < std::min(band + kGroup, n) - 1; ++j) {
+      const int first = band + (j + 1) % kGroup;
+      if (first <= j || first >= n) continue;
+      if (first > j + 1) {
+        InvertGroup(a, n, j, first);
+      } else {
+        for (int i = first; i < std::min(first + kGroup, n); ++i)
+          a[j][i] = -a[i][j] - DotProduct(a[i] + j + 1, a[j] + j + 1, i - 1 - j);
+      }
+    }
 }
 
 // Step two: the upper triangle becomes that of M' diag(d) M.
