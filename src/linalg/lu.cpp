@@ -7,6 +7,7 @@
 
 #include "host/heap.h"
 #include "linalg/dot_product.h"
+#include "linalg/moments.h"
 #include "linalg/products.h"
 #include "linalg/row_kernels.h"
 
@@ -34,7 +35,7 @@ PartialSums SumsLeftOfPanel(const LuPanel &p, RowMatrix a, int aCount, RowMatrix
   if (p.start == 0) return {nullptr, 0};
   std::fill_n(p.partial, static_cast<std::int64_t>(aCount) * bCount * 4, 0.0);
   const PartialSums sums = {p.partial, aCount};
-  MachineRowKernels().accumulate(sums, a, aCount, b, bCount, 0, p.start);
+  CurrentRowKernels().accumulate(sums, a, aCount, b, bCount, 0, p.start);
   return sums;
 }
 
@@ -43,7 +44,7 @@ void ReduceColumn(const LuPanel &p, int j, const PartialSums &left) {
   for (int i = j; i < p.n; i += 4) {
     const int group = std::min(4, p.n - i);
     double sums[4];
-    MachineRowKernels().dotFour(p.lu + i, group, p.start, p.mirror[j] + p.start, j - p.start,
+    CurrentRowKernels().dotFour(p.lu + i, group, p.start, p.mirror[j] + p.start, j - p.start,
                                 left.At(i - p.start, j - p.start), 4, sums);
     for (int q = 0; q < group; ++q) p.t[i + q] = p.lu[i + q][j] - sums[q];
   }
@@ -54,7 +55,7 @@ void ReduceRow(const LuPanel &p, int j, int from, int to, const double *partial,
   for (int c = from; c < to; c += 4) {
     const int group = std::min(4, to - c);
     double sums[4];
-    MachineRowKernels().dotFour(p.mirror + c, group, p.start, p.lu[j] + p.start, j - p.start,
+    CurrentRowKernels().dotFour(p.mirror + c, group, p.start, p.lu[j] + p.start, j - p.start,
                                 partial == nullptr ? nullptr : partial + (c - from) * step, step, sums);
     for (int q = 0; q < group; ++q) p.mirror[c + q][j] = p.lu[j][c + q] -= sums[q];
   }
@@ -122,7 +123,7 @@ void CopyStripRow(const double *from, int width, double *to) {
 // Strips of right-hand sides through one diagonal block: l and u (either may be null) begin at its first row, `at` is
 // its first column; b begins at its first row too.
 void SolveDiagonalBlock(RowMatrix l, RowMatrix u, int at, int n, bool lowerHasDiagonal, RowMatrix b, int columns) {
-  const RowKernels &kernels = MachineRowKernels();
+  const RowKernels &kernels = CurrentRowKernels();
   alignas(64) StripRow strip[kBlock];
   for (int c = 0; c < columns; c += kStripWidth) {
     const int width = std::min(kStripWidth, columns - c);
@@ -141,11 +142,11 @@ void SubtractProduct(RowMatrix a, int at, int rows, int inner, RowMatrix x, RowM
     double *shifted[kBlock];
     for (int i = 0; i < rows; ++i) shifted[i] = a[i] + at;
     MatMul(shifted, rows, inner, x, columns, scratch);
-    for (int i = 0; i < rows; ++i) MachineRowKernels().addScaled(b[i], -1, scratch[i], columns);
+    for (int i = 0; i < rows; ++i) CurrentRowKernels().addScaled(b[i], -1, scratch[i], columns);
     return;
   }
   for (int i = 0; i < rows; ++i)
-    for (int k = 0; k < inner; ++k) MachineRowKernels().addScaled(b[i], -a[i][at + k], x[k], columns);
+    for (int k = 0; k < inner; ++k) CurrentRowKernels().addScaled(b[i], -a[i][at + k], x[k], columns);
 }
 
 void SolveLowerByBlocks(RowMatrix l, RowMatrix b, int n, int m, bool lowerHasDiagonal, bool identityInput,
@@ -161,7 +162,7 @@ void SolveLowerByBlocks(RowMatrix l, RowMatrix b, int n, int m, bool lowerHasDia
 }
 
 void SolveUpperByBlocks(RowMatrix u, RowMatrix b, int n, int m, RowMatrix scratch) {
-  for (int r1 = n; r1 > 0; r1 -= std::min(kBlock, r1)) {
+  for (int r1 = n; r1 > 0; r1 -= kBlock) {
     const int rows = std::min(kBlock, r1);
     const int r0 = r1 - rows;
     if (r1 < n) SubtractProduct(u + r0, r1, rows, n - r1, b + r1, b + r0, m, scratch);
@@ -173,11 +174,6 @@ void SolveUpperByBlocks(RowMatrix u, RowMatrix b, int n, int m, RowMatrix scratc
 void SolveLowerUnitVectors(RowMatrix l, RowMatrix output, int n) {
   for (int j = 1; j < n; ++j)
     for (int i = 0; i < j; ++i) output[i][j] = -DotProduct(l[j] + i, output[i] + i, j - i);
-}
-
-void Transpose(RowMatrix a, int n) {
-  for (int i = 0; i < n; ++i)
-    for (int j = 0; j < i; ++j) std::swap(a[i][j], a[j][i]);
 }
 
 }  // namespace
@@ -239,7 +235,7 @@ void LuInverse(RowMatrix l, RowMatrix u, const int *piv, RowMatrix output, int n
   MatIdentity(output, n);
   if (n <= kBlock) {
     SolveLowerUnitVectors(l, output, n);
-    Transpose(output, n);
+    MatTransposeInPlace(output, n);
     TriangularSolve(nullptr, u, output, n, n, false, false);
   } else {
     TriangularSolve(l, u, output, n, n, false, true);

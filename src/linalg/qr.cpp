@@ -7,6 +7,7 @@
 
 #include "host/heap.h"
 #include "linalg/dot_product.h"
+#include "linalg/micro_kernel.h"
 #include "linalg/row_kernels.h"
 
 namespace tessel {
@@ -44,7 +45,7 @@ struct QrState {
 };
 
 void Settle(const QrState &s, int r, int from) {
-  MachineRowKernels().addScaled(s.x[r] + from, s.scale[r], s.v + from, s.t - from);
+  CurrentRowKernels().addScaled(s.x[r] + from, s.scale[r], s.v + from, s.t - from);
   s.scale[r] = 0;
 }
 
@@ -65,7 +66,7 @@ double Reflect(const QrState &s, int i) {
   const double beta = HouseholderVector(w, n);
   own[0] += DotProduct(own, w, n) * beta * w[0];
   std::copy_n(w + 1, n - 1, own + 1);
-  MachineRowKernels().addScaledAndDot(s.x + i + 1, s.k - i - 1, i, s.scale + i + 1, s.v + i, w, n, s.scale + i + 1);
+  CurrentRowKernels().addScaledAndDot(s.x + i + 1, s.k - i - 1, i, s.scale + i + 1, s.v + i, w, n, s.scale + i + 1);
   for (int r = i + 1; r < s.k; ++r) s.x[r][i] += (s.scale[r] *= beta) * w[0];
   return beta;
 }
@@ -152,12 +153,11 @@ double HouseholderVector(double *x, int n) {
 }
 
 void HouseholderApplyRows(RowMatrix rows, int count, int t, const double *v, int first, int i, double beta) {
-  const RowKernels &kernels = MachineRowKernels();
-  for (int r = first; r < count; r += 4) {
-    const int group = std::min(4, count - r);
-    double sums[4];
-    kernels.dotFour(rows + r, group, i, v + i, t - i, nullptr, 0, sums);
-    for (int q = 0; q < group; ++q) kernels.addScaled(rows[r + q] + i, beta * sums[q], v + i, t - i);
+  for (int r = first; r < count; r += kLaneRows) {
+    const int group = std::min(kLaneRows, count - r);
+    double sums[kLaneRows];
+    DotProducts(rows + r, i, group, v + i, t - i, sums);
+    for (int q = 0; q < group; ++q) CurrentRowKernels().addScaled(rows[r + q] + i, beta * sums[q], v + i, t - i);
   }
 }
 

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "linalg/micro_kernel.h"
+
 namespace tessel {
 namespace {
 
@@ -205,12 +207,9 @@ constexpr RowKernels table = {DotFour, Accumulate, AddScaledAndDot, AddScaled, S
 
 }  // namespace
 
-const RowKernels &BaselineRowKernels() { return baseline::table; }
-
-const RowKernels &MachineRowKernels() {
+const RowKernels &CurrentRowKernels() {
 #if defined(__x86_64__)
-  static const bool wide = __builtin_cpu_supports("avx2");
-  if (wide) return avx2::table;
+  if (&CurrentMicroKernel() != &MicroKernels().front()) return avx2::table;  // the wider sets all have AVX2
 #endif
   return baseline::table;
 }

@@ -1,4 +1,4 @@
-// The inner loops of the factorisations, compiled for each vector width and chosen once for the machine.
+// The inner loops of the factorisations, compiled for each vector width and chosen with the MicroKernel.
 //
 // Every sum is DotProduct's, to the bit: four partial sums by position modulo 4. So a result does not depend on the
 // table that computed it; the tables differ in speed alone. Independent sums run side by side, which hides the latency
@@ -51,10 +51,7 @@ struct RowKernels {
   void (*solveUpper)(const double *const *u, int at, int n, StripRow *x);
 };
 
-// The table for the machine's vector width.
-const RowKernels &MachineRowKernels();
-
-// The table for the build's baseline.
-const RowKernels &BaselineRowKernels();
+// The table of the current MicroKernel's vector width.
+const RowKernels &CurrentRowKernels();
 
 }  // namespace tessel

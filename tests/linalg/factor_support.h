@@ -22,7 +22,7 @@ template <class Cell>
 OwnedMatrix MatrixOf(int rows, int columns, Cell cell) {
   OwnedMatrix m(rows, columns);
   for (int i = 0; i < rows; ++i)
-    for (int j = 0; j < columns; ++j) m[i][j] = cell(i, j);
+    for (int j = 0; j < columns; ++j) m[i][j] = static_cast<double>(cell(i, j));
   return m;
 }
 
@@ -32,39 +32,27 @@ inline OwnedMatrix RandomMatrix(int rows, int columns, unsigned seed = 1) {
   return MatrixOf(rows, columns, [&](int, int) { return uniform(generator); });
 }
 
-inline OwnedMatrix Hilbert(int n) {
-  return MatrixOf(n, n, [](int i, int j) { return 1.0 / (i + j + 1); });
-}
-
-// Row i: the i-th powers of equidistant points.
-inline OwnedMatrix Vandermonde(int n, int points) {
-  return MatrixOf(n, points, [=](int i, int j) { return std::pow((j + 1.0) / points, i); });
-}
-
-// The largest row sum of absolute values.
-inline double Norm(RowMatrix a, int rows, int columns) {
-  double largest = 0;
-  for (int i = 0; i < rows; ++i) {
-    double sum = 0;
-    for (int j = 0; j < columns; ++j) sum += std::fabs(a[i][j]);
-    largest = std::max(largest, sum);
-  }
-  return largest;
-}
-
-// The norm of A B - C, for A of rows x inner and B of inner x columns; a null C is the identity.
+// The largest absolute value in A B - C, for A of rows x inner and B of inner x columns; a null C is the identity.
 inline double ProductResidual(RowMatrix a, RowMatrix b, RowMatrix c, int rows, int inner, int columns) {
-  double largest = 0;
-  for (int i = 0; i < rows; ++i) {
-    long double total = 0;
+  long double largest = 0;
+  for (int i = 0; i < rows; ++i)
     for (int j = 0; j < columns; ++j) {
-      long double sum = -(c != nullptr ? c[i][j] : static_cast<double>(i == j));
+      long double sum = c == nullptr ? (i == j ? -1 : 0) : -c[i][j];
       for (int k = 0; k < inner; ++k) sum += static_cast<long double>(a[i][k]) * b[k][j];
-      total += std::fabs(sum);
+      largest = std::max(largest, std::fabs(sum));
     }
-    largest = std::max(largest, static_cast<double>(total));
-  }
+  return static_cast<double>(largest);
+}
+
+inline double Largest(RowMatrix a, int rows, int columns) {
+  double largest = 0;
+  for (int i = 0; i < rows; ++i)
+    for (int j = 0; j < columns; ++j) largest = std::max(largest, std::fabs(a[i][j]));
   return largest;
+}
+
+inline OwnedMatrix Transposed(const OwnedMatrix &a, int rows, int columns) {
+  return MatrixOf(columns, rows, [&](int i, int j) { return a[j][i]; });
 }
 
 inline bool SameCells(RowMatrix a, RowMatrix b, int rows, int columns) {
