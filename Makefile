@@ -40,7 +40,7 @@ bench: build/bench
 # Each fuzz target for FUZZ_SECONDS.
 fuzz: build/fuzz
 	cmake --build --preset fuzz
-	@fuzz/run build/fuzz/bin $(FUZZ_SECONDS)
+	@fuzz/run_all build/fuzz/bin $(FUZZ_SECONDS)
 
 install: all
 	cmake --install build/release --prefix $(PREFIX)

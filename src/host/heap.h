@@ -37,6 +37,7 @@ class OwnedBlock {
       : data_(count < 0 ? nullptr : static_cast<T *>(HeapAlloc(static_cast<std::size_t>(count), sizeof(T)))) {}
   static OwnedBlock Zeroed(std::int64_t count) {
     OwnedBlock block;
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): a block of pointers is meant
     if (count >= 0) block.data_ = static_cast<T *>(HeapAllocZeroed(static_cast<std::size_t>(count), sizeof(T)));
     return block;
   }

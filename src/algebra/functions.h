@@ -1,0 +1,76 @@
+// The handlers of the built-in functions, by family, and what they share.
+#pragma once
+
+#include "algebra/function_table.h"
+#include "host/missing.h"
+
+namespace tessel {
+
+// The column behind an `r` or `d` argument.
+inline SymbolEntry &SymbolAt(AlgebraContext *context, double argument) {
+  return context->symbols[static_cast<int>(argument)];
+}
+inline double *ColumnAt(AlgebraContext *context, double argument) { return SymbolAt(context, argument).data; }
+
+// The missing value, with bits set in the error word.
+inline double Fault(AlgebraContext *context, std::uint32_t bits) {
+  context->errors |= bits;
+  return AlgebraMissing();
+}
+
+// functions_element.cpp: functions of values and of the position.
+double AlgAbs(AlgebraContext *, const double *);
+double AlgAcos(AlgebraContext *, const double *);
+double AlgAsin(AlgebraContext *, const double *);
+double AlgAtan(AlgebraContext *, const double *);
+double AlgCeil(AlgebraContext *, const double *);
+double AlgCos(AlgebraContext *, const double *);
+double AlgDiv(AlgebraContext *, const double *);
+double AlgExp(AlgebraContext *, const double *);
+double AlgFloor(AlgebraContext *, const double *);
+double AlgFmod(AlgebraContext *, const double *);
+double AlgLog(AlgebraContext *, const double *);
+double AlgLog10(AlgebraContext *, const double *);
+double AlgLogGamma(AlgebraContext *, const double *);
+double AlgMax(AlgebraContext *, const double *);
+double AlgMin(AlgebraContext *, const double *);
+double AlgPeriod(AlgebraContext *, const double *);
+double AlgRound(AlgebraContext *, const double *);
+double AlgSeason(AlgebraContext *, const double *);
+double AlgSin(AlgebraContext *, const double *);
+double AlgSqrt(AlgebraContext *, const double *);
+double AlgTan(AlgebraContext *, const double *);
+double AlgTrend(AlgebraContext *, const double *);
+
+// functions_lag.cpp: functions of a column around the current observation.
+double AlgAlmon(AlgebraContext *, const double *);
+double AlgDiff(AlgebraContext *, const double *);
+double AlgDlog(AlgebraContext *, const double *);
+double AlgLag(AlgebraContext *, const double *);
+double AlgLead(AlgebraContext *, const double *);
+double AlgMovingAvg(AlgebraContext *, const double *);
+double AlgMovingSD(AlgebraContext *, const double *);
+
+// functions_running.cpp: functions of a column up to the current observation, of the whole range, and filters.
+void AlgCum(AlgebraContext *, const double *, double *, int);
+double AlgEwma(AlgebraContext *, const double *);
+double AlgEwmc0(AlgebraContext *, const double *);
+void AlgMean(AlgebraContext *, const double *, double *, int);
+void AlgPeak(AlgebraContext *, const double *, double *, int);
+void AlgStock(AlgebraContext *, const double *, double *, int);
+void AlgStockv(AlgebraContext *, const double *, double *, int);
+void AlgTrough(AlgebraContext *, const double *, double *, int);
+void AlgVariance(AlgebraContext *, const double *, double *, int);
+
+// functions_distribution.cpp: densities, tails and probabilities.
+double AlgDensChi(AlgebraContext *, const double *);
+double AlgDensF(AlgebraContext *, const double *);
+double AlgDensN(AlgebraContext *, const double *);
+double AlgDensT(AlgebraContext *, const double *);
+double AlgProbN(AlgebraContext *, const double *);
+double AlgTailChi(AlgebraContext *, const double *);
+double AlgTailF(AlgebraContext *, const double *);
+double AlgTailN(AlgebraContext *, const double *);
+double AlgTailT(AlgebraContext *, const double *);
+
+}  // namespace tessel

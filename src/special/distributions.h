@@ -1,0 +1,36 @@
+// Student t, chi-squared and F distributions: upper tail, distribution function, density.
+//
+// Degrees of freedom need not be whole numbers where they are doubles. Nothing here fails: an impossible argument gives
+// the value named beside the function, a missing value passed in comes out as a missing value.
+//
+// Accuracy, as measured against 50-digit values on random grids: StudentTail 1e-15 absolute up to df = 100 and 4e-15
+// for all; its upper tail from t = 4 on holds 4e-13 of its value up to df = 1000, 5e-12 up to 1e6 and 5e-8 at 2e9.
+// FTail and FCdf 1e-14 with both degrees of freedom up to 10, 4e-14 up to 100, 5e-13 up to 1000, 7e-11 up to 1e7, 2e-10
+// up to 1e8, and 3e-12 where one of them is larger and the other at most 600; 5e-10 with both above 1e7. ChiTail as
+// IncompleteGamma. Densities 1e-11 of the value for degrees of freedom up to 1e4.
+//
+// Literature: Abramowitz and Stegun (1964), Handbook of Mathematical Functions, chapter 26.
+#pragma once
+
+namespace tessel {
+
+// P(T > t) and P(T <= t). With df below 1 the tail is 0.
+double StudentTail(double t, int df);
+double StudentCdf(double t, int df);
+double StudentDensity(double x, double df);
+
+// P(X > x). 1 for x or df at or below 0.
+double ChiTail(double x, double df);
+
+// 0 for x at or below 0.
+double ChiDensity(double x, double df);
+
+// P(F > x) and P(F <= x) with n and m degrees of freedom (numerator, denominator). For x at or below 0 these are 1 and
+// 0, for x at or above the largest double 0 and 1, and otherwise both are 0 when n or m is at or below 0.
+double FTail(double x, double n, double m);
+double FCdf(double x, double n, double m);
+
+// 0 for x at or below 0.
+double FDensity(double x, double n, double m);
+
+}  // namespace tessel

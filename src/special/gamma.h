@@ -1,0 +1,41 @@
+// Gamma family and incomplete integrals: LogGamma, Gamma, Polygamma, BetaFraction, IncompleteGamma.
+//
+// Scalar functions of doubles without state. An impossible argument is told by the value returned (missing value,
+// infinity, 0 or 1), never otherwise. A missing value passed in comes out as a missing value.
+//
+// Accuracy, as measured against 50-digit values on random grids: LogGamma 4e-16 of the value, 7e-15 absolute between
+// 0.5 and 8.5 where it has its zeros; Gamma 8e-16 of the value up to 20 and 2e-13 beyond; Polygamma 1e-15 for orders up
+// to 5 and 2e-13 up to 200. IncompleteGamma 1e-11 for p up to 300 (its convergence), 3e-7 for p up to 1000 (its 150
+// terms), and above 1000, where it is an approximation, 5e-3 / p. BetaFraction 2e-13 of the value for parameters up to
+// 1000, beyond that about 2e-17 times the larger one (seen through FTail).
+//
+// Literature: Abramowitz and Stegun (1964), Handbook of Mathematical Functions, chapters 6 and 26. Shea (1988),
+// Algorithm AS 239, Applied Statistics 37.
+#pragma once
+
+namespace tessel {
+
+// log Gamma(x) for x above 0. Below 0 the missing value, at 0 positive infinity.
+double LogGamma(double x);
+
+// log Beta(a, b) = log Gamma(a) + log Gamma(b) - log Gamma(a + b) for a and b above 0, without the cancellation where
+// one of them is large.
+double LogBeta(double a, double b);
+
+// Gamma(x) for all x. Positive infinity at 0 and the negative integers; the missing value below the range of a 32-bit
+// integer.
+double Gamma(double x);
+
+// The polygamma function of order n at x; order 0 is the digamma function. 0 when x is at or below 0 or n below 0.
+double Polygamma(double x, int n);
+
+// The continued fraction of the incomplete beta function, as in I_x(a,b) = x^a (1-x)^b / (a B(a,b)) * fraction. 0 when
+// any of x, a, b is at or below 0. It converges quickly for x below (a+1)/(a+b+2); after 1000 steps the last value
+// stands.
+double BetaFraction(double x, double a, double b);
+
+// The regularised incomplete gamma integral: lower P(p, x) when `upper` is 0, else upper Q(p, x). At or below 0 in x or
+// p: 0 for the lower, 1 for the upper integral.
+double IncompleteGamma(double x, double p, int upper);
+
+}  // namespace tessel

@@ -1,0 +1,131 @@
+// The workspace's exports with every allocation failing in turn, and the calls that forecasts make.
+#include "algebra/workspace.h"
+
+#include <tessel/tessel.h>
+
+#include <string>
+#include <vector>
+
+#include "support/failing_allocation.h"
+
+namespace tessel {
+namespace {
+
+// Opens a workspace of two observations of x and z. The text in rtn, empty on success.
+std::string Open(const std::string &code, morv::Value *starts = nullptr, morv::Value *numbers = nullptr) {
+  const double cells[] = {1, 2, 3, 4};
+  const std::string names[] = {"x", "z"};
+  morv::Arguments args;
+  args.Matrix(cells, 2, 2).Strings(names).Integer(2000).Integer(1).Integer(4).Integer(0).Text(code);
+  if (starts != nullptr) {
+    args.Output(*starts).Output(*numbers);
+  } else {
+    args.Decline().Decline();
+  }
+  const morv::Outcome outcome = morv::Call("FnInitAlgebraNls", FnInitAlgebraNls, args);
+  if (outcome.Untouched()) return "";
+  return outcome.Returned() ? std::string(outcome.result.AsText()) : outcome.message;
+}
+
+// A program that makes every buffer grow: symbols, code, constants, database and column pool.
+std::string LargeProgram() {
+  std::string code = "&1 = 2; y = &1*x + lag(z, 1); ewma(x, 0.5, 0.5, w);";
+  for (int i = 0; i < 300; ++i) code += "v" + std::to_string(i) + " = x + " + std::to_string(i) + ".25; ";
+  return code + "delete(v7);";
+}
+
+TEST(Workspace, EveryFailingAllocation) {
+  const std::string code = LargeProgram();
+  testing::internal::CaptureStdout();
+  ForEachFailingAllocation(
+      [&](bool failing) {
+        std::string message;
+        morv::Value starts, numbers, data, names;
+        try {
+          message = Open(code, &starts, &numbers);
+        } catch (const std::bad_alloc &) {  // in building the arguments
+          return;
+        }
+        EXPECT_EQ(message.empty(), Workspace().database != nullptr);
+        if (!message.empty()) {
+          EXPECT_TRUE(failing);
+          return;
+        }
+        try {
+          const double trial[] = {5};
+          morv::Arguments run, get, added;
+          run.Matrix(trial, 1, 1).Integer(0).Integer(1);
+          if (!morv::Call("FnRunAlgebraNls", FnRunAlgebraNls, run).Untouched()) {
+            EXPECT_TRUE(failing);
+            return;
+          }
+          get.Text("v299").Integer(0).Integer(9).Decline();
+          const morv::Outcome got = morv::Call("FnGetAlgebraVar", FnGetAlgebraVar, get);
+          EXPECT_TRUE(failing || got.Returned());
+          if (got.Returned()) {
+            EXPECT_EQ(got.result.AsMatrix()(1, 0), 302.25);
+          }
+          added.Output(data).Output(names);
+          morv::Call("FnGetAlgebraAddedData", FnGetAlgebraAddedData, added);
+        } catch (const std::bad_alloc &) {
+          EXPECT_TRUE(failing);
+        }
+        if (!failing) {
+          EXPECT_EQ(names[0].AsText(), "y");
+        }
+      },
+      WorkspaceClose);
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(Open("y = x;"), "") << "the next workspace works";
+  WorkspaceClose();
+}
+
+TEST(Workspace, AFailedOpeningLeavesNothingAndTheNextOneWorks) {
+  const auto live = HeapLiveBlocks();
+  testing::internal::CaptureStdout();
+  morv::Value starts, numbers;
+  EXPECT_EQ(Open("y = \"x;"), "Scan error: Unexpected end of code on line 1");
+  EXPECT_EQ(HeapLiveBlocks(), live);
+  EXPECT_EQ(Open("y = nothing;"), "Parse error: nothing Undeclared identifier on line 1");
+  EXPECT_EQ(HeapLiveBlocks(), live);
+  EXPECT_EQ(Open("y = x;", &starts, &numbers), "Error: No parameters to estimate");
+  EXPECT_EQ(Open("&0 = 1; y = &0;"), "Error: No parameters alllowed here");
+  EXPECT_EQ(Open("&0 = 1; y = &0*&2;", &starts, &numbers), "Error: Need starting values for all parameters");
+  EXPECT_EQ(HeapLiveBlocks(), live);
+  testing::internal::GetCapturedStdout();
+  EXPECT_EQ(Open("y = x;"), "");
+  EXPECT_EQ(Open("y = z;"), "") << "a workspace that was left open is closed";
+  WorkspaceClose();
+  WorkspaceClose();
+  EXPECT_EQ(HeapLiveBlocks(), live);
+}
+
+TEST(Workspace, CallsOfForecasts) {
+  ASSERT_EQ(Open("level = x + z; ratio = x/level;"), "");
+  EXPECT_EQ(AlgebraAddedCount(), 2);
+  EXPECT_EQ(AlgebraFirstAdded(), 2);
+  OwnedMatrix rows(4, 2);
+  MatFillMissing(rows.get(), 4, 2);
+  rows[0][1] = 10;
+  rows[1][1] = 30;
+  AlgebraPutRows(rows.get(), 0, 1, 1, 0, 1);
+  EXPECT_EQ(AlgebraRunRange(1, 1), 1);
+  AlgebraGetRows(rows.get(), 2, 3, 1, 2, 1);
+  EXPECT_EQ(rows[2][1], 40);
+  EXPECT_EQ(rows[3][1], 0.25);
+  EXPECT_TRUE(IsMissing(rows[2][0]));
+  // Nothing outside the sample, the matrix's columns or the variables is touched.
+  EXPECT_EQ(AlgebraRunRange(0, 2), 0);
+  AlgebraPutRows(rows.get(), 0, 1, 2, 0, 0);
+  AlgebraPutRows(rows.get(), 0, 1, 0, 3, 5);
+  AlgebraPutRows(rows.get(), 0, 3, 0, 3, 0);
+  AlgebraGetRows(rows.get(), 2, 1, 0, 0, 0);
+  EXPECT_EQ(Workspace().database->columns[0][0], 1);
+  WorkspaceClose();
+  EXPECT_EQ(AlgebraAddedCount(), 0);
+  EXPECT_EQ(AlgebraRunRange(0, 0), 0);
+  AlgebraPutRows(rows.get(), 0, 1, 0, 0, 0);
+}
+
+}  // namespace
+}  // namespace tessel
