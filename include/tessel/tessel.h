@@ -64,16 +64,7 @@ MORV_API void FnGetAlgebraAddedData(MorvValue *rtn, MorvValue *args, int count);
 /* Closes the workspace; does nothing when none is open. No arguments, no result. */
 MORV_API void FnExitAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
 
-/* ---- Seasonal */
-
-/* Removes seasonal means from each column of a matrix.
- *   0 matrix  x  T x m, each column a series
- *   1 integer p  the number of seasons, at least 2
- * rtn: T x m, each cell less the mean of its column's cells of the same season (rows s, s + p, s + 2p, ...).
- * A missing value makes its season missing in that column. rtn is untouched when T or m is below 1 or p below 2. */
-MORV_API void FnDeSeasonalize(MorvValue *rtn, MorvValue *args, int count);
-
-/* Estimators of linear equations. */
+/* ---- Regression */
 
 /* The sum of the outer products of moment series, with or without their autocovariances: the middle of a sandwich
  * covariance.
@@ -103,15 +94,6 @@ MORV_API void FnInstabilityTest(MorvValue *rtn, MorvValue *args, int count);
  * undetermined. rtn is untouched when T or k is below 1, when e has fewer than T cells or xxInv fewer than k rows or
  * columns, or when memory fails. */
 MORV_API void FnJackknifeHCSE(MorvValue *rtn, MorvValue *args, int count);
-
-/* Selected rows and columns of the Kronecker product of a and b.
- *   0 matrix a       r1 x c1
- *   1 matrix b       r2 x c2
- *   2 matrix rowSel  zero-based rows to keep, in any order and repeated at will, truncated toward zero; empty: all
- *   3 matrix colSel  columns to keep, likewise
- * rtn: one row for each cell of rowSel (or r1 r2), one column for each cell of colSel (or c1 c2). rtn is untouched when
- * a cell lies outside the product. */
-MORV_API void FnKroneckerSel(MorvValue *rtn, MorvValue *args, int count);
 
 /* Forecast errors of a regression with autoregressive errors, over the last h observations of the sample.
  *   0 matrix  theta     parameters, as for FnRalsFunc
@@ -144,23 +126,17 @@ MORV_API void FnRalsForecast(MorvValue *rtn, MorvValue *args, int count);
 MORV_API void FnRalsFunc(MorvValue *rtn, MorvValue *args, int count);
 
 /* Two-stage least squares of one equation on a growing sample.
- *   0 matrix  z       variables in rows, observations in columns: the dependent variable, the other endogenous variables,
- *                     the exogenous regressors, the additional instruments
- *   1 integer nEndog  endogenous variables, the dependent one included; above 0
- *   2 integer k       regressors; above 0 and at least nEndog - 1
- *   3 integer m       additional instruments; above 0
- *   4 integer t1      first observation, at least 0
- *   5 integer t2      last observation, t1 to the last column of z
- *   6 integer nInit   observations of the first estimate
- * Optional outputs of t2 + 1 columns, missing where there is no step:
- *   7 k x: coefficients, in the order of z
- *   8 k x: diagonal of the inverse moment matrix of the fitted regressors (0 where rounding made it negative)
- *   9 1 x: one-step innovations over their scale sqrt(1 + x'V x), at the observation predicted
- *  10 1 x: one-step innovations
- *  11 1 x: residual sum of squares
- *  12 1 x: the residual of the step's own observation
- * rtn (integer): 1; 0 when a step's moments are singular (the steps before it stay), without an exogenous regressor,
- * or when memory fails. Untouched, with nothing allocated, for arguments outside the limits above. */
+ *   0 matrix  z       variables in rows, observations in columns: the dependent variable, the other endogenous
+ * variables, the exogenous regressors, the additional instruments 1 integer nEndog  endogenous variables, the dependent
+ * one included; above 0 2 integer k       regressors; above 0 and at least nEndog - 1 3 integer m       additional
+ * instruments; above 0 4 integer t1      first observation, at least 0 5 integer t2      last observation, t1 to the
+ * last column of z 6 integer nInit   observations of the first estimate Optional outputs of t2 + 1 columns, missing
+ * where there is no step: 7 k x: coefficients, in the order of z 8 k x: diagonal of the inverse moment matrix of the
+ * fitted regressors (0 where rounding made it negative) 9 1 x: one-step innovations over their scale sqrt(1 + x'V x),
+ * at the observation predicted 10 1 x: one-step innovations 11 1 x: residual sum of squares 12 1 x: the residual of the
+ * step's own observation rtn (integer): 1; 0 when a step's moments are singular (the steps before it stay), without an
+ * exogenous regressor, or when memory fails. Untouched, with nothing allocated, for arguments outside the limits above.
+ */
 MORV_API void FnRivEst(MorvValue *rtn, MorvValue *args, int count);
 
 /* Recursive least squares of n equations with the same k regressors.
@@ -185,6 +161,15 @@ MORV_API void FnRivEst(MorvValue *rtn, MorvValue *args, int count);
  * allocated, for arguments outside the limits above. */
 MORV_API void FnRlsEst(MorvValue *rtn, MorvValue *args, int count);
 
+/* ---- Seasonal */
+
+/* Removes seasonal means from each column of a matrix.
+ *   0 matrix  x  T x m, each column a series
+ *   1 integer p  the number of seasons, at least 2
+ * rtn: T x m, each cell less the mean of its column's cells of the same season (rows s, s + p, s + 2p, ...).
+ * A missing value makes its season missing in that column. rtn is untouched when T or m is below 1 or p below 2. */
+MORV_API void FnDeSeasonalize(MorvValue *rtn, MorvValue *args, int count);
+
 /* R^2 of a model of a seasonal series against seasonal means of its first differences.
  *   0 matrix  y    T x 1
  *   1 integer p    seasons, at least 2
@@ -194,6 +179,17 @@ MORV_API void FnRlsEst(MorvValue *rtn, MorvValue *args, int count);
  * the output's cells not set, when T is at most 2 p. rtn and the output are untouched when T is below 1, y has not
  * exactly 1 column or p is below 2. */
 MORV_API void FnSeasonalRsq(MorvValue *rtn, MorvValue *args, int count);
+
+/* ---- Selection */
+
+/* Selected rows and columns of the Kronecker product of a and b.
+ *   0 matrix a       r1 x c1
+ *   1 matrix b       r2 x c2
+ *   2 matrix rowSel  zero-based rows to keep, in any order and repeated at will, truncated toward zero; empty: all
+ *   3 matrix colSel  columns to keep, likewise
+ * rtn: one row for each cell of rowSel (or r1 r2), one column for each cell of colSel (or c1 c2). rtn is untouched when
+ * a cell lies outside the product. */
+MORV_API void FnKroneckerSel(MorvValue *rtn, MorvValue *args, int count);
 
 #ifdef __cplusplus
 }

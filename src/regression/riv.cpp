@@ -125,15 +125,16 @@ void StoreStep(RivRecursion &r, int t, int t2, const RivPaths &paths) {
   if (paths.beta != nullptr)
     for (int i = 0; i < r.k; ++i) paths.beta[i][t] = r.beta[i];
   const int observations = t - r.t1 + 1;
+  double *residuals = r.residuals.get();
   if (paths.rss != nullptr || paths.residual != nullptr)
-    LinearResiduals(r.z[0], r.regressors, r.k, r.beta.get(), r.t1, t, r.residuals.get());
+    LinearResiduals(r.z[0], r.regressors, r.k, r.beta.get(), r.t1, t, residuals);
   if (t < t2) StoreInnovation(r, t, paths);
   for (int p = 0; p < r.k && paths.inverseDiag != nullptr; ++p) {
     const double diagonal = r.xxInv[p][p];
     paths.inverseDiag[r.OutsidePosition(p)][t] = diagonal <= 0.0 ? 0.0 : diagonal;
   }
-  if (paths.rss != nullptr) paths.rss[t] = SumOfSquares(r.residuals.get(), observations);
-  if (paths.residual != nullptr) paths.residual[t] = r.residuals[observations - 1];
+  if (paths.rss != nullptr) paths.rss[t] = SumOfSquares(residuals, observations);
+  if (paths.residual != nullptr) paths.residual[t] = residuals[observations - 1];
 }
 
 void FillMissing(const RivPaths &paths, int k, int columns) {
