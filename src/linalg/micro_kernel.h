@@ -1,17 +1,18 @@
 // The arithmetic cores of the kernel, one set for each vector width.
 //
 // The framework around them (shapes, tiles, packing, factorisations) knows nothing of vector widths. The set is chosen
-// once, at the first use, for the machine at hand. `dot` and `lanes` give the same bits in every set; `block` adds in
-// an order of its own and may fuse.
+// once, at the first use, for the machine at hand. All but `block` give the same bits in every set.
 #pragma once
 
 #include <span>
 
 namespace tessel {
 
-inline constexpr int kLaneRows = 8;          // rows that `lanes` takes at once
-inline constexpr int kMaxBlockRows = 8;      // bounds on the register block of every set
-inline constexpr int kMaxBlockColumns = 16;  //
+inline constexpr int kLaneRows = 8;  // rows that `dots` and `lanes` take at once
+
+// Bounds on the register block of every set.
+inline constexpr int kMaxBlockRows = 8;
+inline constexpr int kMaxBlockColumns = 16;
 
 // A register block: c[i][j] = (or, with `add`, +=) the sum over k below depth of a[i][k aStep] b[k blockColumns + j],
 // for i below blockRows and j below blockColumns, or half of that. An aStep of 1 reads rows, one of blockRows an

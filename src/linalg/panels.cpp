@@ -58,7 +58,9 @@ void PackRows(const Part &part, int width, double *panels) {
 
 void MultiplyPanels(const PanelProduct &p, const MicroKernel &kernel, const Blocks &blocks) {
   const int blockRows = kernel.blockRows, blockColumns = kernel.blockColumns;
-  alignas(64) double aside[kMaxBlockRows][kMaxBlockColumns];  // for cells over an edge
+  // For the cells over an edge. Those of rows past the end may be added to, and are never read again.
+  alignas(64) double aside[kMaxBlockRows][kMaxBlockColumns];
+  if (p.add) std::fill_n(aside[0], kMaxBlockRows * kMaxBlockColumns, 0.0);
   double *asideRows[kMaxBlockRows];
   for (int r = 0; r < blockRows; ++r) asideRows[r] = aside[r];
   for (int i = 0; i < p.rows; i += blockRows) {
