@@ -33,9 +33,8 @@ struct LuPanel {
 
 PartialSums SumsLeftOfPanel(const LuPanel &p, RowMatrix a, int aCount, RowMatrix b, int bCount) {
   if (p.start == 0) return {nullptr, 0};
-  std::fill_n(p.partial, static_cast<std::int64_t>(aCount) * bCount * 4, 0.0);
   const PartialSums sums = {p.partial, aCount};
-  CurrentRowKernels().accumulate(sums, a, aCount, b, bCount, 0, p.start);
+  CurrentRowKernels().accumulate(sums, a, aCount, b, bCount, p.start);
   return sums;
 }
 
@@ -94,11 +93,13 @@ bool FactorColumns(const LuPanel &p, int *step) {
   return true;
 }
 
-// The panel's rows of U right of the panel.
+// The panel's rows of U right of the panel, by blocks of columns that stay in cache.
 void FactorRows(const LuPanel &p) {
-  const int right = p.n - p.end;
-  const PartialSums left = SumsLeftOfPanel(p, p.mirror + p.end, right, p.lu + p.start, p.end - p.start);
-  for (int j = p.start; j < p.end; ++j) ReduceRow(p, j, p.end, p.n, left.At(0, j - p.start), 4);
+  for (int c = p.end; c < p.n; c += kPanel) {
+    const int end = std::min(c + kPanel, p.n);
+    const PartialSums left = SumsLeftOfPanel(p, p.mirror + c, end - c, p.lu + p.start, p.end - p.start);
+    for (int j = p.start; j < p.end; ++j) ReduceRow(p, j, c, end, left.At(0, j - p.start), 4);
+  }
 }
 
 double LargestRowSum(RowMatrix a, int n) {

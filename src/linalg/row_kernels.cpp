@@ -19,11 +19,13 @@ using Four [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
 [[gnu::always_inline]] inline void DotFourBody(const double *const *rows, int count, int at, const double *y, int n,
                                                const double *partial, std::int64_t step, double sums[4]) {
   const double *x[4];
-  Four s[4] = {};
+  Four s[4];
+  constexpr double none[4] = {};
+  const double *before = partial != nullptr ? partial : none;
   for (int r = 0; r < 4; ++r) {
     const int row = std::min(r, count - 1);
     x[r] = rows[row] + at;
-    if (partial != nullptr) s[r] = At(partial + row * step);
+    s[r] = At(before + (partial != nullptr ? row * step : 0));
   }
   const int whole = partial != nullptr || n > 4 ? n - n % 4 : 0;
   for (int k = 0; k < whole; k += 4)
@@ -42,7 +44,7 @@ using Four [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
 }
 
 // Elements per pass of AccumulateBody: four rows of a and the rows of b then stay in the first two caches.
-constexpr int kPassLength = 256;
+constexpr int kPassLength = 512;
 
 [[gnu::always_inline]] inline void AccumulateTile(const PartialSums &sums, const double *const *a, int aCount,
                                                   const double *const *b, int bCount, int i, int j, int from, int to) {
@@ -55,7 +57,7 @@ constexpr int kPassLength = 256;
     for (int r = 0; r < 4; ++r) {
       x[r] = a[std::min(i + r, aCount - 1)];
       cell[q][r] = sums.At(std::min(i + r, aCount - 1), std::min(j + q, bCount - 1));
-      s[q][r] = At(cell[q][r]);
+      s[q][r] = from > 0 ? At(cell[q][r]) : Four{};
     }
   }
   for (int k = from; k < to; k += 4) {
@@ -72,19 +74,20 @@ constexpr int kPassLength = 256;
 }
 
 [[gnu::always_inline]] inline void AccumulateBody(const PartialSums &sums, const double *const *a, int aCount,
-                                                  const double *const *b, int bCount, int from, int to) {
-  for (int k = from; k < to; k += kPassLength)
+                                                  const double *const *b, int bCount, int n) {
+  for (int k = 0; k < n; k += kPassLength)
     for (int i = 0; i < aCount; i += 4)
       for (int j = 0; j < bCount; j += 2)
-        AccumulateTile(sums, a, aCount, b, bCount, i, j, k, std::min(k + kPassLength, to));
+        AccumulateTile(sums, a, aCount, b, bCount, i, j, k, std::min(k + kPassLength, n));
 }
 
 [[gnu::always_inline]] inline void AddScaledAndDotGroup(double *const *rows, int count, int at, const double *scales,
                                                         const double *v, const double *w, int n, double *sums) {
   double *x[4];
   double scale[4];
-  Four s[4] = {};
+  Four s[4];
   for (int r = 0; r < count; ++r) {
+    s[r] = Four{};
     x[r] = rows[r] + at;
     scale[r] = scales[r];
   }
@@ -121,7 +124,8 @@ constexpr int kPassLength = 256;
 
 // target -= the inner products of the coefficients with the columns of the strip.
 [[gnu::always_inline]] inline void SubtractDots(const double *coef, const StripRow *x, int n, double *target) {
-  Four s[4][2] = {};
+  Four s[4][2];
+  for (auto &sums : s) sums[0] = sums[1] = Four{};
   const int whole = n > 4 ? n - n % 4 : 0;
   for (int k = 0; k < whole; k += 4)
     for (int p = 0; p < 4; ++p)
@@ -158,8 +162,8 @@ void DotFour(const double *const *rows, int count, int at, const double *y, int 
   DotFourBody(rows, count, at, y, n, partial, step, sums);
 }
 void Accumulate(const PartialSums &sums, const double *const *a, int aCount, const double *const *b, int bCount,
-                int from, int to) {
-  AccumulateBody(sums, a, aCount, b, bCount, from, to);
+                int n) {
+  AccumulateBody(sums, a, aCount, b, bCount, n);
 }
 void AddScaledAndDot(double *const *rows, int count, int at, const double *scales, const double *v, const double *w,
                      int n, double *sums) {
@@ -183,8 +187,8 @@ namespace avx2 {
   DotFourBody(rows, count, at, y, n, partial, step, sums);
 }
 [[gnu::target("avx2")]] void Accumulate(const PartialSums &sums, const double *const *a, int aCount,
-                                        const double *const *b, int bCount, int from, int to) {
-  AccumulateBody(sums, a, aCount, b, bCount, from, to);
+                                        const double *const *b, int bCount, int n) {
+  AccumulateBody(sums, a, aCount, b, bCount, n);
 }
 [[gnu::target("avx2")]] void AddScaledAndDot(double *const *rows, int count, int at, const double *scales,
                                              const double *v, const double *w, int n, double *sums) {

@@ -30,10 +30,10 @@ struct RowKernels {
   void (*dotFour)(const double *const *rows, int count, int at, const double *y, int n, const double *partial,
                   std::int64_t step, double sums[4]);
 
-  // Adds to the partial sums (i, j) the products of a[i] and b[j] over elements from..to-1, a multiple of 4 of them,
-  // for all i below aCount and j below bCount.
+  // sums (i, j) = the partial sums of a[i] and b[j] over n elements, a multiple of 4, for all i below aCount and j
+  // below bCount.
   void (*accumulate)(const PartialSums &sums, const double *const *a, int aCount, const double *const *b, int bCount,
-                     int from, int to);
+                     int n);
 
   // For `count` rows, over the n elements of row r from `at` on: x += scales[r] * v, then sums[r] = the inner product
   // of x and w, in one pass.
