@@ -86,8 +86,8 @@ constexpr int kPassLength = 512;
   double *x[4];
   double scale[4];
   Four s[4];
+  for (Four &sum : s) sum = Four{};
   for (int r = 0; r < count; ++r) {
-    s[r] = Four{};
     x[r] = rows[r] + at;
     scale[r] = scales[r];
   }
