@@ -84,6 +84,10 @@ Arguments &Arguments::Matrix(const double *rowMajor, int rows, int columns) {
   return *this;
 }
 
+Arguments &Arguments::Column(std::span<const double> cells) {
+  return Matrix(cells.data(), static_cast<int>(cells.size()), cells.empty() ? 0 : 1);
+}
+
 Arguments &Arguments::Borrow(const Value &value) {
   entries_.push_back({value.Record()});
   return *this;
