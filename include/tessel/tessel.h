@@ -200,6 +200,103 @@ MORV_API void FnLogitJD(MorvValue *rtn, MorvValue *args, int count);
  * J is below 1, k or nz negative, or theta or p too short. */
 MORV_API void FnLogitProbDeriv(MorvValue *rtn, MorvValue *args, int count);
 
+/* ---- Regression */
+
+/* The sum of the outer products of moment series, with or without their autocovariances: the middle of a sandwich
+ * covariance.
+ *   0 matrix  a    T x m
+ *   1 matrix  b    at least T rows, n columns
+ *   2 integer hac  non-zero: include autocovariances
+ * rtn: (m n) x (m n), the sum over t of g g', where g holds a(t, i) b(t, j) at i n + j. With hac also the lags l = 1 to
+ * L = 4 (T / 100)^(2/9) (truncated), each lag's sum with its transpose, weighted by 1 - l / (L + 1) (Newey and West
+ * 1987). The sums are not divided by T. A zero matrix without work memory; rtn is untouched when b has fewer than T
+ * rows. */
+MORV_API void FnGLScovariance(MorvValue *rtn, MorvValue *args, int count);
+
+/* Hansen's (1992) statistics of parameter constancy for a least squares regression.
+ *   0 matrix x    T x k regressors, row t observation t
+ *   1 matrix e    T residuals
+ *   2 double rss  residual sum of squares
+ *   3 output      1 x (k + 1): the statistic of each coefficient, then of the error variance
+ * rtn: the joint statistic (double), or -1 when the scores' cross-products are singular (the output is there all the
+ * same) or when memory fails. rtn is untouched when T or k is below 1 or e has fewer than T cells. */
+MORV_API void FnInstabilityTest(MorvValue *rtn, MorvValue *args, int count);
+
+/* The jackknife covariance of least squares coefficients (MacKinnon and White 1985).
+ *   0 matrix x      T x k regressors, row t observation t
+ *   1 matrix e      T least squares residuals
+ *   2 matrix xxInv  k x k, the inverse of x'x
+ * rtn: k x k; 0 x 0 when an observation has a leverage of 1 or more, for then leaving it out leaves the coefficients
+ * undetermined. rtn is untouched when T or k is below 1, when e has fewer than T cells or xxInv fewer than k rows or
+ * columns, or when memory fails. */
+MORV_API void FnJackknifeHCSE(MorvValue *rtn, MorvValue *args, int count);
+
+/* Forecast errors of a regression with autoregressive errors, over the last h observations of the sample.
+ *   0 matrix  theta     parameters, as for FnRalsFunc
+ *   1 matrix  y         T x 1
+ *   2 matrix  x         T x k
+ *   3 integer lagFirst
+ *   4 integer lagLast
+ *   5 integer h         0 to T - lagLast
+ *   6 matrix  parCov    covariance matrix of theta in units of the error variance; upper triangle read
+ *   7 output            h x 1: forecast errors
+ *   8 output            h x 1: their standard errors in units of the error's, sqrt(1 + d' parCov d)
+ * rtn (double): the explained sum of squares of a regression of the forecast errors on the model's derivatives d over
+ * the whole sample; 0 when that regression is singular or work memory fails. rtn is untouched for sizes that do not fit
+ * together, as for FnRalsFunc, for an h out of range, or when an output cannot be had. */
+MORV_API void FnRalsForecast(MorvValue *rtn, MorvValue *args, int count);
+
+/* Least squares with autoregressive errors: the objective, for an optimiser.
+ * The model is y(t) = x(t)'beta + u(t), u(t) = rho(1) u(t - lagFirst) + rho(2) u(t - lagFirst - 1) + ... + e(t), with
+ * lags up to lagLast. The first lagLast observations serve as lags only.
+ *   0 matrix  theta     the k coefficients beta, then rho in ascending lag order
+ *   1 matrix  y         T x 1
+ *   2 matrix  x         T x k, k above 0
+ *   3 integer lagFirst  at least 1 when there are lags
+ *   4 integer lagLast   below T; below lagFirst: no autoregression
+ *   5 output            T x 1: e(t), and u(t) in the first lagLast cells
+ *   6 optional output   gradient of the objective, one row a parameter
+ *   7 optional output   Gauss-Newton matrix: twice the outer products of the derivatives of e
+ * rtn (double): the sum of e(t)^2; missing, with no output allocated, for sizes that do not fit together, and missing
+ * when an output cannot be had. Without work memory the optional outputs are zero. */
+MORV_API void FnRalsFunc(MorvValue *rtn, MorvValue *args, int count);
+
+/* Two-stage least squares of one equation on a growing sample.
+ *   0 matrix  z       variables in rows, observations in columns: the dependent variable, the other endogenous
+ * variables, the exogenous regressors, the additional instruments 1 integer nEndog  endogenous variables, the dependent
+ * one included; above 0 2 integer k       regressors; above 0 and at least nEndog - 1 3 integer m       additional
+ * instruments; above 0 4 integer t1      first observation, at least 0 5 integer t2      last observation, t1 to the
+ * last column of z 6 integer nInit   observations of the first estimate Optional outputs of t2 + 1 columns, missing
+ * where there is no step: 7 k x: coefficients, in the order of z 8 k x: diagonal of the inverse moment matrix of the
+ * fitted regressors (0 where rounding made it negative) 9 1 x: one-step innovations over their scale sqrt(1 + x'V x),
+ * at the observation predicted 10 1 x: one-step innovations 11 1 x: residual sum of squares 12 1 x: the residual of the
+ * step's own observation rtn (integer): 1; 0 when a step's moments are singular (the steps before it stay), without an
+ * exogenous regressor, or when memory fails. Untouched, with nothing allocated, for arguments outside the limits above.
+ */
+MORV_API void FnRivEst(MorvValue *rtn, MorvValue *args, int count);
+
+/* Recursive least squares of n equations with the same k regressors.
+ *   0 matrix  y       at least t2 + 1 rows, n columns; row t observation t
+ *   1 matrix  x       at least t2 + 1 rows, k columns
+ *   2 integer t1      first observation, at least 0
+ *   3 integer t2      last observation, at least t1
+ *   4 integer tExact  an observation at which the sample is factorised anew; any other value: none
+ * Optional outputs of t2 + 1 columns, missing below column t1 + k, the first step:
+ *   5 n k x: coefficients, row j k + i for coefficient i of equation j
+ *   6 k x: diagonal of (x'x)^-1, missing for a regressor that was dropped as collinear (its coefficients are 0)
+ *   7 n x: standardised innovations
+ *   8 n x: innovations, from the coefficients of the step before
+ *   9 n x: residual sum of squares
+ *  10 n x: residuals, from the coefficients of the same step
+ *  11 1 x: -1/2 log |residual cross-products / (t2 - t1 + 1)|; missing where that is singular
+ * Standardised innovations divide by sqrt(1 + x'(x'x)^-1 x), with the inverse before the observation on rank-one steps
+ * and the inverse that includes it on the steps that factorise anew: the first, every 50th after it, tExact, and any
+ * after an ill-conditioned factorisation.
+ * rtn (integer): 1 when all steps ran, 0 when there was no observation for a first step (the outputs' cells are then
+ * not set), when the recursion broke down (the steps before stay) or when memory fails. Untouched, with nothing
+ * allocated, for arguments outside the limits above. */
+MORV_API void FnRlsEst(MorvValue *rtn, MorvValue *args, int count);
+
 /* ---- Seasonal */
 
 /* Removes seasonal means from each column of a matrix.
@@ -208,6 +305,27 @@ MORV_API void FnLogitProbDeriv(MorvValue *rtn, MorvValue *args, int count);
  * rtn: T x m, each cell less the mean of its column's cells of the same season (rows s, s + p, s + 2p, ...).
  * A missing value makes its season missing in that column. rtn is untouched when T or m is below 1 or p below 2. */
 MORV_API void FnDeSeasonalize(MorvValue *rtn, MorvValue *args, int count);
+
+/* R^2 of a model of a seasonal series against seasonal means of its first differences.
+ *   0 matrix  y    T x 1
+ *   1 integer p    seasons, at least 2
+ *   2 double  rss  residual sum of squares of the model
+ *   3 output       1 x p: mean first difference of each season
+ * rtn (double): 1 - rss / tss, tss the squared deviations of the first differences from their seasonal means; -1, with
+ * the output's cells not set, when T is at most 2 p. rtn and the output are untouched when T is below 1, y has not
+ * exactly 1 column or p is below 2. */
+MORV_API void FnSeasonalRsq(MorvValue *rtn, MorvValue *args, int count);
+
+/* ---- Selection */
+
+/* Selected rows and columns of the Kronecker product of a and b.
+ *   0 matrix a       r1 x c1
+ *   1 matrix b       r2 x c2
+ *   2 matrix rowSel  zero-based rows to keep, in any order and repeated at will, truncated toward zero; empty: all
+ *   3 matrix colSel  columns to keep, likewise
+ * rtn: one row for each cell of rowSel (or r1 r2), one column for each cell of colSel (or c1 c2). rtn is untouched when
+ * a cell lies outside the product. */
+MORV_API void FnKroneckerSel(MorvValue *rtn, MorvValue *args, int count);
 
 #ifdef __cplusplus
 }
