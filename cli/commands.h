@@ -35,3 +35,6 @@ int CheckCommand(const std::string &program, const std::optional<DataOptions> &d
 
 // Lists the built-in functions, or one of them.
 int FunctionsCommand(const std::string &name);
+
+// Calls exports of the library: function and file of arguments in turn. Prints each call's results as JSON.
+int CallCommand(const std::vector<std::string> &words);

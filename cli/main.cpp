@@ -117,6 +117,13 @@ int Main(int argc, char **argv) {
   functions->add_option("NAME", function, "one function");
   functions->final_callback([&] { status = FunctionsCommand(function); });
 
+  std::vector<std::string> words;
+  CLI::App *call = app.add_subcommand("call", "Call functions of the library with arguments as JSON");
+  call->add_option("FUNCTION ARGS.json", words,
+                   "a function and the file of its arguments (- is standard input), in turn")
+      ->required();
+  call->final_callback([&] { status = CallCommand(words); });
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
