@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Writes tests/random/reference.h: sequences of the random number generators and variates.
 
-usage: tools/random_reference.py | clang-format > tests/random/reference.h
+usage: tools/random_reference.py > tests/random/reference.h
 
 The generators are worked from their theory in exact integers: the multiply-with-carry generators as powers of 1/b modulo
 a b^r - 1, the shift registers bit by bit from their characteristic polynomials, uniforms as fractions rounded once for
@@ -85,6 +85,7 @@ def mwc8222(seed):
 
 class Stream:
     def __init__(self, name, seed):
+        seed = max(seed, 0)
         self.name, self.cache = name, None
         if name == "PM":
             self.draws = lehmer(seed or 198195252)
@@ -208,10 +209,11 @@ def check():
     assert ((z << 16) + w) % 2**32 == 904977562
 
 
-def sequence(generator, call, seed, draw):
+def sequence(generator, call, seed, draw, n=0, m=0):
     stream = Stream(generator, seed)
     values = [draw(stream) for _ in range(COUNT)]
-    return f'{{"{generator}", "{call}", {seed}, {values[0]!r}, {values[1]!r}, {values[-1]!r}, {stream.uniform()!r}}},'
+    drawn = f"{values[0]!r}, {values[1]!r}, {values[-1]!r}, {stream.uniform()!r}"
+    return f'{{"{generator}", "{call}", {n}, {m}, {seed}, {drawn}}},'
 
 
 check()
@@ -222,20 +224,22 @@ print(f"""// Sequences of the random number generators and variates.
 
 struct Sequence {{
   const char *generator;
-  const char *call;  // as the Algebra language writes it
-  int seed;          // 0 for the default
+  const char *call;                  // as the Algebra language writes it
+  double n, m;                       // its degrees of freedom
+  int seed;                          // -1 for the default
   double first, second, last, next;  // the last of kSequenceLength draws, and the uniform behind it
 }};
 
+// clang-format off
 inline constexpr int kSequenceLength = {COUNT};
 inline constexpr Sequence kSequences[] = {{""")
 GENERATORS = ("PM", "GM", "LE", "MWC_32", "MWC_52")
 for name in GENERATORS:
-    print(sequence(name, "ranu()", 0, Stream.uniform))
+    print(sequence(name, "ranu()", -1, Stream.uniform))
 for name in GENERATORS:
     print(sequence(name, "rann()", 20240229, Stream.normal))
-for df in (0.3, 1, 2, 3, 6, 250.5):
-    print(sequence("MWC_52", f"ranchi({df})", 271828, lambda s: s.chi(df)))
-print(sequence("MWC_52", "rant(5)", 271828, lambda s: s.student(5)))
-print(sequence("MWC_52", "ranf(3, 7.5)", 271828, lambda s: s.f(3, 7.5)))
+for df in (0.3, 1, 2, 3, 60.5):
+    print(sequence("MWC_52", f"ranchi({df})", 271828, lambda s: s.chi(df), df))
+print(sequence("MWC_52", "rant(5)", 271828, lambda s: s.student(5), 5))
+print(sequence("MWC_52", "ranf(4, 12.5)", 271828, lambda s: s.f(4, 12.5), 4, 12.5))
 print("};")

@@ -1,7 +1,7 @@
 // Standard normal draws: the ziggurat of Marsaglia and Tsang (2000), Journal of Statistical Software 5(8), for the two
 // forms of MWC8222, and the polar method of Marsaglia and Bray (1964), SIAM Review 6, for the other generators.
 //
-// A draw of the ziggurat takes two steps of the generator in 98.8% of the cases, and more in a wedge or in the tail.
+// A draw of the ziggurat takes two steps of the generator in 97.2% of the cases, and more in a wedge or in the tail.
 // The polar method makes two normals from a pair of uniforms that is accepted in 78.5% of the cases; the second is
 // cached and answers the next call.
 #pragma once
