@@ -25,12 +25,15 @@ extern "C" {
  *   4 integer frequency  periods in a year, at least 1
  *   5 integer dated      not 0: variable 0 holds the observations' dates (Julian day numbers); ignored when k is 0
  *   6 string  code       the program
- *   7 output  starts     p x 1: starting values of the parameters; pass outputs at 7 and 8 for a program with
- * parameters 8 output  numbers    p x 1: the parameters' numbers, ascending; pass anything else at 7 and 8 for one
- * without rtn: untouched on success. On failure a string, and no workspace is open: the scanner's or compiler's
- * message, or "Algebra initialization error" (no memory, or a frequency below 1), "Algebra initialization error: cannot
- * create database", "Error: Need starting values for all parameters", "Error: No parameters to estimate", "Error: No
- * parameters alllowed here". A workspace that was still open is closed. */
+ *   7 output  starts     p x 1: starting values of the parameters
+ *   8 output  numbers    p x 1: the parameters' numbers, ascending
+ * A program with parameters needs outputs at 7 and 8, one without needs anything else there.
+ *
+ * rtn: untouched on success. On failure a string, and no workspace is open: the scanner's or compiler's message,
+ * "Algebra initialization error" (no memory, a frequency below 1, or a sample that cannot be counted),
+ * "Algebra initialization error: cannot create database", "Error: Need starting values for all parameters",
+ * "Error: No parameters to estimate", "Error: No parameters alllowed here". A workspace that was still open is
+ * closed. */
 MORV_API void FnInitAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
 
 /* Runs the program over a range of observations.
@@ -45,9 +48,10 @@ MORV_API void FnRunAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
  *   0 string  name
  *   1 integer first      observation, not negative
  *   2 integer last       observation; lowered to the last one of the sample
- *   3 matrix  selection  1 x T or T x 1 flags: only observations whose flag, truncated to an integer, is not 0 are
- * taken; anything else takes all of the range rtn: n x 1; untouched for an unknown name, a negative first observation
- * or no workspace. */
+ *   3 matrix  selection  1 x T or T x 1 flags; anything else takes all of the range
+ * With a selection only the observations are taken whose flag, truncated to an integer, is not 0.
+ *
+ * rtn: n x 1; untouched for an unknown name, a negative first observation or no workspace. */
 MORV_API void FnGetAlgebraVar(MorvValue *rtn, MorvValue *args, int count);
 
 /* The name of a variable.
@@ -63,6 +67,138 @@ MORV_API void FnGetAlgebraAddedData(MorvValue *rtn, MorvValue *args, int count);
 
 /* Closes the workspace; does nothing when none is open. No arguments, no result. */
 MORV_API void FnExitAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
+
+/* ---- Conditional variance and regime models. Everything runs at given parameters. */
+
+/* Conditional variances of an EGARCH model. With l the log-variance, e the residual and z = e exp(-l/2):
+ *   l_t = c_t + a_1 g_(t-1) + ... + b_1 l_(t-1) + ...,  g_t = theta1 (|z_t| - m) + theta2 z_t.
+ * Before the sample g is 0 and l the logarithm of the mean square of y. l is bounded at 709.
+ *   0 matrix  y       T x 1, the series without its mean
+ *   1 matrix  c       T intercepts
+ *   2 double  theta2  3 double theta1  4 double m
+ *   5 matrix  a       first row
+ *   6 matrix  b       first row
+ *   7 integer kind    of the variance in the mean: e_t = y_t less delta exp(l_t) for 1, delta exp(l_t / 2) for 2,
+ *                     delta l_t for 3, nothing for any other
+ *   8 double  delta
+ *   9 output  l       T x 1
+ *  10 output  e       T x 1
+ * rtn: 1; 0 with outputs unchanged when T is below 1, y has more than one column, c fewer than T cells, a or b columns
+ * but no row, or an output has no memory. Without work memory rtn is 1 and both outputs hold zeros.
+ * Nelson, D.B. (1991), Econometrica 59. */
+MORV_API void FnEgarchVar(MorvValue *rtn, MorvValue *args, int count);
+
+/* Conditional variances of a GARCH(p, q) model:
+ *   h_t = c_t + sum of alpha_j (e_(t-j) - tau)^2 + sum of B_j h_(t-j) + gamma (e_(t-1) - tau)^2 1{e_(t-1) < tau}.
+ * Before the sample squares and variances are the mean square of y, and the threshold term is absent.
+ *   0 matrix  y      T x 1, the series without its mean
+ *   1 matrix  c      T intercepts
+ *   2 matrix  one cell that is not read, A_1 to A_max(p, q), B_1 to B_p; alpha_j is A_j - B_j for j up to p, else A_j
+ *   3 integer p      4 integer q
+ *   5 integer kind   of the variance in the mean: e_t = y_t less delta h_t for 1, delta sqrt(h_t) for 2, delta log(h_t)
+ *                    for 3, nothing for any other
+ *   6 double  delta  7 double tau  8 double gamma
+ *   9 output  h      T x 1
+ *  10 output  e      T x 1
+ * rtn: 1; 0 with outputs unchanged when T is below 1, y has more than one column, c fewer than T cells, a lag order is
+ * negative or the coefficients are too few, or memory fails. Bollerslev, T. (1986), Journal of Econometrics 31. */
+MORV_API void FnGarchVar(MorvValue *rtn, MorvValue *args, int count);
+
+/* Forward filter of a Markov chain of n hidden regimes.
+ *   0 matrix  F   T x n, the density of each observation given each regime
+ *   1 matrix  P   n x n, P[i][j] the probability of regime i after regime j
+ *   2 matrix  pi  1 x n, probabilities of the first regime
+ *   3 output      T x 1, the likelihood of each observation given the past
+ *   4 optional output  filtered probabilities, T x n
+ * rtn: 1; untouched when an output has no memory. Without work memory the outputs hold missing values. A likelihood of
+ * 0 leaves probabilities that are not numbers. Hamilton, J.D. (1989), Econometrica 57. */
+MORV_API void FnFilterMS(MorvValue *rtn, MorvValue *args, int count);
+
+/* Backward smoother of a Markov chain of n hidden regimes.
+ *   0 matrix  T x n, filtered probabilities of FnFilterMS
+ *   1 matrix  P  n x n, P[i][j] the probability of regime i after regime j
+ *   2 output  T x n, probabilities of the regimes given all observations
+ *   3 output  n x n, cell (i, j) the expected number of moves from regime j to regime i
+ * rtn: 1; untouched when T is below 1 or an output has no memory. Without work memory the outputs hold missing values.
+ * Kim, C.-J. (1994), Journal of Econometrics 60. */
+MORV_API void FnSmoothMS(MorvValue *rtn, MorvValue *args, int count);
+
+/* ---- Limited dependent variable models. Each of the three evaluators returns the log-likelihood at the parameters
+ * given, as a double, and fills the outputs that are asked for: the score, the information matrix (with the sign of
+ * minus the Hessian), the fitted values, the log-likelihood of each observation, and the sum over observations of the
+ * score contribution times its transpose. rtn is the missing value, and no output is touched, when sizes do not fit:
+ * fewer parameters than the model has, an outcome out of range, and what each function adds. It is the missing value
+ * also when memory fails. Parameters past those of the model have a derivative of 0. Maddala, G.S. (1983),
+ * Limited-Dependent and Qualitative Variables in Econometrics. */
+
+/* Actual against predicted outcomes of a discrete choice model.
+ *   0 matrix  Y  T x 1, the outcome of each observation, 0 to J - 1; or T x J, the count of each outcome
+ *   1 matrix  P  T x J, fitted probabilities
+ * rtn: J + 1 x J + 1; cell (r, c) counts the cases of outcome r predicted as c, the outcome of the largest probability.
+ * The last row and column hold totals over cells truncated to integers. rtn is untouched when an outcome is out of
+ * range, or Y or P too small. */
+MORV_API void FnActFitTable(MorvValue *rtn, MorvValue *args, int count);
+
+/* Binary probit: log-likelihood and derivatives.
+ *   0 matrix  theta  k parameters
+ *   1 matrix  Y      T x 1, 0 or 1
+ *   2 matrix  X      T x k
+ *   3 matrix  w      weights, T cells; another size means a weight of 1 everywhere
+ *   4 optional output  score            nP x 1, nP the cells of theta
+ *   5 optional output  information      nP x nP, the expected one
+ *   6 optional output  probabilities    T x 2, of outcome 0 and of outcome 1
+ *   7 optional output  log-likelihoods  T x 1
+ *   8 optional output  outer product    nP x nP
+ * rtn: the log-likelihood; missing also unless Y has one column and X T rows and at least one column. */
+MORV_API void FnBinProbitJD(MorvValue *rtn, MorvValue *args, int count);
+
+/* Count models with mean mu = exp(x'theta): log-likelihood and derivatives.
+ *   0 matrix  theta  k parameters; for the negative binomial also log alpha behind them
+ *   1 matrix  Y      T x 1, counts (not negative)
+ *   2 matrix  X      T x k
+ *   3 integer model  0 Poisson, 1 negative binomial of variance mu + alpha mu^(2 - P)
+ *   4 integer L      above 0: the counts 0 to L alone occur. 0: no truncation. Below 0: likewise for the negative
+ *                    binomial, no model for the Poisson
+ *   5 integer cells  the number of counts with predicted frequencies
+ *   6 double  P      0 or 1 in the usual forms
+ *   7 optional output  score            nP x 1, nP the cells of theta
+ *   8 optional output  information      nP x nP; for the negative binomial the outer product of the scores
+ *   9 optional output  frequencies      1 x cells, expected numbers of observations with the counts 0 to cells - 1,
+ *                                       not cut off above L in a truncated model
+ *  10 optional output  log-likelihoods  T x 1
+ *  11 optional output  outer product    nP x nP
+ * rtn: the log-likelihood; missing also unless Y has one column and X T rows and at least one column. For an unusable
+ * model it is missing and the outputs that are asked for hold missing values. */
+MORV_API void FnCountJD(MorvValue *rtn, MorvValue *args, int count);
+
+/* Multinomial and conditional logit: log-likelihood and derivatives. Outcome j has the probability exp(eta_j) / sum,
+ * eta_j = d_j + x'beta_j + sum over m of Z[t][m J + j] gamma_m, beta_0 = 0.
+ *   0 matrix  theta  beta_1, ..., beta_(J-1) of k elements each, then gamma
+ *   1 matrix  Y      T x 1, the outcome, 0 to J - 1; or T x J, the count of each outcome
+ *   2 integer J      at least 1; at most the columns of Y when Y has several
+ *   3 matrix  X      T x k; without T rows it is absent
+ *   4 matrix  Z      T x nz, of which nz / J characteristics are used; without T rows it is absent. When the
+ *                    information matrix is asked for, Z is left with each characteristic less its
+ *                    probability-weighted mean, which changes no later result
+ *   5 matrix  w      weights, T cells; another size means a weight of 1 everywhere
+ *   6 matrix  d      offsets, T x J; without T rows absent
+ *   7 optional output  score            nP x 1, nP the cells of theta
+ *   8 optional output  information      nP x nP
+ *   9 optional output  probabilities    T x J, kept between 2^-104 and 1
+ *  10 optional output  log-likelihoods  T x 1
+ *  11 optional output  outer product    nP x nP
+ * rtn: the log-likelihood, without multinomial constant; missing also when d has fewer columns than J.
+ * McFadden, D. (1974), Conditional logit analysis of qualitative choice behavior. */
+MORV_API void FnLogitJD(MorvValue *rtn, MorvValue *args, int count);
+
+/* Derivatives of logit probabilities with respect to the regressors.
+ *   0 matrix  theta  as for FnLogitJD
+ *   1 matrix  p      first row: the probabilities of the J outcomes at the point of interest
+ *   2 integer k      3 integer J  4 integer nz
+ * rtn: k + nz rows of J columns. Row i < k: p_j (beta_ji - sum over l of p_l beta_li), for regressor i. Row k + m,
+ * m < nz / J: p_j (1 - p_j) gamma_m, for the outcome's own characteristic m. Further rows hold 0. rtn is untouched when
+ * J is below 1, k or nz negative, or theta or p too short. */
+MORV_API void FnLogitProbDeriv(MorvValue *rtn, MorvValue *args, int count);
 
 /* ---- Seasonal */
 

@@ -17,6 +17,7 @@ struct FunctionSpec {
   const char *signature;
   const char *prototype;
   CallOrder order;
+  StretchHandler stretch = nullptr;
 };
 
 constexpr CallOrder Any = CallOrder::Any;
@@ -30,7 +31,7 @@ constexpr FunctionSpec kRows[] = {
     {AlgAtan, "atan", "v", "atan(VAR);", Any},
     {AlgCeil, "ceil", "v", "ceil(VAR);", Any},
     {AlgCos, "cos", "v", "cos(VAR);", Any},
-    {AlgCum, "cum", "r", "cum(VAR);", Any},
+    {nullptr, "cum", "r", "cum(VAR);", Any, AlgCum},
     {AlgDensChi, "denschi", "vv", "denschi(VAR, DF);", Any},
     {AlgDensF, "densf", "vvv", "densf(VAR, DF1, DF2);", Any},
     {AlgDensN, "densn", "v", "densn(VAR);", Any},
@@ -50,11 +51,11 @@ constexpr FunctionSpec kRows[] = {
     {AlgLog10, "log10", "v", "log10(VAR);", Any},
     {AlgLogGamma, "loggamma", "v", "loggamma(VAR);", Any},
     {AlgMax, "max", "vv", "max(VAR, VAR);", Any},
-    {AlgMean, "mean", "r", "mean(VAR);", Any},
+    {nullptr, "mean", "r", "mean(VAR);", Any, AlgMean},
     {AlgMin, "min", "vv", "min(VAR, VAR);", Any},
     {AlgMovingAvg, "movingavg", "rvv", "movingavg(VAR, LAG, LEAD);", Any},
     {AlgMovingSD, "movingSD", "rvvv", "movingSD(VAR, LAG, LEAD, MEAN);", Any},
-    {AlgPeak, "peak", "r", "peak(VAR);", Any},
+    {nullptr, "peak", "r", "peak(VAR);", Any, AlgPeak},
     {AlgPeriod, "period", "", "period();", Any},
     {AlgProbN, "probn", "v", "probn(VAR);", Any},
     {AlgRanU, "ranu", "", "ranu();", InTurn},
@@ -68,16 +69,16 @@ constexpr FunctionSpec kRows[] = {
     {AlgSeason, "season", "", "season();", Any},
     {AlgSin, "sin", "v", "sin(VAR);", Any},
     {AlgSqrt, "sqrt", "v", "sqrt(VAR);", Any},
-    {AlgStock, "stock", "rvv", "stock(VAR, ARVAL, INIT);", Any},
-    {AlgStockv, "stockv", "rrv", "stockv(VAR, ARVAR, INIT);", Any},
+    {nullptr, "stock", "rvv", "stock(VAR, ARVAL, INIT);", Any, AlgStock},
+    {nullptr, "stockv", "rrv", "stockv(VAR, ARVAR, INIT);", Any, AlgStockv},
     {AlgTailChi, "tailchi", "vv", "tailchi(VAR, DF);", Any},
     {AlgTailF, "tailf", "vvv", "tailf(VAR, DF1, DF2);", Any},
     {AlgTailN, "tailn", "v", "tailn(VAR);", Any},
     {AlgTailT, "tailt", "vv", "tailt(VAR, DF);", Any},
     {AlgTan, "tan", "v", "tan(VAR);", Any},
     {AlgTrend, "trend", "", "trend();", Any},
-    {AlgTrough, "trough", "r", "trough(VAR);", Any},
-    {AlgVariance, "variance", "r", "variance(VAR);", Any},
+    {nullptr, "trough", "r", "trough(VAR);", Any, AlgTrough},
+    {nullptr, "variance", "r", "variance(VAR);", Any, AlgVariance},
 };
 
 FunctionRow table[kMaxFunctions + 1];  // the row behind the last one keeps its null name
@@ -86,8 +87,8 @@ void AddRow(const FunctionSpec &spec) {
   int free = 0;
   while (free < kMaxFunctions && table[free].name != nullptr) ++free;
   if (free == kMaxFunctions) return;
-  table[free] = {spec.handler,   spec.name,      static_cast<int>(std::strlen(spec.signature)),
-                 spec.signature, spec.prototype, spec.order};
+  const int argCount = static_cast<int>(std::strlen(spec.signature));
+  table[free] = {spec.handler, spec.name, argCount, spec.order, spec.signature, spec.prototype, spec.stretch};
 }
 
 }  // namespace

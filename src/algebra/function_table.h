@@ -2,9 +2,8 @@
 //
 // The machine calls a handler once for every observation of the run, unless a `v` argument is missing: then the call's
 // value is missing and the handler is not called. A handler
-//   - reads its arguments in source order: the value of a `v` argument; for an `r` argument (a column that is read) and
-//   a
-//     `d` argument (a column that is written) the symbol's index as a double (see SourceColumn in functions.h);
+//   - reads its arguments in source order: the value of a `v` argument, and the symbol's index as a double for an `r`
+//     argument (a column that is read) and a `d` argument (one that is written); see ColumnAt in functions.h;
 //   - may use the context's currentObs, firstObs, lastObs, obsLimit, symbols and database;
 //   - sets bits of the context's error word with OR, and never clears any;
 //   - gives AlgebraMissing when it has nothing to say.
@@ -16,6 +15,10 @@ namespace tessel {
 
 using FunctionHandler = double (*)(AlgebraContext *context, const double *args);
 
+// The same for `count` observations from currentObs on that have the same arguments, where that costs less than one
+// after the other.
+using StretchHandler = void (*)(AlgebraContext *context, const double *args, double *out, int count);
+
 // In which order a function may see the observations.
 enum class CallOrder {
   Any,    // writes nothing and depends on its arguments, the position and the named columns alone
@@ -26,9 +29,10 @@ struct FunctionRow {
   FunctionHandler handler;
   const char *name;
   int argCount;
+  CallOrder order;
   const char *signature;
   const char *prototype;
-  CallOrder order;
+  StretchHandler stretch;  // in place of the handler, or null
 };
 
 inline constexpr int kMaxFunctions = 100;

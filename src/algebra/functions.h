@@ -52,15 +52,15 @@ double AlgMovingAvg(AlgebraContext *, const double *);
 double AlgMovingSD(AlgebraContext *, const double *);
 
 // functions_running.cpp: functions of a column up to the current observation, of the whole range, and filters.
-double AlgCum(AlgebraContext *, const double *);
+void AlgCum(AlgebraContext *, const double *, double *, int);
 double AlgEwma(AlgebraContext *, const double *);
 double AlgEwmc0(AlgebraContext *, const double *);
-double AlgMean(AlgebraContext *, const double *);
-double AlgPeak(AlgebraContext *, const double *);
-double AlgStock(AlgebraContext *, const double *);
-double AlgStockv(AlgebraContext *, const double *);
-double AlgTrough(AlgebraContext *, const double *);
-double AlgVariance(AlgebraContext *, const double *);
+void AlgMean(AlgebraContext *, const double *, double *, int);
+void AlgPeak(AlgebraContext *, const double *, double *, int);
+void AlgStock(AlgebraContext *, const double *, double *, int);
+void AlgStockv(AlgebraContext *, const double *, double *, int);
+void AlgTrough(AlgebraContext *, const double *, double *, int);
+void AlgVariance(AlgebraContext *, const double *, double *, int);
 
 // functions_distribution.cpp: densities, tails and probabilities.
 double AlgDensChi(AlgebraContext *, const double *);

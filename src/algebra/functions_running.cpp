@@ -3,36 +3,48 @@
 #include <cmath>
 
 #include "algebra/functions.h"
+#include "algebra/operators.h"
 
 namespace tessel {
 
 namespace {
 
-// v = (1 - d) v + x[i] from the first observation of the run at which all columns have a value, up to the current one;
-// missing before it, and from the first gap behind it on. The rate d is `rate`, or rates[i] where there is such a
-// column. No state is kept between observations: the columns may have been written since the last call.
-double Accumulate(const AlgebraContext *context, const double *x, const double *rates, double rate, double v) {
-  bool started = false;
-  for (int i = context->firstObs; i <= context->currentObs; ++i) {
-    if (IsMissing(x[i]) || (rates != nullptr && IsMissing(rates[i]))) {
-      if (started) break;
-      continue;
-    }
-    started = true;
-    v = (1 - (rates != nullptr ? rates[i] : rate)) * v + x[i];
-    if (i == context->currentObs) return v;
+// A stretch of observations from the current one on, for which a function is wanted with the same arguments.
+struct Stretch {
+  Stretch(const AlgebraContext *context, double *results, int count)
+      : start(context->firstObs), first(context->currentObs), end(first + count), out(results) {}
+
+  void Set(int t, double value) {
+    if (t >= first) out[t - first] = value;
   }
-  return AlgebraMissing();
+
+  int start;  // of the run
+  int first;
+  int end;
+  double *out;
+};
+
+// v = (1 - d) v + x[i] from the first observation of the run at which all columns have a value; missing before it, and
+// from the first gap behind it on. The rate d is `rate`, or rates[i] where there is such a column. No state is kept
+// between calls: the columns may have been written since the last one.
+void Accumulate(Stretch stretch, const double *x, const double *rates, double rate, double v) {
+  bool started = false, ended = false;
+  for (int i = stretch.start; i < stretch.end; ++i) {
+    const bool missing = IsMissing(x[i]) || (rates != nullptr && IsMissing(rates[i]));
+    ended = ended || (started && missing);
+    started = started || !missing;
+    if (started && !ended) v = (1 - (rates != nullptr ? rates[i] : rate)) * v + x[i];
+    stretch.Set(i, started && !ended ? v : AlgebraMissing());
+  }
 }
 
-// The largest value of x from the start of the run up to now, or with sign -1 the smallest; missing where x is.
-double Extreme(const AlgebraContext *context, const double *x, double sign) {
-  double extreme = x[context->currentObs];
-  if (IsMissing(extreme)) return extreme;
-  for (int i = context->firstObs; i < context->currentObs; ++i) {
-    if (sign * x[i] > sign * extreme) extreme = x[i];
+// The largest value of x from the start of the run on, or with sign -1 the smallest; missing where x is.
+void Extreme(Stretch stretch, const double *x, double sign) {
+  double extreme = AlgebraMissing();
+  for (int i = stretch.start; i < stretch.end; ++i) {
+    if (IsMissing(extreme) || sign * x[i] > sign * extreme) extreme = x[i];
+    stretch.Set(i, IsMissing(x[i]) ? x[i] : extreme);
   }
-  return extreme;
 }
 
 // The mean of x[i] - centre, or of its square, over the values of the run; missing without any.
@@ -64,7 +76,7 @@ void Smooth(const double *x, int first, int last, double alpha, double beta, dou
   for (int i = first; i <= last; ++i) {
     const double v = x[i];
     if (IsMissing(v)) {
-      out[i] = values > 0 ? gap * trend + level : v;
+      out[i] = OrMissing(values > 0 ? gap * trend + level : v);
       if (values > 0) ++gap;
       continue;
     }
@@ -80,7 +92,7 @@ void Smooth(const double *x, int first, int last, double alpha, double beta, dou
       level = (trend + previous) * (1 - alpha) + alpha * v;
       trend = (level - previous) * beta + (1 - beta) * trend;
     }
-    out[i] = level;
+    out[i] = OrMissing(level);
   }
 }
 
@@ -96,38 +108,40 @@ void Correlate(const double *x, const double *y, int first, int last, double lam
       yy = y[i] * y[i] + lambda * yy;
       ++values;
     }
-    out[i] = values >= fewest ? xy / std::sqrt(xx * yy) : AlgebraMissing();
+    out[i] = OrMissing(values >= fewest ? xy / std::sqrt(xx * yy) : AlgebraMissing());
   }
 }
 
 }  // namespace
 
 // A stock without depreciation that starts from nothing.
-double AlgCum(AlgebraContext *context, const double *args) {
-  return Accumulate(context, ColumnAt(context, args[0]), nullptr, 0, 0);
+void AlgCum(AlgebraContext *context, const double *args, double *out, int count) {
+  Accumulate({context, out, count}, ColumnAt(context, args[0]), nullptr, 0, 0);
 }
 
-double AlgStock(AlgebraContext *context, const double *args) {
-  return Accumulate(context, ColumnAt(context, args[0]), nullptr, args[1], args[2]);
+void AlgStock(AlgebraContext *context, const double *args, double *out, int count) {
+  Accumulate({context, out, count}, ColumnAt(context, args[0]), nullptr, args[1], args[2]);
 }
 
-double AlgStockv(AlgebraContext *context, const double *args) {
-  return Accumulate(context, ColumnAt(context, args[0]), ColumnAt(context, args[1]), 0, args[2]);
+void AlgStockv(AlgebraContext *context, const double *args, double *out, int count) {
+  Accumulate({context, out, count}, ColumnAt(context, args[0]), ColumnAt(context, args[1]), 0, args[2]);
 }
 
-double AlgPeak(AlgebraContext *context, const double *args) { return Extreme(context, ColumnAt(context, args[0]), 1); }
-
-double AlgTrough(AlgebraContext *context, const double *args) {
-  return Extreme(context, ColumnAt(context, args[0]), -1);
+void AlgPeak(AlgebraContext *context, const double *args, double *out, int count) {
+  Extreme({context, out, count}, ColumnAt(context, args[0]), 1);
 }
 
-double AlgMean(AlgebraContext *context, const double *args) {
-  return MeanDeviation(context, ColumnAt(context, args[0]), 0, false);
+void AlgTrough(AlgebraContext *context, const double *args, double *out, int count) {
+  Extreme({context, out, count}, ColumnAt(context, args[0]), -1);
 }
 
-double AlgVariance(AlgebraContext *context, const double *args) {
+void AlgMean(AlgebraContext *context, const double *args, double *out, int count) {
+  std::fill_n(out, count, MeanDeviation(context, ColumnAt(context, args[0]), 0, false));
+}
+
+void AlgVariance(AlgebraContext *context, const double *args, double *out, int count) {
   const double *x = ColumnAt(context, args[0]);
-  return MeanDeviation(context, x, MeanDeviation(context, x, 0, false), true);
+  std::fill_n(out, count, MeanDeviation(context, x, MeanDeviation(context, x, 0, false), true));
 }
 
 // ewma(x, alpha, beta, target)

@@ -208,10 +208,10 @@ bool ReadWord(Scanner &s) {
 unsigned char ReadToken(Scanner &s) {
   if (ReadWord(s)) return TokString;
   if (s.failed) return 0;
-  for (const Literal &keyword : kKeywords) {
-    if (std::strcmp(s.word, keyword.text) == 0) return keyword.token;
-  }
   const char first = s.word[0];
+  for (const Literal &keyword : kKeywords) {
+    if (first == keyword.text[0] && std::strcmp(s.word, keyword.text) == 0) return keyword.token;
+  }
   if (s.wordLength == 1) {
     for (const Pair &pair : kPairs) {
       if (pair.first == first) return ReadPair(s, pair);
@@ -245,12 +245,12 @@ void StoreToken(Scanner &s, unsigned char token) {
     s.used += s.wordLength + 1;
   } else if (token == TokLine) {
     // Three digits: a longer number loses its last ones.
-    char digits[24];
-    std::snprintf(digits, sizeof digits, "%03lld", static_cast<long long>(s.line));
-    digits[kLineDigits] = '\0';
-    std::memcpy(s.block.get() + s.used, digits, kLineDigits);
-    s.used += kLineDigits;
-    s.lineMark = (digits[0] - '0') * 100 + (digits[1] - '0') * 10 + (digits[2] - '0');
+    std::int64_t line = s.line;
+    while (line >= 1000) line /= 10;
+    s.lineMark = static_cast<int>(line);
+    for (int unit = 100; unit > 0; unit /= 10) {
+      s.block[s.used++] = static_cast<unsigned char>('0' + s.lineMark / unit % 10);
+    }
   }
 }
 

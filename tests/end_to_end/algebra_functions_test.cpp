@@ -146,6 +146,32 @@ TEST(AlgebraFunctions, EwmaExtendsTheLineAcrossGaps) {
   ExpectSeries(algebra.Get("z"), algebra.Get("e"), "z");
 }
 
+// Over a long run the sums are carried from one observation to the next: the bits of single observations, each computed
+// anew from the start of the run, by hand.
+TEST(AlgebraFunctions, LongRunsOfStocksAndExtremes) {
+  std::vector<double> x, rate;
+  for (int t = 0; t < 1000; ++t) {
+    x.push_back(t < 3 ? NA : std::sin(t * t));
+    rate.push_back(t < 600 ? 0.1 : 0.2);
+  }
+  std::vector<double> cum(1000, NA), stock(1000, NA), peak(1000, NA);
+  for (std::size_t t = 3; t < 1000; ++t) {
+    cum[t] = 0;
+    stock[t] = 5;
+    peak[t] = x[t];
+    for (std::size_t i = 3; i <= t; ++i) {
+      cum[t] += x[i];
+      stock[t] = (1 - rate[t]) * stock[t] + x[i];
+      peak[t] = std::max(peak[t], x[i]);
+    }
+  }
+  Algebra algebra({"x", "rate"}, {x, rate}, "a = cum(x); b = stock(x, rate, 5); c = peak(x) + 0;");
+  ASSERT_TRUE(algebra.Run());
+  ExpectSeries(algebra.Get("a"), cum, "cum");
+  ExpectSeries(algebra.Get("b"), stock, "stock");
+  ExpectSeries(algebra.Get("c"), peak, "peak");
+}
+
 // A statement that overwrites the column it sums sees its own results: 1, 1 + 1, 1 + 2 + 1, ...
 TEST(AlgebraFunctions, CumOfItsOwnTarget) {
   Algebra algebra({"y"}, {std::vector<double>(40, 1.0)}, "y = cum(y);");
