@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "algebra/functions.h"
+#include "random/ran_table.h"
 
 namespace tessel {
 
@@ -57,6 +58,13 @@ constexpr FunctionSpec kRows[] = {
     {nullptr, "peak", "r", "peak(VAR);", Any, AlgPeak},
     {AlgPeriod, "period", "", "period();", Any},
     {AlgProbN, "probn", "v", "probn(VAR);", Any},
+    {AlgRanU, "ranu", "", "ranu();", InTurn},
+    {AlgRanChi, "ranchi", "v", "ranchi(DF);", InTurn},
+    {AlgRanF, "ranf", "vv", "ranf(DF1, DF2);", InTurn},
+    {AlgRanN, "rann", "", "rann();", InTurn},
+    {AlgRanN, "rannormal", "", "rannormal();", InTurn},
+    {AlgRanT, "rant", "v", "rant(DF);", InTurn},
+    {AlgRanSeed, "ranseed", "v", "ranseed(SEED);", InTurn},
     {AlgRound, "round", "v", "round(VAR);", Any},
     {AlgSeason, "season", "", "season();", Any},
     {AlgSin, "sin", "v", "sin(VAR);", Any},
@@ -89,6 +97,7 @@ void RegisterFunctions() {
   static bool registered = false;
   if (registered) return;
   registered = true;
+  RanInit();
   for (const FunctionSpec &spec : kRows) AddRow(spec);
 }
 

@@ -73,4 +73,12 @@ double AlgTailF(AlgebraContext *, const double *);
 double AlgTailN(AlgebraContext *, const double *);
 double AlgTailT(AlgebraContext *, const double *);
 
+// functions_random.cpp: random numbers and their seed.
+double AlgRanChi(AlgebraContext *, const double *);
+double AlgRanF(AlgebraContext *, const double *);
+double AlgRanN(AlgebraContext *, const double *);
+double AlgRanSeed(AlgebraContext *, const double *);
+double AlgRanT(AlgebraContext *, const double *);
+double AlgRanU(AlgebraContext *, const double *);
+
 }  // namespace tessel
