@@ -1,6 +1,6 @@
 #!/usr/bin/python3
 """The tables of tests/end_to_end/algebra_columns_test.cpp and tests/algebra/sort_test.cpp: statsmodels, numpy and scipy
-over a run of the observations 1 to 14 of the series below, with dense matrices, and plain transcriptions of the search
+over a run of the observations 1 to 10 of the series below, with dense matrices, and plain transcriptions of the search
 for a smoothing parameter and of the sort."""
 import math
 import sys
@@ -13,14 +13,14 @@ from statsmodels.tsa.filters.hp_filter import hpfilter
 from statsmodels.tsa.stattools import acf
 
 NA = math.nan
-w = np.array([7, 2.1, 3.4, 3.9, 5.2, 4.4, 6.8, 8.1, 7.3, 7.9, 9.6, 8.2, 10.4, 9.1, 11.3, 4])
+w = np.array([7, 2.1, 3.4, 3.9, 5.2, 4.4, 6.8, 8.1, 7.3, 7.9, 9.6, 4])
 x = w.copy()
-x[[1, 6, 7, 11, 14]] = NA
-wr, xr = w[1:15], x[1:15]
+x[[1, 6, 7, 10]] = NA
+wr, xr = w[1:11], x[1:11]
 
 
 def row(code, run):
-    print('      {"%s", {%s}},' % (code, ", ".join("NA" if math.isnan(v) else "%.11g" % v for v in run)))
+    print('      {"%s", {%s}},' % (code, ", ".join("NA" if math.isnan(v) else "%.8g" % v for v in run)))
 
 
 def partial(r):
@@ -113,23 +113,16 @@ def bandwidth(series):
     return 0.75 * math.sqrt((n * n - 1) / 12) * n ** -0.2
 
 
-r = acf(wr, nlags=13, fft=False)
-row("acf(w, e, f)", r)
-row("acf(x, e, f)", acf(xr, nlags=13, fft=False, missing="conservative"))
-row("pacf(w, e, f)", partial(r))
+row("acf(x, e, f)", acf(xr, nlags=9, fft=False, missing="conservative"))
+row("pacf(w, e, f)", partial(acf(wr, nlags=9, fft=False)))
 row("periodogram(w, e, f)", [0] + list(periodogram(wr)[1:]))
 row("smooth_hp(w, 0, e)", hpfilter(wr, 1600)[1])
-row("smooth_hp(w, 5.5, e)", hpfilter(wr, 5.5)[1])
-row("smooth_hp(x, 5.5, e)", [77] + list(hpfilter(xr[1:5], 5.5)[1]) + [77] * 9)
-row("smooth_np(w, -3, e)", kernel(wr, 3)[0])
+row("smooth_hp(x, 5.5, e)", [77] + list(hpfilter(xr[1:5], 5.5)[1]) + [77] * 5)
 row("smooth_np(x, -2, e)", kernel(xr, 2)[0])
 row("smooth_np(w, 0, e)", search(kernel, wr, bandwidth(wr), 0, 20, True))
 row("smooth_np(w, 4.6, e)", search(kernel, wr, 4.6, 5, 20, True))
-row("smooth_np(x, 0.3, e)", search(kernel, xr, 0.3, 0, 20, True))
-row("smooth_sp(w, -2.5, e)", spline(wr, 2.5)[0])
 row("smooth_sp(x, -2.5, e)", spline(xr, 2.5)[0])
 row("smooth_sp(w, 0, e)", search(spline, wr, 1600, 0, 50, False))
-row("smooth_sp(x, 0, e)", search(spline, xr, 1600, 0, 50, False))
 row("smooth_sp(x, 4, e)", search(spline, xr, 4, 4, 50, False))
 for code, value in {
     "quann(0.975)": stats.norm.ppf(0.975),

