@@ -1,12 +1,57 @@
-// Compiles any bytes and runs what compiles: over the whole sample, a part of it, and a single observation.
+// Compiles any bytes and runs what compiles, over the whole sample, a part of it and a single observation: in blocks of
+// observations and, with no memory left for the blocks, one observation at a time. Both must give the same bits.
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+#include "algebra/machine.h"
+#include "algebra/symbols.h"
 #include "algebra_program.h"
+#include "host/heap.h"
+
+namespace {
+
+using namespace tessel;
+
+// The columns of all symbols; those of deleted variables serve the code as well.
+std::vector<double> Columns(const AlgebraContext &context) {
+  std::vector<double> cells;
+  for (const SymbolEntry *symbol = context.symbols; symbol != context.symbolTop; ++symbol)
+    if (symbol->data != nullptr) cells.insert(cells.end(), symbol->data, symbol->data + kFuzzObservations);
+  return cells;
+}
+
+void Restore(const AlgebraContext &context, const double *cells) {
+  for (const SymbolEntry *symbol = context.symbols; symbol != context.symbolTop; ++symbol) {
+    if (symbol->data == nullptr) continue;
+    std::copy_n(cells, kFuzzObservations, symbol->data);
+    cells += kFuzzObservations;
+  }
+}
+
+void CompareRuns(AlgebraContext &context, int first, int last) {
+  const std::vector<double> before = Columns(context);
+  RunAlgebra(&context, first, last, kFuzzObservations, false);
+  const std::vector<double> inBlocks = Columns(context);
+  const std::string message = context.message;
+  Restore(context, before.data());
+  HeapFailAt(2);  // the stack is had, the scratch of the blocks is not
+  RunAlgebra(&context, first, last, kFuzzObservations, false);
+  HeapFailAt(0);
+  const std::vector<double> single = Columns(context);
+  if (message != context.message) std::abort();
+  if (!single.empty() && std::memcmp(single.data(), inBlocks.data(), single.size() * sizeof(double)) != 0) std::abort();
+}
+
+}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  using namespace tessel;
   if (CompileProgram(data, size)) {
-    AlgebraRunRange(0, 4);
-    AlgebraRunRange(1, 3);
-    AlgebraRunRange(4, 4);
+    AlgebraContext &context = Workspace().context;
+    CompareRuns(context, 0, kFuzzObservations - 1);
+    CompareRuns(context, 1, 257);
+    CompareRuns(context, 4, 4);
   }
   WorkspaceClose();
   return 0;

@@ -50,6 +50,25 @@ std::string Message(const std::string &function, const CallError &error) {
   return text;
 }
 
+// The elements of an array that a call borrows, as records of the call's own: whatever a function puts in their place
+// is released here and the array itself stays as it was. One spare record, so that an empty array that is passed for an
+// output has a target as well.
+struct BorrowedElements {
+  ~BorrowedElements() {
+    for (MorvValue &record : records) MorvFreeByValue(&record);
+  }
+
+  MorvValue *Copy(const MorvValue &array) {
+    const auto *elements = static_cast<const MorvValue *>(array.data);
+    records.assign(elements, elements + ElementCount(array));
+    records.push_back(ScalarRecord(MORV_INTEGER));
+    for (MorvValue &record : records) record.opaque[1] = kBorrowed;
+    return records.data();
+  }
+
+  std::vector<MorvValue> records;
+};
+
 }  // namespace
 
 Arguments &Arguments::Integer(int value) {
@@ -84,6 +103,10 @@ Arguments &Arguments::Matrix(const double *rowMajor, int rows, int columns) {
   return *this;
 }
 
+Arguments &Arguments::Column(std::span<const double> cells) {
+  return Matrix(cells.data(), static_cast<int>(cells.size()), cells.empty() ? 0 : 1);
+}
+
 Arguments &Arguments::Borrow(const Value &value) {
   entries_.push_back({value.Record()});
   return *this;
@@ -96,13 +119,14 @@ Arguments &Arguments::Output(Value &target) {
 
 Arguments &Arguments::Decline() { return Integer(0); }
 
-// The call proper. Inputs are marked as borrowed, so nothing that the function does releases them, and outputs go to
-// fresh records that are moved to their targets when the call has ended.
+// The call proper. Inputs are marked as borrowed, the elements of arrays too, so nothing that the function does
+// releases or changes them, and outputs go to fresh records that are moved to their targets when the call has ended.
 struct CallAccess {
   static Outcome Run(std::string_view name, MorvFunction function, Arguments &args) {
     const std::size_t count = args.entries_.size();
     std::vector<MorvValue> records(std::max(count, kPositions));
     std::vector<Value> fresh(count);
+    std::vector<BorrowedElements> elements(count);
     for (std::size_t i = 0; i < count; ++i) {
       const Arguments::Entry &entry = args.entries_[i];
       records[i] = entry.record;
@@ -110,6 +134,8 @@ struct CallAccess {
         fresh[i].Record().value.integer = kUntouched;
         records[i].data = &fresh[i].Record();
         records[i].opaque[0] = 1;
+      } else if (TagOf(records[i]) == MORV_ARRAY) {
+        records[i].data = elements[i].Copy(records[i]);
       }
       records[i].opaque[1] = kBorrowed;
     }

@@ -135,6 +135,11 @@ MatrixView Value::AsMatrix() const {
   return {shape.rows > 0 && table != nullptr ? table[0] : nullptr, shape.rows, shape.columns};
 }
 
+std::vector<double> Value::Numbers() const {
+  const std::span<double> cells = AsMatrix().Flat();
+  return {cells.begin(), cells.end()};
+}
+
 std::size_t Value::Size() const {
   Expect(Tag() == MORV_ARRAY, "the value is no array");
   return ElementCount(record_);

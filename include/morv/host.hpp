@@ -64,7 +64,8 @@ class MORV_API Value {
   double AsDouble() const;  // of an integer or a double
   std::string_view AsText() const;
   MatrixView AsMatrix() const;
-  std::size_t Size() const;  // elements of an array
+  std::vector<double> Numbers() const;  // a matrix's cells, row by row
+  std::size_t Size() const;             // elements of an array
   const Value &operator[](std::size_t i) const;
   Value &operator[](std::size_t i);
 
@@ -87,6 +88,7 @@ class MORV_API Arguments {
   Arguments &Strings(std::span<const std::string> texts);
   Arguments &Matrix(const double *rowMajor, int rows, int columns);
   Arguments &Matrix(const MatrixView &view) { return Matrix(view.cells, view.rows, view.columns); }
+  Arguments &Column(std::span<const double> cells);  // a vector; 0 x 0 when there are no cells
   Arguments &Borrow(const Value &value);
 
   // An output argument: after a call that wrote it, `target` holds the result; otherwise it keeps what it held. An

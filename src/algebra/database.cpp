@@ -91,9 +91,13 @@ void UnlinkName(AlgebraDatabase *db, int i) {
   *at = db->nameNext[i];
 }
 
-void RebuildNames(AlgebraDatabase *db) {
-  std::fill_n(db->nameHeads, kNameBuckets, -1);
-  for (int i = db->varCount - 1; i >= 0; --i) LinkName(db, i);
+// Takes variable i out of the index and counts the later ones down by one.
+void RemoveName(AlgebraDatabase *db, int i) {
+  UnlinkName(db, i);
+  std::rotate(db->nameNext + i, db->nameNext + i + 1, db->nameNext + db->varCount);
+  const auto countDown = [i](int &variable) { variable -= variable > i ? 1 : 0; };
+  std::for_each_n(db->nameHeads, kNameBuckets, countDown);
+  std::for_each_n(db->nameNext, db->varCount, countDown);
 }
 
 // Entry i gets a column of missing values and its default name; 0, with what was made left to ClearEntry, when memory
@@ -234,6 +238,7 @@ void DbDeleteVariable(AlgebraDatabase *db, int index) {
     ReportNamed("", db->names[index], " cannot be deleted");
     return;
   }
+  RemoveName(db, index);
   ClearEntry(db, index);
   // The emptied entry moves to the end, the later ones down by one.
   const int next = index + 1, end = db->varCount;
@@ -243,7 +248,6 @@ void DbDeleteVariable(AlgebraDatabase *db, int index) {
   std::rotate(db->handles + index, db->handles + next, db->handles + end);
   std::rotate(db->info + index, db->info + next, db->info + end);
   --db->varCount;
-  RebuildNames(db);
   MarkModified(db);
 }
 

@@ -57,11 +57,12 @@ const char *OpenOverArguments(MorvValue *args, const MatrixView &data, bool form
   if (!formulation && workspace.paramCount != 0) return "Error: No parameters alllowed here";
   if (!formulation) return nullptr;
 
+  // Each is filled before the next one is allocated: both may name one target.
   const OutputView values = OutputAt(args, 7, workspace.paramCount, 1);
+  WorkspaceGetParameters(values.Flat(), nullptr);
   const OutputView numbers = OutputAt(args, 8, workspace.paramCount, 1);
-  if (values.failed || numbers.failed) return noWorkspace;
-  WorkspaceGetParameters(values.Flat(), numbers.Flat());
-  return nullptr;
+  WorkspaceGetParameters(nullptr, numbers.Flat());
+  return values.failed || numbers.failed ? noWorkspace : nullptr;
 }
 
 // The flags of a selection, one for each observation of the sample: a matrix with a column for every observation (its

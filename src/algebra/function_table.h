@@ -2,9 +2,8 @@
 //
 // The machine calls a handler once for every observation of the run, unless a `v` argument is missing: then the call's
 // value is missing and the handler is not called. A handler
-//   - reads its arguments in source order: the value of a `v` argument; for an `r` argument (a column that is read) and
-//   a
-//     `d` argument (a column that is written) the symbol's index as a double (see SourceColumn in functions.h);
+//   - reads its arguments in source order: the value of a `v` argument, and the symbol's index as a double for an `r`
+//     argument (a column that is read) and a `d` argument (one that is written); see ColumnAt in functions.h;
 //   - may use the context's currentObs, firstObs, lastObs, obsLimit, symbols and database;
 //   - sets bits of the context's error word with OR, and never clears any;
 //   - gives AlgebraMissing when it has nothing to say.

@@ -57,7 +57,8 @@ double AlgDiff(AlgebraContext *context, const double *args) {
 double AlgDlog(AlgebraContext *context, const double *args) {
   const double *x = ColumnAt(context, args[0]);
   const int t = context->currentObs;
-  if (!IsComplete(context, x, {t - std::int64_t{1}, t})) return AlgebraMissing();
+  // t itself may lie past the run: a run whose first observation is beyond the last one starts there.
+  if (t < 1 || t - 1 > context->lastObs || IsMissing(x[t]) || IsMissing(x[t - 1])) return AlgebraMissing();
   if (x[t] < 0 || x[t - 1] < 0) return Fault(context, ErrLogNonPositive);
   if (x[t] == 0 || x[t - 1] == 0) return Fault(context, ErrLogZero);
   return std::log(x[t]) - std::log(x[t - 1]);

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "algebra/functions.h"
+#include "algebra/operators.h"
 
 namespace tessel {
 
@@ -67,7 +68,7 @@ void Smooth(const double *x, int first, int last, double alpha, double beta, dou
   for (int i = first; i <= last; ++i) {
     const double v = x[i];
     if (IsMissing(v)) {
-      out[i] = values > 0 ? gap * trend + level : v;
+      out[i] = OrMissing(values > 0 ? gap * trend + level : v);
       if (values > 0) ++gap;
       continue;
     }
@@ -83,7 +84,7 @@ void Smooth(const double *x, int first, int last, double alpha, double beta, dou
       level = (trend + previous) * (1 - alpha) + alpha * v;
       trend = (level - previous) * beta + (1 - beta) * trend;
     }
-    out[i] = level;
+    out[i] = OrMissing(level);
   }
 }
 
@@ -99,7 +100,7 @@ void Correlate(const double *x, const double *y, int first, int last, double lam
       yy = y[i] * y[i] + lambda * yy;
       ++values;
     }
-    out[i] = values >= fewest ? xy / std::sqrt(xx * yy) : AlgebraMissing();
+    out[i] = OrMissing(values >= fewest ? xy / std::sqrt(xx * yy) : AlgebraMissing());
   }
 }
 

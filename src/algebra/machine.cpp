@@ -2,6 +2,7 @@
 #include "algebra/machine.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdio>
 #include <cstring>
 
@@ -54,14 +55,18 @@ std::int64_t DatedIndex(const SampleSpec &sample, double year, double period) {
   return p > 0 ? SampleIndex(TruncateToInt(year), p, sample) : TruncateToInt(year);
 }
 
-// A call with a missing argument is not made. (The index that stands for a column is never missing.)
+// A call with a missing argument is not made, and a result that is no number is missing. (The index that stands for a
+// column is never missing.)
 inline double CallFunction(AlgebraContext *context, const FunctionRow &row, const double *args) {
   for (int i = 0; i < row.argCount; ++i)
     if (IsNan(args[i])) return MissingValue();
-  if (row.handler != nullptr) return row.handler(context, args);
   double result = 0.0;
-  row.stretch(context, args, &result, 1);
-  return result;
+  if (row.handler != nullptr) {
+    result = row.handler(context, args);
+  } else {
+    row.stretch(context, args, &result, 1);
+  }
+  return OrMissing(result);
 }
 
 }  // namespace
@@ -223,12 +228,16 @@ void OperateBlock(AlgebraContext *context, int code, const double *a, const doub
   });
 }
 
-// How many observations from i on have the arguments of observation i, none of them missing.
+bool SameBits(double a, double b) { return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b); }
+
+// How many observations from i on have the arguments of observation i (the sign of a zero included), none of them
+// missing.
 int StretchOf(const FunctionRow &row, const double *const *values, int i, int count) {
   for (int k = 0; k < row.argCount; ++k) {
     const double *begin = values[k] + i;
     if (IsNan(*begin)) return 0;
-    count = i + static_cast<int>(std::find_if(begin, values[k] + count, [&](double v) { return v != *begin; }) - begin);
+    const double *end = std::find_if(begin, values[k] + count, [&](double v) { return !SameBits(v, *begin); });
+    count = i + static_cast<int>(end - begin);
   }
   return count - i;
 }
@@ -244,6 +253,7 @@ void CallBlock(AlgebraContext *context, const FunctionRow &row, const double *co
     if (stretch == 0) out[i] = CallFunction(context, row, args);
     i += std::max(stretch, 1);
   }
+  if (row.stretch != nullptr) std::transform(out, out + count, out, OrMissing);
 }
 
 void RunStepInBlock(AlgebraContext *context, BlockStack &stack, const Step &step, int t, int count) {

@@ -219,7 +219,7 @@ void PlaceJumps(Builder &b, const Instruction *first, const Instruction *end) {
     // A target inside the statement, ahead of the jump, as the compiler emits it; any other ends the run.
     const Instruction *target = b.context->code + step.operand;
     const int ahead = target >= first && target < end ? b.firstStep + b.stepAt[step.operand] - i : 0;
-    if (ahead > 0) {
+    if (ahead > 0 && i + ahead < b.stepCount) {
       step.operand = ahead;
     } else {
       step = {nullptr, StepKind::Fault, Source::Stack, static_cast<int>(ErrStack), 0, 0.0, nullptr};

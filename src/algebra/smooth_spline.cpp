@@ -10,6 +10,7 @@
 #include "algebra/smooth_search.h"
 #include "host/heap.h"
 #include "host/missing.h"
+#include "linalg/kernel.h"
 
 namespace tessel {
 
@@ -17,7 +18,6 @@ namespace {
 
 constexpr int kFewest = 3;
 constexpr double kUsualLambda = 1600;
-constexpr double kSmallestPivot = 2.220446049250313e-13;  // the tolerance of the linear algebra kernel
 
 // One inner knot: a row of the band matrix' factors L D L', and of the solution.
 struct BandRow {
@@ -71,7 +71,7 @@ bool Factorise(const Spline &s, double lambda) {
     BandRow *row = s.Row(i);
     const BandRow &a = row[-1], &b = row[-2];
     row->pivot = s.R0(i) + lambda * s.Q0(i) - a.next * a.next * a.pivot - b.second * b.second * b.pivot;
-    if (!(row->pivot >= kSmallestPivot && std::isfinite(row->pivot))) return false;
+    if (!(row->pivot >= MatTolerance() && std::isfinite(row->pivot))) return false;
     const bool last = i + 1 == s.Inner();
     row->next = last ? 0 : (s.R1(i) + lambda * s.Q1(i) - a.second * a.next * a.pivot) / row->pivot;
     row->second = last || i + 2 == s.Inner() ? 0 : lambda * s.Q2(i) / row->pivot;

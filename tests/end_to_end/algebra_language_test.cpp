@@ -1,5 +1,7 @@
 // The Algebra language through the exports: statements, operators, indices, conditions, messages. Expected values
 // follow from the language's rules by hand.
+#include <bit>
+#include <cstdint>
 #include <limits>
 
 #include "workspace.h"
@@ -101,6 +103,9 @@ TEST(AlgebraLanguage, RangesBoundWritesAndNotReads) {
   ExpectSeries(algebra.Get("w"), {NA, 11, 12, NA, NA}, "w");
   ASSERT_TRUE(algebra.Run({}, 4, 2)) << "an empty range runs at its first observation";
   ExpectSeries(algebra.Get("y"), {NA, 10, 11, 12, 13}, "y");
+  Algebra dlog({"x"}, {{1, 1, 1, 1}}, "y = dlog(x);");
+  ASSERT_TRUE(dlog.Run({}, 2, 1) && dlog.Run({}, 3, 1));
+  ExpectSeries(dlog.Get("y"), {NA, NA, 0, NA}, "only the observation before has to lie in the run");
 }
 
 // The same statements over enough observations to run in blocks, against the same statements one observation at a time.
@@ -126,6 +131,33 @@ TEST(AlgebraLanguage, BlocksGiveTheSameBitsAsSingleObservations) {
   for (int t = 0; t < 700; ++t) again.Run({}, t, t);
   for (const char *name : {"a", "b", "c", "d", "e", "f", "g"}) single.push_back(again.Get(name));
   for (std::size_t i = 0; i < whole.size(); ++i) ExpectSeries(single[i], whole[i], std::string(1, char('a' + i)));
+}
+
+// Results that are no number, from arithmetic and from functions, in blocks and one observation at a time: all of them
+// are the one missing value, so that files and comparisons of bits agree on every machine.
+TEST(AlgebraLanguage, OneBitPatternForEveryMissingResult) {
+  const std::string code =
+      "a = acos(2) + 0; b = sin(1/x); c = fmod(x, 0); d = 0*(1/x); e = stock(z, 0, 1/x - 1/x); f = cum(z);"
+      "ewma(z, 0.5, 0.5, g); ewmc0(x, x, 1, h);";
+  for (const int count : {5, 300}) {
+    const auto n = static_cast<std::size_t>(count);
+    std::vector<double> x(n, 0.0), z(n, kInf);
+    z[1] = -kInf;
+    Algebra algebra({"x", "z"}, {x, z}, code);
+    ASSERT_EQ(algebra.error, "");
+    algebra.Run();
+    for (const char *name : {"a", "b", "c", "d", "e", "f", "g", "h"})
+      EXPECT_EQ(std::bit_cast<std::uint64_t>(algebra.Get(name).back()), 0x7FF8000000000000U) << name << " of " << count;
+  }
+}
+
+// The sign of a zero among the arguments is an argument of its own: 1/stock tells them apart.
+TEST(AlgebraLanguage, SignedZerosInBlocks) {
+  std::vector<double> x(40, -0.0), start(40, 0.0), expected(40, kInf);
+  for (std::size_t t = 5; t < 40; t += 2) start[t] = -0.0, expected[t] = -kInf;
+  Algebra algebra({"x", "start"}, {x, start}, "y = 1/stock(x, 0, start);");
+  ASSERT_TRUE(algebra.Run());
+  ExpectSeries(algebra.Get("y"), expected, "y");
 }
 
 struct MessageCase {

@@ -92,4 +92,34 @@ TEST(AlgebraWorkspace, ARefusedArgumentLeavesAnOpenWorkspaceAlone) {
   ExpectSeries(algebra.Get("y"), {2, 4}, "y");
 }
 
+TEST(AlgebraWorkspace, ArraysThatStandForOutputs) {
+  const double cells[] = {1, 2};
+  const std::string name[] = {"x"};
+  const auto arguments = [&](morv::Arguments &args) {
+    args.Matrix(cells, 2, 1).Strings(name).Integer(1).Integer(1).Integer(1).Integer(0).Text("&3 = 4; y = &3*x;");
+  };
+  // Arrays that a caller lends, empty or twice the same one, are no outputs: they stay as they are.
+  const morv::Value empty = morv::Value::Array(0), names = morv::Value::Strings(name);
+  for (const morv::Value *array : {&empty, &names}) {
+    morv::Arguments args, added;
+    arguments(args);
+    EXPECT_TRUE(TesselLibrary().Call("FnInitAlgebraNls", args.Borrow(*array).Borrow(*array)).Untouched());
+    TesselLibrary().Call("FnGetAlgebraAddedData", added.Borrow(*array).Borrow(*array));
+  }
+  EXPECT_EQ(empty.Size(), 0U);
+  EXPECT_EQ(names[0].AsText(), "x");
+  // A caller of the C interface may name one target twice: the second output is what remains.
+  const morv::Value code = morv::Value::String("&3 = 4; y = &3*x;");
+  morv::Value matrix = morv::Value::Matrix(2, 1), target, result, year = morv::Value::Integer(1);
+  MorvValue output{};
+  output.type = MORV_ARRAY;
+  output.data = &target.Record();
+  MorvValue raw[] = {matrix.Record(), names.Record(), year.Record(), year.Record(), year.Record(),
+                     year.Record(),   code.Record(),  output,        output};
+  TesselLibrary().Find("FnInitAlgebraNls")(&result.Record(), raw, 9);
+  EXPECT_EQ(target.AsMatrix()(0, 0), 3);
+  morv::Arguments none;
+  TesselLibrary().Call("FnExitAlgebraNls", none);
+}
+
 }  // namespace

@@ -1,0 +1,229 @@
+// Likelihoods with score and information at 20,000 observations of 10 regressors, against loops that carry out the
+// minimum of scalar arithmetic: the lower triangle of the information matrix, one observation after the other.
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include "limdep/count.h"
+#include "limdep/logit.h"
+#include "limdep/probit.h"
+
+using namespace tessel;
+
+namespace {
+
+constexpr int kObservations = 20000, kRegressors = 10, kOutcomes = 4;
+
+struct Matrix {
+  Matrix(int r, int c) : cells(static_cast<std::size_t>(r) * static_cast<std::size_t>(c)), rows(r) {
+    for (int i = 0; i < r; ++i) rows[static_cast<std::size_t>(i)] = cells.data() + i * c;
+  }
+  RowMatrix Get() { return rows.data(); }
+  std::vector<double> cells;
+  std::vector<double *> rows;
+};
+
+// Regressors: a constant and normal variates. Outcomes 0 to 3, or counts of mean about 2, or 0 and 1.
+struct Problem {
+  explicit Problem(int parameters, int outcomes)
+      : x(kObservations, kRegressors),
+        y(kObservations, 1),
+        theta(static_cast<std::size_t>(parameters)),
+        score(static_cast<std::size_t>(parameters)),
+        information(parameters, parameters) {
+    std::mt19937_64 generator(1);
+    std::normal_distribution<double> normal;
+    std::poisson_distribution<int> count(2.0);
+    std::uniform_int_distribution<int> outcome(0, outcomes - 1);
+    for (int t = 0; t < kObservations; ++t) {
+      for (int i = 0; i < kRegressors; ++i) x.Get()[t][i] = i == 0 ? 1.0 : normal(generator);
+      y.cells[static_cast<std::size_t>(t)] = outcomes > 0 ? outcome(generator) : count(generator);
+    }
+    for (double &value : theta) value = 0.1 * normal(generator);
+    out.parameters = parameters;
+    out.score = score.data();
+    out.information = information.Get();
+  }
+  IndexSample Sample() {
+    IndexSample sample;
+    sample.observations = kObservations;
+    sample.y = y.Get();
+    sample.x = x.Get();
+    sample.regressors = kRegressors;
+    return sample;
+  }
+  void Clear() {
+    std::fill(score.begin(), score.end(), 0.0);
+    std::fill(information.cells.begin(), information.cells.end(), 0.0);
+  }
+  void Mirror() {
+    for (int i = 0; i < out.parameters; ++i)
+      for (int j = 0; j < i; ++j) out.information[j][i] = out.information[i][j];
+  }
+
+  Matrix x, y;
+  std::vector<double> theta, score;
+  Matrix information;
+  LikelihoodOutputs out;
+};
+
+double Index(const double *x, const double *beta) {
+  double sum = 0.0;
+  for (int i = 0; i < kRegressors; ++i) sum += x[i] * beta[i];
+  return sum;
+}
+
+void LogitTessel(benchmark::State &state) {
+  Problem problem(3 * kRegressors, kOutcomes);
+  LogitSample sample;
+  sample.observations = kObservations;
+  sample.outcomes = kOutcomes;
+  sample.y = problem.y.Get();
+  sample.x = problem.x.Get();
+  sample.regressors = kRegressors;
+  for (auto _ : state) benchmark::DoNotOptimize(LogitLikelihood(sample, problem.theta.data(), problem.out));
+}
+
+void LogitPlain(benchmark::State &state) {
+  Problem problem(3 * kRegressors, kOutcomes);
+  for (auto _ : state) {
+    problem.Clear();
+    double total = 0.0;
+    for (int t = 0; t < kObservations; ++t) {
+      const double *x = problem.x.Get()[t];
+      double p[kOutcomes] = {}, largest = 0.0, sum = 0.0;
+      for (int j = 1; j < kOutcomes; ++j) {
+        p[j] = Index(x, problem.theta.data() + (j - 1) * kRegressors);
+        largest = std::max(largest, p[j]);
+      }
+      for (double &value : p) sum += value = std::exp(value - largest);
+      for (double &value : p) value /= sum;
+      const int y = static_cast<int>(problem.y.cells[static_cast<std::size_t>(t)]);
+      total += std::log(p[y]);
+      for (int j = 1; j < kOutcomes; ++j) {
+        const double residual = (y == j) - p[j];
+        for (int i = 0; i < kRegressors; ++i)
+          problem.score[static_cast<std::size_t>((j - 1) * kRegressors + i)] += residual * x[i];
+        for (int l = 1; l <= j; ++l) {
+          const double c = l == j ? p[j] * (1.0 - p[j]) : -p[j] * p[l];
+          for (int i = 0; i < kRegressors; ++i) {
+            double *row = problem.out.information[(j - 1) * kRegressors + i] + (l - 1) * kRegressors;
+            for (int i2 = 0; i2 < (l == j ? i + 1 : kRegressors); ++i2) row[i2] += c * x[i] * x[i2];
+          }
+        }
+      }
+    }
+    problem.Mirror();
+    benchmark::DoNotOptimize(total);
+  }
+}
+
+// A plain loop over a model of one index: `terms` gives log-likelihood, score and information weight.
+template <class Terms>
+void PlainIndex(benchmark::State &state, int outcomes, Terms terms) {
+  Problem problem(kRegressors, outcomes);
+  for (auto _ : state) {
+    problem.Clear();
+    double total = 0.0;
+    for (int t = 0; t < kObservations; ++t) {
+      const double *x = problem.x.Get()[t];
+      double score = 0.0, weight = 0.0;
+      total += terms(Index(x, problem.theta.data()), static_cast<int>(problem.y.cells[static_cast<std::size_t>(t)]),
+                     &score, &weight);
+      for (int i = 0; i < kRegressors; ++i) {
+        problem.score[static_cast<std::size_t>(i)] += score * x[i];
+        for (int j = 0; j <= i; ++j) problem.out.information[i][j] += weight * x[i] * x[j];
+      }
+    }
+    problem.Mirror();
+    benchmark::DoNotOptimize(total);
+  }
+}
+
+void ProbitTessel(benchmark::State &state) {
+  Problem problem(kRegressors, 2);
+  for (auto _ : state) benchmark::DoNotOptimize(ProbitLikelihood(problem.Sample(), problem.theta.data(), problem.out));
+}
+
+void ProbitPlain(benchmark::State &state) {
+  PlainIndex(state, 2, [](double b, int y, double *score, double *weight) {
+    const double p = 0.5 * std::erfc(-b * 0.7071067811865476), density = 0.3989422804014327 * std::exp(-0.5 * b * b);
+    *score = (y - p) * density / (p * (1.0 - p));
+    *weight = density * density / (p * (1.0 - p));
+    return std::log(y == 1 ? p : 1.0 - p);
+  });
+}
+
+void PoissonTessel(benchmark::State &state) {
+  Problem problem(kRegressors, 0);
+  for (auto _ : state)
+    benchmark::DoNotOptimize(CountLikelihood({}, problem.Sample(), problem.theta.data(), problem.out));
+}
+
+void PoissonPlain(benchmark::State &state) {
+  PlainIndex(state, 0, [](double b, int y, double *score, double *weight) {
+    const double mu = std::exp(b);
+    *score = y - mu;
+    *weight = mu;
+    return y * b - mu - std::lgamma(y + 1.0);
+  });
+}
+
+// By recurrence to 6, then the asymptotic series.
+double Digamma(double x) {
+  double result = 0.0;
+  for (; x < 6.0; x += 1.0) result -= 1.0 / x;
+  const double w = 1.0 / (x * x);
+  return result + std::log(x) - 0.5 / x -
+         w * (1.0 / 12 -
+              w * (1.0 / 120 - w * (1.0 / 252 - w * (1.0 / 240 - w * (1.0 / 132 - w * (691.0 / 32760 - w / 12))))));
+}
+
+void NegativeBinomialTessel(benchmark::State &state) {
+  Problem problem(kRegressors + 1, 0);
+  CountModel model;
+  model.negativeBinomial = true;
+  for (auto _ : state)
+    benchmark::DoNotOptimize(CountLikelihood(model, problem.Sample(), problem.theta.data(), problem.out));
+}
+
+void NegativeBinomialPlain(benchmark::State &state) {
+  Problem problem(kRegressors + 1, 0);
+  for (auto _ : state) {
+    problem.Clear();
+    const double a = std::exp(-problem.theta[kRegressors]);
+    const double logGamma = std::lgamma(a), digamma = Digamma(a);
+    double total = 0.0;
+    for (int t = 0; t < kObservations; ++t) {
+      const double *x = problem.x.Get()[t];
+      const double b = Index(x, problem.theta.data()), mu = std::exp(b),
+                   y = problem.y.cells[static_cast<std::size_t>(t)];
+      const double g = a / mu, logOne = std::log1p(g), logG = std::log(g);
+      total += std::lgamma(y + a) - std::lgamma(y + 1.0) - logGamma - (y + a) * logOne + a * logG;
+      const double dIndex = a * (y - mu) / (mu + a);
+      const double dShape = -a * (Digamma(y + a) - digamma - logOne - (y + a) / (mu + a) + logG + 1.0);
+      for (int i = 0; i < kRegressors; ++i) {
+        problem.score[static_cast<std::size_t>(i)] += dIndex * x[i];
+        for (int j = 0; j <= i; ++j) problem.out.information[i][j] += dIndex * dIndex * x[i] * x[j];
+        problem.out.information[kRegressors][i] += dIndex * dShape * x[i];
+      }
+      problem.score[kRegressors] += dShape;
+      problem.out.information[kRegressors][kRegressors] += dShape * dShape;
+    }
+    problem.Mirror();
+    benchmark::DoNotOptimize(total);
+  }
+}
+
+BENCHMARK(LogitTessel)->Name("logit, 4 outcomes/20000x10/tessel")->Unit(benchmark::kMicrosecond);
+BENCHMARK(LogitPlain)->Name("logit, 4 outcomes/20000x10/plain")->Unit(benchmark::kMicrosecond);
+BENCHMARK(ProbitTessel)->Name("probit/20000x10/tessel")->Unit(benchmark::kMicrosecond);
+BENCHMARK(ProbitPlain)->Name("probit/20000x10/plain")->Unit(benchmark::kMicrosecond);
+BENCHMARK(PoissonTessel)->Name("poisson/20000x10/tessel")->Unit(benchmark::kMicrosecond);
+BENCHMARK(PoissonPlain)->Name("poisson/20000x10/plain")->Unit(benchmark::kMicrosecond);
+BENCHMARK(NegativeBinomialTessel)->Name("negative binomial/20000x10/tessel")->Unit(benchmark::kMicrosecond);
+BENCHMARK(NegativeBinomialPlain)->Name("negative binomial/20000x10/plain")->Unit(benchmark::kMicrosecond);
+
+}  // namespace

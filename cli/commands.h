@@ -1,0 +1,40 @@
+// The work behind each subcommand. Each throws Failure when it cannot be done, and returns the exit status otherwise.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "data_table.h"
+#include "output.h"
+
+struct RunOptions {
+  std::string program;
+  DataOptions data;
+  OutputOptions output;
+};
+
+struct FitOptions : RunOptions {
+  std::string residual;
+  std::vector<std::string> startingValues;  // in the place of the program's, in ascending order of parameter number
+  int presample = 0;                        // observations before the range that the program runs over as well
+  int maxIterations = 1000;
+  double tolerance = 1e-12;
+  int digits = 7;  // significant digits of the table
+};
+
+// Runs the program over the data and writes the variables.
+int RunCommand(const RunOptions &options);
+
+// Estimates the program's parameters by non-linear least squares and prints a table; writes the variables at the
+// estimates where an output file is named.
+int FitCommand(const FitOptions &options);
+
+// Compiles the program; without data it knows no variables but its own.
+int CheckCommand(const std::string &program, const std::optional<DataOptions> &data);
+
+// Lists the built-in functions, or one of them.
+int FunctionsCommand(const std::string &name);
+
+// Calls exports of the library: function and file of arguments in turn. Prints each call's results as JSON.
+int CallCommand(const std::vector<std::string> &words);

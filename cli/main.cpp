@@ -1,0 +1,151 @@
+// tessel: Algebra programs from the command line.
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+
+#include "commands.h"
+#include "failure.h"
+
+namespace {
+
+void AddDataOptions(CLI::App &command, DataOptions &data, bool required) {
+  CLI::Option *file = command.add_option("--data", data.file, "CSV file, first row the names; - is standard input");
+  file->type_name("FILE")->required(required);
+  CLI::Option *start = command.add_option("--start", data.start, "year and period of the first observation, as 1959:1");
+  start->type_name("YEAR:PERIOD");
+  CLI::Option *frequency =
+      command.add_option("--frequency", data.frequency, "periods in a year, as 4 for quarters (default 1)");
+  frequency->type_name("N");
+  command.add_option("--dates", data.dates, "column that holds the dates of the observations")
+      ->type_name("COLUMN")
+      ->excludes(start)
+      ->excludes(frequency);
+  command.add_option("--skip", data.skip, "columns not to read")
+      ->type_name("NAME,...")
+      ->delimiter(',')
+      ->allow_extra_args(false);
+}
+
+void AddRangeOptions(CLI::App &command, DataOptions &data) {
+  const char *form = "OBS";
+  command.add_option("--first", data.first, "first observation: a number from 1, YEAR:PERIOD, a year or a date")
+      ->type_name(form);
+  command.add_option("--last", data.last, "last observation")->type_name(form);
+  command.add_option("--presample", data.presample, "observations before --first to run over as well; or all")
+      ->type_name("N");
+}
+
+void AddOutputOptions(CLI::App &command, OutputOptions &output, const char *what) {
+  command.add_option("--output", output.file, what)->type_name("FILE");
+  CLI::Option *only = command.add_option("--only", output.only, "write these variables");
+  only->type_name("NAME,...")->delimiter(',')->allow_extra_args(false);
+  command.add_flag("--added", output.added, "write the variables that the program adds")->excludes(only);
+}
+
+CLI::App *AddRun(CLI::App &app, RunOptions &run) {
+  CLI::App *command = app.add_subcommand("run", "Run an Algebra program over data and write the variables as CSV");
+  command->add_option("PROGRAM", run.program, "file with the Algebra program")->required();
+  AddDataOptions(*command, run.data, true);
+  AddRangeOptions(*command, run.data);
+  AddOutputOptions(*command, run.output, "CSV file to write, - is standard output (default)");
+  command->add_option("--digits", run.output.digits, "significant digits (default: as many as read back exactly)")
+      ->type_name("N")
+      ->check(CLI::Range(1, 17));
+  return command;
+}
+
+CLI::App *AddFit(CLI::App &app, FitOptions &fit) {
+  CLI::App *command = app.add_subcommand("fit", "Estimate a model's parameters by non-linear least squares");
+  command->add_option("PROGRAM", fit.program, "file with the model as an Algebra program")->required();
+  AddDataOptions(*command, fit.data, true);
+  AddRangeOptions(*command, fit.data);
+  command->add_option("--residual", fit.residual, "variable whose sum of squares is minimised")
+      ->type_name("NAME")
+      ->required();
+  command->add_option("--starting-values", fit.startingValues, "in the place of the program's, by parameter number")
+      ->type_name("VALUE,...")
+      ->delimiter(',')
+      ->allow_extra_args(false);
+  command->add_option("--max-iterations", fit.maxIterations, "default 1000")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1000000));
+  command->add_option("--tolerance", fit.tolerance, "share of change that ends the search (default 1e-12)")
+      ->type_name("SHARE")
+      ->check(CLI::Range(0.0, 1.0));
+  command->add_option("--digits", fit.digits, "significant digits of the table (default 7)")
+      ->type_name("N")
+      ->check(CLI::Range(1, 17));
+  fit.output.file.clear();
+  AddOutputOptions(*command, fit.output, "CSV file for the variables at the estimates");
+  return command;
+}
+
+// The line for a command line that cannot be read.
+std::string UsageLine(const CLI::App &app, const CLI::ParseError &error) {
+  std::string name = "tessel";
+  for (const CLI::App *command : app.get_subcommands()) name += " " + command->get_name();
+  std::string what = error.what();
+  for (char &c : what) c = c == '\n' ? ' ' : c;
+  return name + ": " + what + " (see " + name + " --help)";
+}
+
+int Main(int argc, char **argv) {
+  CLI::App app("Runs and estimates programs of Algebra, a small language for time series.", "tessel");
+  app.set_version_flag("--version", "tessel " TESSEL_VERSION);
+  app.require_subcommand(1);
+  int status = 0;
+
+  RunOptions run;
+  AddRun(app, run)->final_callback([&] { status = RunCommand(run); });
+
+  FitOptions fit;
+  AddFit(app, fit)->final_callback([&] {
+    if (fit.output.file == "-") Misuse("--output", "the table goes to standard output, expected a file's name");
+    status = FitCommand(fit);
+  });
+
+  std::string checked;
+  DataOptions checkedData;
+  CLI::App *check = app.add_subcommand("check", "Compile an Algebra program without running it");
+  check->add_option("PROGRAM", checked, "file with the Algebra program")->required();
+  AddDataOptions(*check, checkedData, false);
+  check->final_callback(
+      [&] { status = CheckCommand(checked, checkedData.file.empty() ? std::nullopt : std::optional(checkedData)); });
+
+  std::string function;
+  CLI::App *functions = app.add_subcommand("functions", "List the built-in functions of Algebra");
+  functions->add_option("NAME", function, "one function");
+  functions->final_callback([&] { status = FunctionsCommand(function); });
+
+  std::vector<std::string> words;
+  CLI::App *call = app.add_subcommand("call", "Call functions of the library with arguments as JSON");
+  call->add_option("FUNCTION ARGS.json", words,
+                   "a function and the file of its arguments (- is standard input), in turn")
+      ->required();
+  call->final_callback([&] { status = CallCommand(words); });
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError &error) {
+    if (error.get_exit_code() == 0) return app.exit(error);
+    std::cerr << UsageLine(app, error) << '\n';
+    return Failure::WrongUsage;
+  }
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  try {
+    return Main(argc, argv);
+  } catch (const Failure &failure) {
+    std::cerr << failure.what() << '\n';
+    return failure.status;
+  } catch (const std::bad_alloc &) {
+    std::cerr << "tessel: out of memory\n";
+  } catch (const std::exception &error) {
+    std::cerr << "tessel: " << error.what() << '\n';
+  }
+  return Failure::Failed;
+}

@@ -1,0 +1,173 @@
+// The text of an Algebra program.
+#include "program.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "failure.h"
+#include "text.h"
+
+namespace {
+
+// Cuts a text into pieces: comments, strings, words and single characters. The view's end is the end of the last piece.
+std::string_view NextPiece(std::string_view text) {
+  const auto upTo = [&](std::size_t end, std::size_t closing) {
+    return text.substr(0, end == std::string_view::npos ? end : end + closing);
+  };
+  if (text.starts_with("/*")) return upTo(text.find("*/", 2), 2);
+  if (text.starts_with("//")) return upTo(text.find('\n'), 0);
+  if (text.starts_with("\"")) return upTo(text.find('"', 1), 1);
+  const auto isWord = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; };
+  const auto length = std::ranges::find_if_not(text, isWord) - text.begin();
+  return text.substr(0, std::max<std::ptrdiff_t>(length, 1));
+}
+
+bool IsComment(std::string_view piece) { return piece.starts_with("/*") || piece.starts_with("//"); }
+bool IsBlank(std::string_view piece) { return piece.find_first_not_of(" \t\r\n") == std::string_view::npos; }
+
+// The messages of scanner and parser. They come as "TEXT MESSAGE", with the text that each is about in front.
+constexpr std::array<std::string_view, 18> kMessages = {"Unexpected end of code",
+                                                        "Unrecognized",
+                                                        "Out of heap memory",
+                                                        "Missing",
+                                                        "Token too long",
+                                                        "End of string missing",
+                                                        "Duplicate identifier",
+                                                        "Constant buffer full",
+                                                        "Code buffer full",
+                                                        "Symbol table full",
+                                                        "Out of memory",
+                                                        "Undeclared identifier",
+                                                        "Parameter buffer full",
+                                                        "Not a function",
+                                                        "Out of place",
+                                                        "Expected a variable, not a function",
+                                                        "Could not create variable",
+                                                        "Argument must be variable name, found"};
+
+// "TEXT MESSAGE" as "MESSAGE 'TEXT'".
+std::string MessageFirst(std::string_view body) {
+  for (const std::string_view message : kMessages) {
+    if (!body.ends_with(message)) continue;
+    std::string_view about = body.substr(0, body.size() - message.size());
+    while (!about.empty() && about.back() == ' ') about.remove_suffix(1);
+    return std::string(message) + (about.empty() ? "" : " " + Quoted(about));
+  }
+  return std::string(body);
+}
+
+}  // namespace
+
+std::vector<Statement> SplitStatements(std::string_view text) {
+  std::vector<Statement> statements;
+  Statement current;
+  int line = 1;
+  for (std::size_t i = 0; i < text.size();) {
+    const std::string_view piece = NextPiece(text.substr(i));
+    if (piece == "}") break;
+    if (current.line == 0 && !IsComment(piece) && !IsBlank(piece)) current = {line, i, i};
+    line += static_cast<int>(std::ranges::count(piece, '\n'));
+    i += piece.size();
+    if (piece != ";") continue;
+    current.end = i;
+    statements.push_back(current);
+    current = {};
+  }
+  return statements;
+}
+
+std::string Program::Excerpt(const Statement &statement) const {
+  constexpr std::size_t most = 100;
+  const std::string_view source = std::string_view(text).substr(statement.begin, statement.end - statement.begin);
+  std::string line;
+  for (std::size_t i = 0; i < source.size();) {
+    const std::string_view piece = NextPiece(source.substr(i));
+    i += piece.size();
+    if (!IsBlank(piece) && !IsComment(piece))
+      line += piece;
+    else if (!line.ends_with(' '))
+      line += ' ';
+  }
+  return line.size() > most ? line.substr(0, most) + "..." : line;
+}
+
+int Program::LineCount() const { return static_cast<int>(std::ranges::count(text, '\n')); }
+
+Program ReadProgram(const std::string &path) {
+  std::ifstream file(path, std::ios::binary);
+  std::stringstream content;
+  const bool isFolder = std::filesystem::is_directory(path);
+  if (file && !isFolder && file.peek() != std::ifstream::traits_type::eof()) content << file.rdbuf();
+  if (isFolder || !content || file.bad() || !file.is_open()) Fail(path, "the program cannot be read");
+  Program program{path, content.str(), {}};
+  if (program.text.starts_with("\xEF\xBB\xBF")) program.text.erase(0, 3);
+  if (!program.text.ends_with('\n')) program.text += '\n';
+  int line = 1;
+  for (const char c : program.text) {
+    if (c == '\n') ++line;
+    if (c == '\n' || c == '\t' || c == '\r' || !HasControlCharacter({&c, 1})) continue;
+    Fail(path + ":" + std::to_string(line), "a control character, expected text");
+  }
+  program.statements = SplitStatements(program.text);
+  return program;
+}
+
+std::size_t LeastThatHolds(std::size_t count, const std::function<bool(std::size_t n)> &holds) {
+  std::size_t low = 1, high = count + 1;
+  while (low < high) {
+    const std::size_t middle = low + (high - low) / 2;
+    if (holds(middle))
+      high = middle;
+    else
+      low = middle + 1;
+  }
+  return low;
+}
+
+std::string PlaceMessage(const Program &program, const std::string &message,
+                         const std::function<bool(const std::string &text)> &fails) {
+  const std::size_t on = message.rfind(" on line ");
+  const std::size_t colon = message.find(": ");
+  const std::optional<int> line = on == std::string::npos ? std::nullopt : ParseInteger(message.substr(on + 9));
+  if (!line || colon == std::string::npos)
+    return program.path + ": " + (message.starts_with("Error: ") ? message.substr(7) : message);
+
+  int place = *line;
+  if (place >= 100 && program.LineCount() > 999) {  // a line's number has three digits
+    const std::size_t n =
+        LeastThatHolds(program.statements.size(), [&](std::size_t k) { return fails(program.Prefix(k)); });
+    if (n <= program.statements.size()) place = program.statements[n - 1].line;
+  }
+  const std::string body = message.substr(colon + 2, on - colon - 2);
+  return program.path + ":" + std::to_string(place) + ": " + message.substr(0, colon + 2) + MessageFirst(body);
+}
+
+std::string FatalCauses(std::string_view statement) {
+  struct Cause {
+    std::string_view message;
+    std::vector<std::string_view> functions;
+  };
+  static const std::vector<Cause> causes = {
+      {"Logarithm of non-positive number", {"log", "log10", "loggamma", "dlog"}},
+      {"Square root of negative number", {"sqrt"}},
+      {"Non-positive degrees of freedom",
+       {"denschi", "densf", "denst", "quanchi", "quanf", "quant", "tailchi", "tailf", "tailt", "ranchi", "ranf",
+        "rant"}},
+      {"Arguments must be different (smooth, sortby)",
+       {"acf", "pacf", "periodogram", "ewma", "ewmc0", "smooth_hp", "smooth_np", "smooth_sp", "_sortby"}}};
+  std::string found;
+  for (const Cause &cause : causes) {
+    bool called = false;
+    for (std::string_view rest = statement; !rest.empty();) {
+      const std::string_view piece = NextPiece(rest);
+      called = called || std::ranges::count(cause.functions, piece) > 0;
+      rest.remove_prefix(piece.size());
+    }
+    if (called) found += (found.empty() ? "" : " or ") + std::string(cause.message);
+  }
+  return found.empty() ? "Stack full" : found;
+}

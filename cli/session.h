@@ -1,0 +1,37 @@
+// A program over data, ready to run, and what to tell the user when it does not run.
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "data_table.h"
+#include "program.h"
+#include "workspace.h"
+
+class Session {
+ public:
+  Session(const std::string &programPath, DataTable data);
+
+  // Compiles; throws Failure with Algebra's message and its place.
+  void Compile(Workspace::Use use);
+
+  // Runs over the range; when the run fails, throws Failure naming the first statement that makes it fail.
+  void Run(const Range &range, std::span<const double> parameters = {});
+
+  const Program &GetProgram() const { return program_; }
+  const DataTable &Data() const { return data_; }
+  Workspace &GetWorkspace() { return workspace_; }
+
+  // A line on standard error that does not end the command.
+  static void Warn(const std::string &line);
+
+ private:
+  std::string Message(const std::string &message, Workspace::Use use);
+  [[noreturn]] void FailAtFirstFailingStatement(const Range &range, std::span<const double> parameters);
+
+  morv::Library library_;
+  Program program_;
+  DataTable data_;
+  Workspace workspace_;
+  Workspace::Use use_ = Workspace::Use::Plain;
+};

@@ -1,0 +1,268 @@
+// The arithmetic cores: a portable set in vectors of two, and sets for AVX2 and AVX-512.
+#include "linalg/micro_kernel.h"
+
+#include <cstddef>
+#include <cstring>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+namespace tessel {
+
+namespace {
+
+// DotProduct's result from its four partial sums over the first n rounded down to a multiple of 4 elements.
+double FinishDot(const double *s, const double *x, const double *y, int n) {
+  double s0 = s[0];
+  for (int k = n - n % 4; k < n; ++k) s0 += x[k] * y[k];
+  return s[2] + s[1] + s[3] + s0;
+}
+
+template <int width>
+void PackPanel(const double *const *rows, int first, int depth, double *panel) {
+  for (int k = 0; k < depth; ++k, panel += width) std::memcpy(panel, rows[k] + first, width * sizeof(double));
+}
+
+// Vectors of two: SSE2 on x86-64, NEON on arm64.
+using Pair = double __attribute__((vector_size(16)));
+
+Pair LoadPair(const double *p) {
+  Pair v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+void StorePair(double *p, Pair v) { std::memcpy(p, &v, sizeof v); }
+
+double DotPairs(const double *x, const double *y, int n) {
+  Pair s01 = {}, s23 = {};
+  for (int k = 0; k + 4 <= n; k += 4) {
+    s01 += LoadPair(x + k) * LoadPair(y + k);
+    s23 += LoadPair(x + k + 2) * LoadPair(y + k + 2);
+  }
+  const double s[4] = {s01[0], s01[1], s23[0], s23[1]};
+  return FinishDot(s, x, y, n);
+}
+
+void LanesPairs(const double *const *x, const double *y, int n, double (*sums)[kLaneRows]) {
+  constexpr int rows = 4;  // at once, for want of registers
+  for (int first = 0; first < kLaneRows; first += rows) {
+    Pair s01[rows] = {}, s23[rows] = {};
+    for (int k = 0; k < n; k += 4) {
+      const Pair y01 = LoadPair(y + k), y23 = LoadPair(y + k + 2);
+#pragma GCC unroll 8
+      for (int r = 0; r < rows; ++r) {
+        s01[r] += LoadPair(x[first + r] + k) * y01;
+        s23[r] += LoadPair(x[first + r] + k + 2) * y23;
+      }
+    }
+    for (int r = 0; r < rows; ++r) {
+      sums[0][first + r] = s01[r][0];
+      sums[1][first + r] = s01[r][1];
+      sums[2][first + r] = s23[r][0];
+      sums[3][first + r] = s23[r][1];
+    }
+  }
+}
+
+void DotsPairs(const double *const *x, const double *y, int n, double *out) {
+  for (int r = 0; r < kLaneRows; ++r) out[r] = DotPairs(x[r], y, n);
+}
+
+template <int pairs>
+void BlockPairs(const double *const *a, int aStep, const double *b, int depth, double *const *c, bool add) {
+  constexpr int rows = 4;
+  Pair s[rows][pairs] = {};
+  const double *p[rows] = {a[0], a[1], a[2], a[3]};
+  for (std::ptrdiff_t k = 0, at = 0; k < depth; ++k, at += aStep, b += 4)
+#pragma GCC unroll 8
+    for (int i = 0; i < rows; ++i)
+      for (int j = 0; j < pairs; ++j) s[i][j] += p[i][at] * LoadPair(b + 2 * j);
+  for (int i = 0; i < rows; ++i)
+    for (int j = 0; j < pairs; ++j) StorePair(c[i] + 2 * j, add ? LoadPair(c[i] + 2 * j) + s[i][j] : s[i][j]);
+}
+
+bool Always() { return true; }
+
+#if defined(__x86_64__)
+
+[[gnu::target("avx2,fma")]] double DotAvx2(const double *x, const double *y, int n) {
+  __m256d sum = _mm256_setzero_pd();
+  for (int k = 0; k + 4 <= n; k += 4)
+    sum = _mm256_add_pd(sum, _mm256_mul_pd(_mm256_loadu_pd(x + k), _mm256_loadu_pd(y + k)));
+  alignas(32) double s[4];
+  _mm256_store_pd(s, sum);
+  return FinishDot(s, x, y, n);
+}
+
+// Lane p of sums r is sum p of row r; afterwards lane r of sums p.
+[[gnu::target("avx2,fma")]] void Transpose(__m256d *s) {
+  const __m256d even01 = _mm256_unpacklo_pd(s[0], s[1]), odd01 = _mm256_unpackhi_pd(s[0], s[1]);
+  const __m256d even23 = _mm256_unpacklo_pd(s[2], s[3]), odd23 = _mm256_unpackhi_pd(s[2], s[3]);
+  s[0] = _mm256_permute2f128_pd(even01, even23, 0x20);
+  s[1] = _mm256_permute2f128_pd(odd01, odd23, 0x20);
+  s[2] = _mm256_permute2f128_pd(even01, even23, 0x31);
+  s[3] = _mm256_permute2f128_pd(odd01, odd23, 0x31);
+}
+
+// Sum p of rows 0..3 into s[p] and of rows 4..7 into s[4 + p], over n rounded down to a multiple of 4 elements.
+[[gnu::target("avx2,fma"), gnu::always_inline]] inline void Accumulate(const double *const *x, const double *y, int n,
+                                                                       __m256d *s) {
+  __m256d sum[kLaneRows];
+#pragma GCC unroll 8
+  for (int r = 0; r < kLaneRows; ++r) sum[r] = _mm256_setzero_pd();
+  for (std::ptrdiff_t k = 0; k + 4 <= n; k += 4) {
+    const __m256d v = _mm256_loadu_pd(y + k);
+#pragma GCC unroll 8
+    for (int r = 0; r < kLaneRows; ++r) sum[r] = _mm256_add_pd(sum[r], _mm256_mul_pd(_mm256_loadu_pd(x[r] + k), v));
+  }
+#pragma GCC unroll 8
+  for (int r = 0; r < kLaneRows; ++r) s[r] = sum[r];
+  Transpose(s);
+  Transpose(s + 4);
+}
+
+[[gnu::target("avx2,fma")]] void LanesAvx2(const double *const *x, const double *y, int n, double (*sums)[kLaneRows]) {
+  __m256d s[kLaneRows];
+  Accumulate(x, y, n, s);
+  for (int p = 0; p < 4; ++p) {
+    _mm256_storeu_pd(sums[p], s[p]);
+    _mm256_storeu_pd(sums[p] + 4, s[4 + p]);
+  }
+}
+
+[[gnu::target("avx2,fma")]] void DotsAvx2(const double *const *x, const double *y, int n, double *out) {
+  __m256d s[kLaneRows];
+  Accumulate(x, y, n, s);
+#pragma GCC unroll 2
+  for (int half = 0; half < kLaneRows; half += 4) {
+    const double *const *row = x + half;
+    __m256d s0 = s[half];
+    for (int k = n - n % 4; k < n; ++k)
+      s0 = _mm256_add_pd(
+          s0, _mm256_mul_pd(_mm256_set_pd(row[3][k], row[2][k], row[1][k], row[0][k]), _mm256_broadcast_sd(y + k)));
+    const __m256d s123 = _mm256_add_pd(_mm256_add_pd(s[half + 2], s[half + 1]), s[half + 3]);
+    _mm256_storeu_pd(out + half, _mm256_add_pd(s123, s0));
+  }
+}
+
+template <bool fused, int vectors>
+[[gnu::target("avx2,fma")]] void BlockAvx2(const double *const *a, int aStep, const double *b, int depth,
+                                           double *const *c, bool add) {
+  constexpr int rows = 6;
+  __m256d s[rows][vectors];
+  const double *p[rows];
+#pragma GCC unroll 8
+  for (int i = 0; i < rows; ++i) {
+    for (int j = 0; j < vectors; ++j) s[i][j] = _mm256_setzero_pd();
+    p[i] = a[i];
+    _mm_prefetch(c[i], _MM_HINT_T0);
+    _mm_prefetch(c[i] + 7, _MM_HINT_T0);
+  }
+  for (std::ptrdiff_t k = 0, at = 0; k < depth; ++k, at += aStep, b += 8) {
+    __m256d v[vectors];
+    for (int j = 0; j < vectors; ++j) v[j] = _mm256_loadu_pd(b + 4 * j);
+#pragma GCC unroll 8
+    for (int i = 0; i < rows; ++i) {
+      const __m256d x = _mm256_broadcast_sd(p[i] + at);
+      for (int j = 0; j < vectors; ++j)
+        s[i][j] = fused ? _mm256_fmadd_pd(x, v[j], s[i][j]) : _mm256_add_pd(s[i][j], _mm256_mul_pd(x, v[j]));
+    }
+  }
+#pragma GCC unroll 8
+  for (int i = 0; i < rows; ++i)
+    for (int j = 0; j < vectors; ++j) {
+      double *cell = c[i] + 4 * j;
+      _mm256_storeu_pd(cell, add ? _mm256_add_pd(_mm256_loadu_pd(cell), s[i][j]) : s[i][j]);
+    }
+}
+
+template <bool fused, int vectors>
+[[gnu::target("avx512f,avx2,fma")]] void BlockAvx512(const double *const *a, int aStep, const double *b, int depth,
+                                                     double *const *c, bool add) {
+  constexpr int rows = 8;
+  __m512d s[rows][vectors];
+  const double *p[rows];
+#pragma GCC unroll 8
+  for (int i = 0; i < rows; ++i) {
+    for (int j = 0; j < vectors; ++j) s[i][j] = _mm512_setzero_pd();
+    p[i] = a[i];
+  }
+  for (std::ptrdiff_t k = 0, at = 0; k < depth; ++k, at += aStep, b += 16) {
+    __m512d v[vectors];
+    for (int j = 0; j < vectors; ++j) v[j] = _mm512_loadu_pd(b + 8 * j);
+#pragma GCC unroll 8
+    for (int i = 0; i < rows; ++i) {
+      const __m512d x = _mm512_set1_pd(p[i][at]);
+      for (int j = 0; j < vectors; ++j)
+        s[i][j] = fused ? _mm512_fmadd_pd(x, v[j], s[i][j]) : _mm512_add_pd(s[i][j], _mm512_mul_pd(x, v[j]));
+    }
+  }
+#pragma GCC unroll 8
+  for (int i = 0; i < rows; ++i)
+    for (int j = 0; j < vectors; ++j) {
+      double *cell = c[i] + 8 * j;
+      _mm512_storeu_pd(cell, add ? _mm512_add_pd(_mm512_loadu_pd(cell), s[i][j]) : s[i][j]);
+    }
+}
+
+bool HasAvx2() { return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma"); }
+bool HasAvx512() { return HasAvx2() && __builtin_cpu_supports("avx512f"); }
+
+#endif
+
+constexpr MicroKernel kMicroKernels[] = {
+    {.name = "baseline",
+     .supported = Always,
+     .dot = DotPairs,
+     .dots = DotsPairs,
+     .lanes = LanesPairs,
+     .packRows = PackPanel<4>,
+     .packColumns = PackPanel<4>,
+     .block = {BlockPairs<2>, BlockPairs<1>},
+     .exactBlock = {BlockPairs<2>, BlockPairs<1>},
+     .blockRows = 4,
+     .blockColumns = 4},
+#if defined(__x86_64__)
+    {.name = "avx2",
+     .supported = HasAvx2,
+     .dot = DotAvx2,
+     .dots = DotsAvx2,
+     .lanes = LanesAvx2,
+     .packRows = PackPanel<6>,
+     .packColumns = PackPanel<8>,
+     .block = {BlockAvx2<true, 2>, BlockAvx2<true, 1>},
+     .exactBlock = {BlockAvx2<false, 2>, BlockAvx2<false, 1>},
+     .blockRows = 6,
+     .blockColumns = 8},
+    {.name = "avx512",
+     .supported = HasAvx512,
+     .dot = DotAvx2,
+     .dots = DotsAvx2,
+     .lanes = LanesAvx2,
+     .packRows = PackPanel<8>,
+     .packColumns = PackPanel<16>,
+     .block = {BlockAvx512<true, 2>, BlockAvx512<true, 1>},
+     .exactBlock = {BlockAvx512<false, 2>, BlockAvx512<false, 1>},
+     .blockRows = 8,
+     .blockColumns = 16},
+#endif
+};
+
+constinit const MicroKernel *current = nullptr;
+
+}  // namespace
+
+std::span<const MicroKernel> MicroKernels() { return kMicroKernels; }
+
+const MicroKernel &CurrentMicroKernel() {
+  if (current == nullptr)
+    for (const MicroKernel &kernel : kMicroKernels)
+      if (kernel.supported()) current = &kernel;
+  return *current;
+}
+
+void ForceMicroKernel(const MicroKernel *kernel) { current = kernel; }
+
+}  // namespace tessel

@@ -1,0 +1,101 @@
+// Packed panels, and products of tiles that stand in them.
+#include "linalg/panels.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace tessel {
+
+namespace {
+
+// Copies n cells, for a small n.
+inline void CopyFew(const double *from, int n, double *to) {
+  for (; n >= 4; n -= 4, from += 4, to += 4) std::memcpy(to, from, 4 * sizeof(double));
+  if ((n & 2) != 0) std::memcpy(to, from, 2 * sizeof(double));
+  if ((n & 1) != 0) to[n - 1] = from[n - 1];
+}
+
+inline void AddFew(const double *from, int n, double *to) {
+  for (int j = 0; j < n; ++j) to[j] += from[j];
+}
+
+}  // namespace
+
+void PackColumns(const Part &part, int width, PackFunction pack, double *panels) {
+  constexpr int strip = 16;  // rows at a time, so that few pages are in use at once
+  for (int k = 0; k < part.rows; k += strip) {
+    const int depth = std::min(strip, part.rows - k);
+    const double *const *rows = part.m + part.row + k;
+    for (int first = 0; first < part.columns; first += width) {
+      const int lines = std::min(width, part.columns - first);
+      double *panel = panels + PanelCells(first, 1, part.rows) + PanelCells(k, 1, width);
+      if (lines == width) {
+        pack(rows, part.column + first, depth, panel);
+        continue;
+      }
+      std::fill_n(panel, PanelCells(width, 1, depth), 0.0);
+      for (int r = 0; r < depth; ++r, panel += width) CopyFew(rows[r] + part.column + first, lines, panel);
+    }
+  }
+}
+
+void PackRows(const Part &part, int width, double *panels) {
+  for (int first = 0; first < part.rows; first += width, panels += PanelCells(width, width, part.columns)) {
+    const int lines = std::min(width, part.rows - first);
+    if (lines < width) std::fill_n(panels, PanelCells(width, width, part.columns), 0.0);
+    for (int line = 0; line < lines; line += 2) {
+      const bool pair = line + 1 < lines;
+      const double *even = part.m[part.row + first + line] + part.column;
+      const double *odd = pair ? part.m[part.row + first + line + 1] + part.column : even;
+      double *cell = panels + line;
+      for (int k = 0; k < part.columns; ++k, cell += width) {
+        cell[0] = even[k];
+        if (pair) cell[1] = odd[k];
+      }
+    }
+  }
+}
+
+void MultiplyPanels(const PanelProduct &p, const MicroKernel &kernel, const Blocks &blocks) {
+  const int blockRows = kernel.blockRows, blockColumns = kernel.blockColumns;
+  // For the cells over an edge. Those of rows past the end may be added to, and are never read again.
+  alignas(64) double aside[kMaxBlockRows][kMaxBlockColumns];
+  if (p.add) std::fill_n(aside[0], kMaxBlockRows * kMaxBlockColumns, 0.0);
+  double *asideRows[kMaxBlockRows];
+  for (int r = 0; r < blockRows; ++r) asideRows[r] = aside[r];
+  for (int i = 0; i < p.rows; i += blockRows) {
+    const int rows = std::min(blockRows, p.rows - i);
+    const double *a[kMaxBlockRows];
+    for (int r = 0; r < blockRows; ++r)  // rows over the edge repeat the last one
+      a[r] = p.aPanels != nullptr ? p.aPanels + PanelCells(i, 1, p.depth) + r
+                                  : p.aRows[i + std::min(r, rows - 1)] + p.aColumn;
+    if (p.aPanels == nullptr && p.depth >= 64)
+      for (int r = i + blockRows; r < std::min(p.rows, i + 2 * blockRows); ++r)
+        for (int k = 0; k < p.depth; k += 8) __builtin_prefetch(p.aRows[r] + p.aColumn + k, 0, 2);
+    const int aStep = p.aPanels != nullptr ? blockRows : 1;
+    const int end = p.diagonal == kNoDiagonal ? p.columns : std::min(p.columns, i + rows + p.diagonal);
+    for (int j = 0; j < end; j += blockColumns) {
+      const int columns = std::min(blockColumns, p.columns - j);
+      const bool half = 2 * columns <= blockColumns;
+      const BlockFunction block = half ? blocks.half : blocks.full;
+      const double *b = p.bPanels + PanelCells(j, 1, p.depth);
+      if (columns == (half ? blockColumns / 2 : blockColumns)) {
+        double *c[kMaxBlockRows];
+        for (int r = 0; r < blockRows; ++r) c[r] = r < rows ? p.c[i + r] + p.cColumn + j : aside[r];
+        block(a, aStep, b, p.depth, c, p.add);
+        continue;
+      }
+      block(a, aStep, b, p.depth, asideRows, false);
+      for (int r = 0; r < rows; ++r) {
+        double *c = p.c[i + r] + p.cColumn + j;
+        if (p.add) {
+          AddFew(aside[r], columns, c);
+        } else {
+          CopyFew(aside[r], columns, c);
+        }
+      }
+    }
+  }
+}
+
+}  // namespace tessel

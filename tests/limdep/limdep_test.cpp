@@ -1,0 +1,151 @@
+// Likelihoods of limited dependent variable models, called as a user calls them.
+#include <tessel/tessel.h>
+
+#include <cmath>
+
+#include "support/reference_cases.h"
+
+namespace {
+
+const ExportTable kExports = {{"FnLogitJD", FnLogitJD},
+                              {"FnLogitProbDeriv", FnLogitProbDeriv},
+                              {"FnBinProbitJD", FnBinProbitJD},
+                              {"FnActFitTable", FnActFitTable},
+                              {"FnCountJD", FnCountJD}};
+
+const Argument kNone = Mat(0, 0, {});
+
+CaseRun Call(const std::string &name, const std::vector<Argument> &arguments) {
+  return {arguments, name, kExports.at(name)};
+}
+
+std::vector<Argument> Logit(Argument theta, Argument y, int outcomes, Argument x, Argument z = kNone,
+                            Argument w = kNone, Argument d = kNone) {
+  return {theta, y, Int(outcomes), x, z, w, d, Out(), Out(), Out(), Out(), Out()};
+}
+
+std::vector<Argument> Probit(Argument theta, Argument y, Argument x, Argument w = kNone) {
+  return {theta, y, x, w, Out(), Out(), Out(), Out(), Out()};
+}
+
+std::vector<Argument> Count(Argument theta, Argument y, Argument x, int model, int truncation, int cells = 0) {
+  return {theta, y, x, Int(model), Int(truncation), Int(cells), Double(0), Out(), Out(), Out(), Out(), Out()};
+}
+
+// Real data: estimates and standard errors of statsmodels. Small cases: 60-digit differences of the likelihood.
+TEST(Limdep, ReferenceCases) {
+  ExpectReferenceCases("limdep_reference.txt", kExports, {{"FnLogitJD", 7}, {"FnBinProbitJD", 4}, {"FnCountJD", 7}});
+}
+
+TEST(Limdep, RandomArguments) {
+  CallAtRandom(kExports,
+               {{"FnLogitJD", "mmimmmmooooo"},
+                {"FnLogitProbDeriv", "mmiii"},
+                {"FnBinProbitJD", "mmmmooooo"},
+                {"FnActFitTable", "mm"},
+                {"FnCountJD", "mmmIIidooooo"}},
+               4000);
+}
+
+// Nothing is allocated, and the result is missing or, for the functions that return matrices, untouched.
+TEST(Limdep, UnusableArgumentsEndTheCallAtOnce) {
+  const Argument one = Mat(1, 1, {0.5}), pair = Mat(2, 1, {1, 2}), zeroOne = Mat(2, 1, {0, 1});
+  const std::vector<std::pair<std::string, std::vector<Argument>>> calls = {
+      {"FnLogitJD", Logit(one, Mat(2, 1, {0, 2}), 2, pair)},            // an outcome past the last
+      {"FnLogitJD", Logit(one, Mat(2, 1, {0, -1}), 2, pair)},           // below the first
+      {"FnLogitJD", Logit(one, Mat(2, 1, {0, NAN}), 2, pair)},          // missing
+      {"FnLogitJD", Logit(one, zeroOne, 3, pair)},                      // theta too short
+      {"FnLogitJD", Logit(one, zeroOne, 0, pair)},                      // no outcomes
+      {"FnLogitJD", Logit(one, zeroOne, 2, pair, kNone, kNone, pair)},  // offsets of one outcome alone
+      {"FnBinProbitJD", Probit(one, Mat(1, 2, {0, 1}), Mat(1, 1, {1}))},
+      {"FnBinProbitJD", Probit(one, zeroOne, Mat(1, 1, {1}))},
+      {"FnBinProbitJD", Probit(one, zeroOne, Mat(2, 0, {}))},
+      {"FnBinProbitJD", Probit(kNone, zeroOne, pair)},
+      {"FnBinProbitJD", Probit(one, Mat(2, 1, {0, 2}), pair)},
+      {"FnCountJD", Count(one, Mat(2, 1, {0, -1}), pair, 0, 0)},
+      {"FnCountJD", Count(one, Mat(2, 1, {0, 1e10}), pair, 0, 0)},
+      {"FnCountJD", Count(one, zeroOne, Mat(1, 1, {1}), 0, 0)},
+      {"FnCountJD", Count(one, zeroOne, pair, 1, 0)},  // log alpha is absent
+      {"FnLogitProbDeriv", {one, Mat(1, 2, {0.5, 0.5}), Int(1), Int(0), Int(0)}},
+      {"FnLogitProbDeriv", {one, Mat(1, 1, {0.5}), Int(1), Int(2), Int(0)}},
+      {"FnLogitProbDeriv", {one, Mat(1, 2, {0.5, 0.5}), Int(1), Int(2), Int(2)}},
+      {"FnLogitProbDeriv", {one, Mat(1, 2, {0.5, 0.5}), Int(-1), Int(2), Int(0)}},
+      {"FnActFitTable", {Mat(2, 1, {0, 2}), Mat(2, 2, {0.5, 0.5, 0.5, 0.5})}},
+      {"FnActFitTable", {zeroOne, Mat(1, 2, {0.5, 0.5})}},
+      {"FnActFitTable", {Mat(1, 2, {1, 2}), Mat(1, 3, {0.2, 0.5, 0.3})}}};
+  for (std::size_t i = 0; i < calls.size(); ++i) {
+    const CaseRun run = Call(calls[i].first, calls[i].second);
+    EXPECT_TRUE(run.outcome.Untouched() || run.ReturnsMissing()) << "call " << i;
+    EXPECT_TRUE(run.WroteNothing()) << "call " << i;
+  }
+}
+
+TEST(Limdep, AnUnusableCountModelLeavesMissingOutputs) {
+  for (auto [model, truncation] : {std::pair{0, -1}, {2, 0}, {-1, 5}}) {
+    const CaseRun run = Call("FnCountJD", Count(Mat(1, 1, {0}), Mat(1, 1, {2}), Mat(1, 1, {1}), model, truncation, 3));
+    EXPECT_TRUE(run.ReturnsMissing());
+    EXPECT_EQ(run.At(9).size(), 3U);
+    for (int position = 7; position < 12; ++position) EXPECT_TRUE(std::isnan(run.At(position)[0])) << position;
+  }
+  const auto value = [](int truncation) {
+    return Call("FnCountJD", Count(Mat(2, 1, {0.1, 0.2}), Mat(1, 1, {2}), Mat(1, 1, {1}), 1, truncation)).At(-1);
+  };
+  EXPECT_EQ(value(-1), value(0)) << "the negative binomial is not truncated below 0";
+}
+
+TEST(Logit, FormsOfTheData) {
+  const double half = std::log(0.5), third = std::log(1.0 / 3);
+  const auto value = [](const std::vector<Argument> &arguments) { return Call("FnLogitJD", arguments).At(-1)[0]; };
+  EXPECT_DOUBLE_EQ(value(Logit(kNone, Mat(2, 1, {0, 2.9}), 3, kNone)), 2 * third) << "all probabilities are 1/J";
+  EXPECT_DOUBLE_EQ(value(Logit(kNone, Mat(1, 2, {2, 1}), 3, kNone)), 3 * half) << "two columns of counts, J = 2";
+  EXPECT_DOUBLE_EQ(value(Logit(kNone, Mat(1, 3, {2, 1, 50}), 2, kNone)), 3 * half) << "the third column is not read";
+  EXPECT_DOUBLE_EQ(value(Logit(kNone, Mat(2, 1, {0, 1}), 2, kNone, kNone, Mat(1, 2, {2, 5}))), 7 * half)
+      << "a row of weights";
+  EXPECT_DOUBLE_EQ(value(Logit(kNone, Mat(2, 1, {0, 1}), 2, kNone, kNone, Mat(1, 1, {9}))), 2 * half)
+      << "weights of another size are absent";
+  const CaseRun none = Call("FnLogitJD", Logit(Mat(2, 1, {1, 2}), kNone, 2, kNone));
+  EXPECT_EQ(none.At(-1)[0], 0);
+  EXPECT_EQ(none.At(8), std::vector<double>(4, 0.0));
+}
+
+TEST(Logit, ExtremeIndices) {
+  const CaseRun large = Call("FnLogitJD", Logit(Mat(1, 1, {1e5}), Mat(1, 1, {0}), 2, Mat(1, 1, {1})));
+  EXPECT_DOUBLE_EQ(large.At(-1)[0], -104 * std::log(2.0));
+  EXPECT_EQ(large.At(9), (std::vector<double>{0x1p-104, 1}));
+  const Argument farBelow = Mat(1, 2, {-1e4, -1e4});
+  const CaseRun small = Call("FnLogitJD", Logit(kNone, Mat(1, 1, {0}), 2, kNone, kNone, kNone, farBelow));
+  EXPECT_TRUE(std::isnan(small.At(-1)[0]));
+}
+
+TEST(Logit, CentredCharacteristicsGiveTheSameResults) {
+  const std::vector<Argument> arguments =
+      Logit(Mat(1, 1, {0.7}), Mat(2, 1, {0, 2}), 3, kNone, Mat(2, 3, {5, 6, 8, 1, 0, -1}));
+  const CaseRun first = Call("FnLogitJD", arguments);
+  EXPECT_NE(first.arguments[4].matrix.values, arguments[4].matrix.values);
+  const CaseRun second = Call("FnLogitJD", first.arguments);
+  for (int position : {-1, 7, 8, 10, 11})
+    for (std::size_t i = 0; i < first.At(position).size(); ++i)
+      EXPECT_NEAR(second.At(position)[i], first.At(position)[i], 1e-13) << position;
+}
+
+TEST(Probit, FarTails) {
+  const auto run = [](double x, double y) {
+    return Call("FnBinProbitJD", Probit(Mat(1, 1, {1}), Mat(1, 1, {y}), Mat(1, 1, {x})));
+  };
+  EXPECT_EQ(run(-30, 0).At(-1)[0], 0) << "p0 is 1";
+  EXPECT_EQ(run(30, 1).At(6), (std::vector<double>{0x1p-104, 1}));
+  EXPECT_EQ(run(30, 1).At(4)[0], 0) << "nothing is divided by 0";
+  EXPECT_EQ(run(-40, 1).At(-1)[0], -HUGE_VAL);
+}
+
+TEST(ActFitTable, CountsCases) {
+  const Argument p = Mat(4, 2, {0.2, 0.8, 0.5, 0.5, 0, 0, NAN, 0.1});
+  const CaseRun index = Call("FnActFitTable", {Mat(4, 1, {1, 1, 0, 1}), p});
+  EXPECT_EQ(index.At(-1), (std::vector<double>{1, 0, 1, 1, 2, 3, 2, 2, 4})) << "the first of equals, 0 for none";
+  const CaseRun counts = Call("FnActFitTable", {Mat(2, 2, {0.6, 2.5, 0.6, 3e9}), Mat(2, 2, {0.2, 0.8, 0.9, 0.1})});
+  EXPECT_EQ(counts.At(-1), (std::vector<double>{0.6, 0.6, 0, 3e9, 2.5, 2147483647, 2147483647, 2, 2147483647}))
+      << "totals of truncated cells";
+  EXPECT_EQ(Call("FnActFitTable", {Mat(2, 1, {7, 8}), kNone}).At(-1), std::vector<double>{0});
+}
+
+}  // namespace
