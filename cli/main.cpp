@@ -59,7 +59,8 @@ CLI::App *AddRun(CLI::App &app, RunOptions &run) {
 
 CLI::App *AddFit(CLI::App &app, FitOptions &fit) {
   CLI::App *command = app.add_subcommand("fit", "Estimate a model's parameters by non-linear least squares");
-  command->add_option("PROGRAM", fit.program, "file with the model as an Algebra program")->required();
+  command->add_option("PROGRAM", fit.program, "file with the model as an Algebra program, - is standard input")
+      ->required();
   AddDataOptions(*command, fit.data, true);
   AddRangeOptions(*command, fit.data);
   command->add_option("--residual", fit.residual, "variable whose sum of squares is minimised")
@@ -83,6 +84,10 @@ CLI::App *AddFit(CLI::App &app, FitOptions &fit) {
   return command;
 }
 
+void CheckSources(const std::string &program, const DataOptions &data) {
+  if (program == "-" && data.file == "-") Misuse("--data", "the program comes from standard input, expected a file");
+}
+
 // The line for a command line that cannot be read.
 std::string UsageLine(const CLI::App &app, const CLI::ParseError &error) {
   std::string name = "tessel";
@@ -100,11 +105,15 @@ int Main(int argc, char **argv) {
   int status = 0;
 
   RunOptions run;
-  AddRun(app, run)->final_callback([&] { status = RunCommand(run); });
+  AddRun(app, run)->final_callback([&] {
+    CheckSources(run.program, run.data);
+    status = RunCommand(run);
+  });
 
   FitOptions fit;
   AddFit(app, fit)->final_callback([&] {
     if (fit.output.file == "-") Misuse("--output", "the table goes to standard output, expected a file's name");
+    CheckSources(fit.program, fit.data);
     status = FitCommand(fit);
   });
 
@@ -113,8 +122,10 @@ int Main(int argc, char **argv) {
   CLI::App *check = app.add_subcommand("check", "Compile an Algebra program without running it");
   check->add_option("PROGRAM", checked, "file with the Algebra program")->required();
   AddDataOptions(*check, checkedData, false);
-  check->final_callback(
-      [&] { status = CheckCommand(checked, checkedData.file.empty() ? std::nullopt : std::optional(checkedData)); });
+  check->final_callback([&] {
+    CheckSources(checked, checkedData);
+    status = CheckCommand(checked, checkedData.file.empty() ? std::nullopt : std::optional(checkedData));
+  });
 
   std::string function;
   CLI::App *functions = app.add_subcommand("functions", "List the built-in functions of Algebra");

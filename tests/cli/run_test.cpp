@@ -129,6 +129,7 @@ TEST(Run, RefusesWhatItCannotRead) {
       {"run p.alg --data ''", kSum, "", 1, "", "'': the file cannot be opened: No such file or directory\n"},
       {"run 'p\n.alg' --data d.csv", kSum, "x\n1\n", 1, "",
        "p .alg: the file cannot be opened: No such file or directory\n"},
+      {"run - --data - < p.alg", kSum, "", 2, "", "--data: the program comes from standard input, expected a file\n"},
       {"run - --data d.csv < p.alg", kSum, "x\n1\n", 0, "period,x,y\n1,1,2\n", ""},
       // What cannot be written is never lost in silence, nor written to another file.
       {"run p.alg --data d.csv >&-", kSum, "x\n1\n", 1, "",
