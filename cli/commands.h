@@ -12,6 +12,7 @@ struct RunOptions {
   std::string program;
   DataOptions data;
   OutputOptions output;
+  int seed = 0;  // of the random numbers; 0 for the generator's own
 };
 
 struct FitOptions : RunOptions {

@@ -54,6 +54,9 @@ CLI::App *AddRun(CLI::App &app, RunOptions &run) {
   command->add_option("--digits", run.output.digits, "significant digits (default: as many as read back exactly)")
       ->type_name("N")
       ->check(CLI::Range(1, 17));
+  command->add_option("--seed", run.seed, "seed of the random numbers (default: the same sequence in every run)")
+      ->type_name("N")
+      ->check(CLI::Range(1, 2147483647));
   return command;
 }
 

@@ -20,6 +20,15 @@ std::string Session::Message(const std::string &message, Workspace::Use use) {
   });
 }
 
+void Session::Seed(int seed) {
+  DataTable oneObservation;
+  oneObservation.rows = 1;
+  // The generator is the process's, so the seed outlives this workspace.
+  const std::string program = "ranseed(" + std::to_string(seed) + ");";
+  if (!workspace_.Open(oneObservation, program, Workspace::Use::Plain).empty() || !workspace_.Run({0, 0}))
+    Fail("--seed", "the random numbers cannot be seeded");
+}
+
 void Session::Compile(Workspace::Use use) {
   use_ = use;
   const std::string failure = workspace_.Open(data_, program_.text, use);
