@@ -106,16 +106,16 @@ void RootsPeer(benchmark::State &state, int n) {
 }
 
 BENCHMARK_CAPTURE(InverseOurs, 30, 30)->Name("MatInvert/30/tessel");
-BENCHMARK_CAPTURE(InversePeer, 30, 30)->Name("MatInvert/30/openblas");
+BENCHMARK_CAPTURE(InversePeer, 30, 30)->Name("MatInvert/30/OpenBLAS");
 BENCHMARK_CAPTURE(InverseOurs, 300, 300)->Name("MatInvert/300/tessel");
-BENCHMARK_CAPTURE(InversePeer, 300, 300)->Name("MatInvert/300/openblas");
+BENCHMARK_CAPTURE(InversePeer, 300, 300)->Name("MatInvert/300/OpenBLAS");
 BENCHMARK_CAPTURE(InverseOurs, 1000, 1000)->Name("MatInvert/1000/tessel");
-BENCHMARK_CAPTURE(InversePeer, 1000, 1000)->Name("MatInvert/1000/openblas");
+BENCHMARK_CAPTURE(InversePeer, 1000, 1000)->Name("MatInvert/1000/OpenBLAS");
 BENCHMARK_CAPTURE(LeastSquaresOurs, 200, 20, 200)->Name("MatOlsQr/20x200/tessel");
-BENCHMARK_CAPTURE(LeastSquaresPeer, 200, 20, 200)->Name("MatOlsQr/20x200/openblas");
+BENCHMARK_CAPTURE(LeastSquaresPeer, 200, 20, 200)->Name("MatOlsQr/20x200/OpenBLAS");
 BENCHMARK_CAPTURE(LeastSquaresOurs, 10000, 20, 10000)->Name("MatOlsQr/20x10000/tessel");
-BENCHMARK_CAPTURE(LeastSquaresPeer, 10000, 20, 10000)->Name("MatOlsQr/20x10000/openblas");
+BENCHMARK_CAPTURE(LeastSquaresPeer, 10000, 20, 10000)->Name("MatOlsQr/20x10000/OpenBLAS");
 BENCHMARK_CAPTURE(RootsOurs, 20, 20)->Name("PolyRoots/20/tessel");
-BENCHMARK_CAPTURE(RootsPeer, 20, 20)->Name("PolyRoots/20/openblas");
+BENCHMARK_CAPTURE(RootsPeer, 20, 20)->Name("PolyRoots/20/OpenBLAS");
 
 }  // namespace

@@ -4,10 +4,8 @@
 #include <benchmark/benchmark.h>
 #include <cblas.h>
 
-#include <functional>
 #include <random>
 #include <string>
-#include <vector>
 
 #if defined(__x86_64__)
 #include <immintrin.h>

@@ -19,10 +19,10 @@ inline int MatInvert(RowMatrix a, int n) { return kernelTable.invertGeneral(a, n
 
 // Factorises lu in place, rows interchanged: L, unit lower triangular, below the diagonal, and U. Row j was exchanged
 // with row piv[j] at step j. The pivot is the first of the largest in absolute value.
-// mirror: null, or an n x n matrix that receives U' in its lower triangle, so that inner products run along rows;
-// without one LuFactor takes its own. logDet and signCode as for KernelInvertGeneral.
-// 0; -1 when there is no work memory; 1 + j when the pivot of step j failed: piv[i] = i and the diagonal is 0 from
-// there on, and the other cells have no use.
+// mirror: null, or an n x n matrix that receives U' below its diagonal and L' above it, so that inner products run
+// along rows; without one LuFactor takes its own. logDet and signCode as for KernelInvertGeneral.
+// Returns 0; -1 when there is no work memory; 1 + j when the pivot of step j failed: piv[i] = i and the diagonal is 0
+// from there on, and the other cells have no use.
 int LuFactor(RowMatrix lu, int n, int *piv, double *logDet, int *signCode, RowMatrix mirror);
 
 // The sign of the determinant of a factorised matrix, 1 or -1, doubled when the smallest |u(i, i)| is at or below

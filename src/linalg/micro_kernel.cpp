@@ -37,7 +37,7 @@ void StorePair(double *p, Pair v) { std::memcpy(p, &v, sizeof v); }
 
 double DotPairs(const double *x, const double *y, int n) {
   Pair s01 = {}, s23 = {};
-  for (int k = 0; k + 4 <= n; k += 4) {
+  for (int k = 0; k < n - 3; k += 4) {
     s01 += LoadPair(x + k) * LoadPair(y + k);
     s23 += LoadPair(x + k + 2) * LoadPair(y + k + 2);
   }
@@ -89,7 +89,7 @@ bool Always() { return true; }
 
 [[gnu::target("avx2,fma")]] double DotAvx2(const double *x, const double *y, int n) {
   __m256d sum = _mm256_setzero_pd();
-  for (int k = 0; k + 4 <= n; k += 4)
+  for (int k = 0; k < n - 3; k += 4)
     sum = _mm256_add_pd(sum, _mm256_mul_pd(_mm256_loadu_pd(x + k), _mm256_loadu_pd(y + k)));
   alignas(32) double s[4];
   _mm256_store_pd(s, sum);

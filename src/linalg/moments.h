@@ -7,9 +7,9 @@
 
 namespace tessel {
 
-// out (n x n) = X W' X' for X of n x m and a symmetric W of m x m; with W null, X X'. Only the lower triangle is
-// computed, and mirrored. Returns out; null, with out unchanged, when out is null or the same as X or W, when a size is
-// 0 with W given, and when work memory cannot be had.
+// out (n x n) = X W' X' for X of n x m and a symmetric W of m x m; with W null, X X' as KernelMultiply gives it. Only
+// the lower triangle is computed, and mirrored. Returns out; null, with out unchanged, when out is null or the same as
+// X or W, when a size is 0 with W given, and when work memory cannot be had.
 RowMatrix MatSandwich(RowMatrix x, int n, RowMatrix w, int m, RowMatrix out);
 
 // out (m x m) = X' W X for X of n x m and W of n x n, which is read in full though only the lower triangle of the

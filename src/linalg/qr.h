@@ -29,7 +29,7 @@ enum QrCode : int {
 // Outputs are in the order of the rows of x; any may be null. Dropped variables get zeros in b and in the rows and
 // columns of xtxInv; xtx is complete whatever the rank. The rank is decided by the absolute MatTolerance() (see
 // QrRank), so it depends on the units of x. A regressor with a missing value is dropped as well.
-// Returns a QrCode. Takes k integers and 2k + t doubles of work memory.
+// Returns a QrCode. Takes k integers and 3k + 2t doubles of work memory.
 int MatOlsQr(RowMatrix x, int k, int t, RowMatrix y, int m, RowMatrix b, RowMatrix xtxInv, RowMatrix xtx);
 
 // Factorises x (k x t) in place. The row of largest remaining norm comes first, the earlier of equal ones; a null pivot

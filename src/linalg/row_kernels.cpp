@@ -8,11 +8,15 @@
 namespace tessel {
 namespace {
 
-// Four doubles at any address; the compiler splits them where the machine's vectors are shorter.
-using Four [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
+// Four doubles; the compiler splits them where the machine's vectors are shorter. Only references to memory of others
+// say that it may be at any address: `auto` forgets what a type says of its alignment.
+using Four [[gnu::vector_size(32)]] = double;
+using FourAnywhere [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
 
-[[gnu::always_inline]] inline const Four &At(const double *p) { return *reinterpret_cast<const Four *>(p); }
-[[gnu::always_inline]] inline Four &At(double *p) { return *reinterpret_cast<Four *>(p); }
+[[gnu::always_inline]] inline const FourAnywhere &At(const double *p) {
+  return *reinterpret_cast<const FourAnywhere *>(p);
+}
+[[gnu::always_inline]] inline FourAnywhere &At(double *p) { return *reinterpret_cast<FourAnywhere *>(p); }
 
 // Where fewer rows remain than are taken at once, the last one stands in for the missing: its sums are formed twice.
 

@@ -1,0 +1,111 @@
+// Matrices for the kernel's tests: a row table over memory with a gap after each row, as a host may hand over, and
+// reference products in extended precision.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <initializer_list>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "linalg/micro_kernel.h"
+
+namespace tessel {
+
+struct Matrix {
+  static constexpr double kFill = -777.25;  // every cell and gap at first
+
+  Matrix(int r, int c, const std::function<double(int i, int j)> &cell = {}, int g = 2)
+      : rows(r), columns(c), gap(g), cells(static_cast<std::size_t>(r) * static_cast<std::size_t>(c + g), kFill) {
+    for (int i = 0; i < r; ++i) table.push_back(cells.data() + static_cast<std::ptrdiff_t>(i) * (c + g));
+    for (int i = 0; cell && i < r; ++i)
+      for (int j = 0; j < c; ++j) table[static_cast<std::size_t>(i)][j] = cell(i, j);
+  }
+  Matrix(std::initializer_list<std::vector<double>> m)
+      : Matrix(static_cast<int>(m.size()), static_cast<int>(m.begin()->size()),
+               [&](int i, int j) { return m.begin()[i][static_cast<std::size_t>(j)]; }) {}
+  Matrix(const Matrix &other) : Matrix(other.rows, other.columns, {}, other.gap) { cells = other.cells; }
+  Matrix(Matrix &&) = default;
+  Matrix &operator=(Matrix &&) = default;
+
+  double **Rows() const { return const_cast<double **>(table.data()); }
+  double *operator[](int i) const { return table[static_cast<std::size_t>(i)]; }
+
+  int rows, columns, gap;
+  std::vector<double> cells;
+  std::vector<double *> table;
+};
+
+inline Matrix Random(int rows, int columns, unsigned seed = 1, int gap = 2) {
+  std::mt19937_64 random(seed);
+  std::normal_distribution<double> normal;
+  return {rows, columns, [&](int, int) { return normal(random); }, gap};
+}
+
+inline Matrix Identity(int n) {
+  return {n, n, [](int i, int j) { return i == j; }};
+}
+
+inline Matrix T(const Matrix &a) {
+  return {a.columns, a.rows, [&](int i, int j) { return a[j][i]; }};
+}
+
+// The symmetric matrix of a lower triangle.
+inline Matrix Mirrored(const Matrix &a) {
+  return {a.rows, a.rows, [&](int i, int j) { return a[std::max(i, j)][std::min(i, j)]; }};
+}
+
+inline Matrix Hilbert(int n) {
+  return {n, n, [](int i, int j) { return 1.0 / (i + j + 1); }};
+}
+
+// A B, less C where it is given.
+inline Matrix Mul(const Matrix &a, const Matrix &b, const Matrix *c = nullptr) {
+  return {a.rows, b.columns, [&](int i, int j) {
+            long double sum = c == nullptr ? 0 : -(*c)[i][j];
+            for (int k = 0; k < a.columns; ++k) sum += static_cast<long double>(a[i][k]) * b[k][j];
+            return static_cast<double>(sum);
+          }};
+}
+
+// Infinite where a cell is missing.
+inline double Largest(const Matrix &a) {
+  double largest = 0;
+  for (int i = 0; i < a.rows; ++i)
+    for (int j = 0; j < a.columns; ++j)
+      largest = std::max(largest, std::isnan(a[i][j]) ? HUGE_VAL : std::fabs(a[i][j]));
+  return largest;
+}
+
+// The largest absolute cell of A B - C.
+inline double Residual(const Matrix &a, const Matrix &b, const Matrix &c) { return Largest(Mul(a, b, &c)); }
+
+// Cells within the tolerance, and gaps as they were.
+inline void ExpectNear(const Matrix &actual, const Matrix &expected, double tolerance, const std::string &what) {
+  for (int i = 0; i < actual.rows; ++i) {
+    for (int j = 0; j < actual.columns; ++j)
+      ASSERT_NEAR(actual[i][j], expected[i][j], tolerance) << what << " at " << i << "," << j;
+    for (int j = actual.columns; j < actual.columns + actual.gap; ++j)
+      ASSERT_EQ(actual[i][j], Matrix::kFill) << what << ": written past row " << i;
+  }
+}
+
+// Runs `test` with each set of micro-kernels that this machine supports forced in turn. The cells that it returns must
+// be the same in all.
+inline void WithEachMicroKernel(const std::function<std::vector<double>(const char *name)> &test) {
+  std::vector<double> first;
+  for (const MicroKernel &kernel : MicroKernels()) {
+    if (!kernel.supported()) continue;
+    ForceMicroKernel(&kernel);
+    const std::vector<double> cells = test(kernel.name);
+    if (&kernel == &MicroKernels().front()) first = cells;
+    EXPECT_EQ(first, cells) << kernel.name;
+  }
+  ForceMicroKernel(nullptr);
+}
+
+}  // namespace tessel
