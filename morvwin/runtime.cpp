@@ -2,6 +2,7 @@
 #include <morv/morv.h>
 #include <morv/host.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -137,8 +138,14 @@ void MorvLibArgError(int argument) {
 
 void MorvLibValMatMalloc(MorvValue *record, int rows, int columns) {
   Become(record, MORV_MATRIX);
-  record->data = NewRowTable(rows, columns);
-  if (record->data != nullptr) record->value.shape = {rows, columns};
+  auto **table = NewRowTable(rows, columns);
+  record->data = table;
+  if (table == nullptr) return;
+  record->value.shape = {rows, columns};
+  // Not the whole of a block of hundreds of megabytes: that is fresh zero pages, and a size given by mistake would make
+  // them all resident.
+  const auto cells = std::min<long long>(static_cast<long long>(rows) * columns, 1LL << 24);
+  std::fill_n(table[0], cells, std::numeric_limits<double>::quiet_NaN());
 }
 
 void MorvLibValMatDup(MorvValue *record, double **source, int rows, int columns) {

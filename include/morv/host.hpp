@@ -55,7 +55,7 @@ class MORV_API Value {
   static Value String(std::string_view text);
   static Value Strings(std::span<const std::string> texts);
   static Value Array(int count);               // integers of value 0
-  static Value Matrix(int rows, int columns);  // cells not initialised
+  static Value Matrix(int rows, int columns);  // cells missing, as of MorvLibValMatMalloc
   static Value Matrix(int rows, int columns, std::span<const double> rowMajor);
   Value Clone() const;
 

@@ -60,8 +60,9 @@ MORV_API void MorvLibCheckMatrixSize(MorvValue *args, int first, int last, int r
 /* Reports an argument as invalid and ends the call; 1 names position 0. */
 MORV_API void MorvLibArgError(int argument);
 
-/* The record becomes a new matrix; its cells are not initialised. Either size may be 0. What the record held is
- * released. `data` is null when memory fails. */
+/* The record becomes a new matrix; a function relies on nothing in its cells, but they are missing values (the first
+ * 2^24 of them), so that a cell that it leaves unset never shows old memory. Either size may be 0. What the record held
+ * is released. `data` is null when memory fails. */
 MORV_API void MorvLibValMatMalloc(MorvValue *record, int rows, int columns);
 
 /* As MorvLibValMatMalloc, holding a copy of the source. */

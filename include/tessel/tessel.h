@@ -219,7 +219,8 @@ MORV_API void FnGLScovariance(MorvValue *rtn, MorvValue *args, int count);
  *   2 double rss  residual sum of squares
  *   3 output      1 x (k + 1): the statistic of each coefficient, then of the error variance
  * rtn: the joint statistic (double), or -1 when the scores' cross-products are singular (the output is there all the
- * same) or when memory fails. rtn is untouched when T or k is below 1 or e has fewer than T cells. */
+ * same) or when memory fails (missing when only the inversion finds none). rtn is untouched when T or k is below 1 or e
+ * has fewer than T cells. */
 MORV_API void FnInstabilityTest(MorvValue *rtn, MorvValue *args, int count);
 
 /* The jackknife covariance of least squares coefficients (MacKinnon and White 1985).
@@ -262,17 +263,23 @@ MORV_API void FnRalsForecast(MorvValue *rtn, MorvValue *args, int count);
 MORV_API void FnRalsFunc(MorvValue *rtn, MorvValue *args, int count);
 
 /* Two-stage least squares of one equation on a growing sample.
- *   0 matrix  z       variables in rows, observations in columns: the dependent variable, the other endogenous
- * variables, the exogenous regressors, the additional instruments 1 integer nEndog  endogenous variables, the dependent
- * one included; above 0 2 integer k       regressors; above 0 and at least nEndog - 1 3 integer m       additional
- * instruments; above 0 4 integer t1      first observation, at least 0 5 integer t2      last observation, t1 to the
- * last column of z 6 integer nInit   observations of the first estimate Optional outputs of t2 + 1 columns, missing
- * where there is no step: 7 k x: coefficients, in the order of z 8 k x: diagonal of the inverse moment matrix of the
- * fitted regressors (0 where rounding made it negative) 9 1 x: one-step innovations over their scale sqrt(1 + x'V x),
- * at the observation predicted 10 1 x: one-step innovations 11 1 x: residual sum of squares 12 1 x: the residual of the
- * step's own observation rtn (integer): 1; 0 when a step's moments are singular (the steps before it stay), without an
- * exogenous regressor, or when memory fails. Untouched, with nothing allocated, for arguments outside the limits above.
- */
+ *   0 matrix  z       variables in rows, observations in columns, in this order: the dependent variable, the other
+ *                     endogenous variables, the exogenous regressors, the additional instruments
+ *   1 integer nEndog  endogenous variables, the dependent one included; above 0
+ *   2 integer k       regressors; above 0 and at least nEndog - 1
+ *   3 integer m       additional instruments; above 0
+ *   4 integer t1      first observation, at least 0
+ *   5 integer t2      last observation, t1 to the last column of z
+ *   6 integer nInit   observations of the first estimate
+ * Optional outputs of t2 + 1 columns, missing where there is no step:
+ *   7 k x: coefficients, in the order of z
+ *   8 k x: diagonal of the inverse moment matrix of the fitted regressors (0 where rounding made it negative)
+ *   9 1 x: one-step innovations over their scale sqrt(1 + x'V x), at the observation predicted
+ *  10 1 x: one-step innovations
+ *  11 1 x: residual sum of squares
+ *  12 1 x: the residual of the step's own observation
+ * rtn (integer): 1; 0 when a step's moments are singular (the steps before it stay), without an exogenous regressor, or
+ * when memory fails. Untouched, with nothing allocated, for arguments outside the limits above. */
 MORV_API void FnRivEst(MorvValue *rtn, MorvValue *args, int count);
 
 /* Recursive least squares of n equations with the same k regressors.

@@ -145,7 +145,7 @@ void FnRalsFunc(MorvValue *rtn, MorvValue *args, int) {
   const OutputView gradient = OptionalOutputAt(args, 6, parameters, 1);
   const OutputView matrix = OptionalOutputAt(args, 7, parameters, parameters);
   if (!AnyFailed({residuals, gradient, matrix}))
-    ReturnDouble(rtn, RalsObjective(model, residuals.cells, gradient.cells, matrix.cells));
+    ReturnDouble(rtn, RalsObjective(model, residuals.Flat(), gradient.cells, matrix.cells));
 }
 
 void FnRivEst(MorvValue *rtn, MorvValue *args, int) {

@@ -61,8 +61,8 @@ void DerivativePass(const RalsModel &model, const double *u, RowMatrix gradient,
 
 }  // namespace
 
-double RalsObjective(const RalsModel &model, RowMatrix residuals, RowMatrix gradient, RowMatrix matrix) {
-  double *u = residuals[0];
+double RalsObjective(const RalsModel &model, double *residuals, RowMatrix gradient, RowMatrix matrix) {
+  double *u = residuals;  // innovations in the end
   for (int t = model.first; t < model.start; ++t) u[t] = Residual(model, t);
   double objective = 0.0;
   for (int t = model.start; t <= model.last; ++t) {

@@ -25,7 +25,7 @@ struct RalsModel {
 // gradient: of the objective, ParameterCount() x 1; matrix: twice the sum of the outer products of the innovations'
 // derivatives, which is the Hessian without its second derivatives. Each null where not wanted; both are zero when work
 // memory fails.
-double RalsObjective(const RalsModel &model, RowMatrix residuals, RowMatrix gradient, RowMatrix matrix);
+double RalsObjective(const RalsModel &model, double *residuals, RowMatrix gradient, RowMatrix matrix);
 
 // Innovations of the last `horizon` observations, in `errors`, and in `scales` the square roots of 1 + d' parCov d, d
 // the innovation's derivative and parCov the parameters' covariance in units of the error variance (upper triangle

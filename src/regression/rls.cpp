@@ -143,12 +143,10 @@ double HalfLogDet(RlsRecursion &r) {
       if (!r.exact) r.resCross[a][b] += r.scaled[a] * r.scaled[b];
       r.covWork[a][b] = r.resCross[a][b] / r.sampleSize;
     }
+  // One equation: the same decision on the same pivot, without work memory at every step.
   if (r.n == 1) return r.covWork[0][0] <= MatTolerance() ? MissingValue() : -0.5 * std::log(r.covWork[0][0]);
-  // log |A| / 2 is the sum of the logarithms of the Cholesky factor's diagonal.
-  if (!MatCholesky(r.covWork.get(), r.n)) return MissingValue();
-  double sum = 0.0;
-  for (int a = 0; a < r.n; ++a) sum += std::log(r.covWork[a][a]);
-  return -sum;
+  double logDet = 0.0;
+  return MatInvertSpdDet(r.covWork.get(), r.n, &logDet) == 0 ? -0.5 * logDet : MissingValue();
 }
 
 void FillMissing(const RlsPaths &paths, int n, int k, int columns) {

@@ -2,6 +2,7 @@
 #include "regression/robust_covariance.h"
 
 #include <cmath>
+#include <cstring>
 #include <utility>
 
 #include "host/heap.h"
@@ -43,19 +44,78 @@ int BartlettLags(int observations) {
 
 namespace {
 
-constexpr int kBlock = 4;  // cells whose sums stay in registers over all lags of an observation
+// Neighbouring cells of a row.
+using Pair [[gnu::vector_size(16)]] = double;
+using Four [[gnu::vector_size(32)]] = double;
 
-// Cells (p, q) to (p, q + kBlock - 1) of an observation's part: g(p) g(q), and for each lag l, r = past[l],
-// weight(l) (g(p) r(q) + g(q) r(p)). past[0] is g.
-void AddBlock(double *cells, RowMatrix past, const double *weight, int lags, int p, int q) {
-  const double *g = past[0];
-  double sum[kBlock];
-  for (int c = 0; c < kBlock; ++c) sum[c] = cells[c] + g[p] * g[q + c];
-  for (int l = 1; l <= lags; ++l) {
-    const double *r = past[l];
-    for (int c = 0; c < kBlock; ++c) sum[c] += weight[l] * (g[p] * r[q + c] + g[q + c] * r[p]);
-  }
-  for (int c = 0; c < kBlock; ++c) cells[c] = sum[c];
+template <class Vector>
+[[gnu::always_inline]] inline void Load(const double *cells, Vector *v) {
+  std::memcpy(v, cells, sizeof *v);
+}
+
+template <class Vector>
+[[gnu::always_inline]] inline void Store(double *cells, const Vector &v) {
+  std::memcpy(cells, &v, sizeof v);
+}
+
+// Rows and columns are padded to whole tiles: two rows by the widest vector.
+constexpr int kTileRows = 2;
+constexpr int kPadding = 4;
+
+// The moments of an observation and of the `lags` before it (past[0], past[1], ...), and the lags' weights.
+struct History {
+  double *const *past;
+  const double *weight;
+  int lags;
+};
+
+// An observation's part in the lower triangle of the sums, whose rows are `stride` cells apart: cell (p, q) gains
+// g(p) g(q), g = past[0], and then for each lag l, r = past[l], weight(l) (g(p) r(q) + g(q) r(p)). A tile's sums stay
+// in registers over all lags.
+template <class Vector>
+[[gnu::always_inline]] inline void AddObservationBody(const History &history, int size, std::int64_t stride,
+                                                      double *sums) {
+  constexpr int width = sizeof(Vector) / sizeof(double);
+  const double *g = history.past[0];
+  for (int p = 0; p < size; p += kTileRows)
+    for (int q = 0; q < p + kTileRows; q += width) {
+      double *upperCells = sums + p * stride + q, *lowerCells = upperCells + stride;
+      Vector gq, rq, upper, lower;
+      Load(g + q, &gq);
+      Load(upperCells, &upper);
+      Load(lowerCells, &lower);
+      upper += g[p] * gq;
+      lower += g[p + 1] * gq;
+      for (int l = 1; l <= history.lags; ++l) {
+        const double *r = history.past[l];
+        Load(r + q, &rq);
+        upper += history.weight[l] * (g[p] * rq + gq * r[p]);
+        lower += history.weight[l] * (g[p + 1] * rq + gq * r[p + 1]);
+      }
+      Store(upperCells, upper);
+      Store(lowerCells, lower);
+    }
+}
+
+using AddObservationFunction = void (*)(const History &, int, std::int64_t, double *);
+
+void AddObservationBaseline(const History &history, int size, std::int64_t stride, double *sums) {
+  AddObservationBody<Pair>(history, size, stride, sums);
+}
+
+#if defined(__x86_64__)
+[[gnu::target("avx2")]] void AddObservationAvx2(const History &history, int size, std::int64_t stride, double *sums) {
+  AddObservationBody<Four>(history, size, stride, sums);
+}
+#endif
+
+// Both forms give the same bits: neither fuses a product with its sum.
+AddObservationFunction MachineAddObservation() {
+#if defined(__x86_64__)
+  static const bool wide = __builtin_cpu_supports("avx2");
+  if (wide) return AddObservationAvx2;
+#endif
+  return AddObservationBaseline;
 }
 
 }  // namespace
@@ -63,27 +123,28 @@ void AddBlock(double *cells, RowMatrix past, const double *weight, int lags, int
 void MomentCovariance(RowMatrix a, int m, RowMatrix b, int n, int observations, bool autocovariances, RowMatrix out) {
   const int size = m * n, lags = autocovariances ? BartlettLags(observations) : 0;
   MatZero(out, size, size);
-  // Rows are padded to whole blocks. Row l of `moments`: the moments of l observations ago, zero before the first.
-  const std::int64_t padded = (static_cast<std::int64_t>(size) + kBlock - 1) / kBlock * kBlock;
-  const auto moments = OwnedBlock<double>::Zeroed((lags + 1) * padded),
-             sums = OwnedBlock<double>::Zeroed(size * padded);
+  // Row l of `moments`: the moments of l observations ago, zero before the first.
+  const std::int64_t stride = (static_cast<std::int64_t>(size) + kPadding - 1) / kPadding * kPadding;
+  const auto moments = OwnedBlock<double>::Zeroed((lags + 1) * stride),
+             sums = OwnedBlock<double>::Zeroed(stride * stride);
   const OwnedBlock<double *> past(lags + 1);
   const OwnedBlock<double> weight(lags + 1);
   if (!moments || !sums || !past || !weight) return;
   for (int l = 0; l <= lags; ++l) {
-    past[l] = moments.get() + l * padded;
+    past[l] = moments.get() + l * stride;
     weight[l] = 1.0 - static_cast<double>(l) / (lags + 1);
   }
 
+  const History history = {past.get(), weight.get(), lags};
+  const AddObservationFunction addObservation = MachineAddObservation();
   for (int t = 0; t < observations; ++t) {
     for (int l = lags; l > 0; --l) std::swap(past[l], past[l - 1]);
     for (int i = 0; i < m; ++i)
       for (int j = 0; j < n; ++j) past[0][i * n + j] = b[t][j] * a[t][i];
-    for (int p = 0; p < size; ++p)
-      for (int q = 0; q <= p; q += kBlock) AddBlock(sums.get() + p * padded + q, past.get(), weight.get(), lags, p, q);
+    addObservation(history, size, stride, sums.get());
   }
   for (int p = 0; p < size; ++p)
-    for (int q = 0; q <= p; ++q) out[q][p] = out[p][q] = sums[p * padded + q];
+    for (int q = 0; q <= p; ++q) out[q][p] = out[p][q] = sums[p * stride + q];
 }
 
 }  // namespace tessel
