@@ -172,8 +172,9 @@ int Elimination::Restrictions(int r, double *g) {
   std::fill_n(position_.get(), count_, 0);
   const int smallest = order_[0], largest = order_[count_ - 1];
   const std::int64_t missing = total_ - std::int64_t{count_ - 1} * largest - r;
-  const auto extra = static_cast<int>(std::max<std::int64_t>((missing + count_ - 2) / (count_ - 1), 0));
-  const int last = std::min(extra, total_ - 1) + largest;
+  int extra = 0;
+  while (extra < total_ - 1 && std::int64_t{extra} * (count_ - 1) < missing) ++extra;
+  const int last = extra + largest;
 
   int length = 0;
   double mult = 1;
