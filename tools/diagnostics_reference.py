@@ -144,7 +144,7 @@ def wald(orders, values, V, c, r):
     return (mpmath.matrix(g).T * S ** -1 * mpmath.matrix(g))[0], len(g)
 
 
-def comfac(name, orders, c=1.0, coefficients=None, shuffled=False, excluded=False, tolerance=1e-7):
+def comfac(name, orders, c=1.0, coefficients=None, shuffled=False, excluded=False, tolerance=1e-9):
     """Variables 1, 2, ... of the given orders; 1 is the dependent variable."""
     mpmath.mp.dps = 50
     terms = [(i, lag) for i, n in enumerate(orders, 1) for lag in range(n + 1)][1:]

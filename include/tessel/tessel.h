@@ -376,9 +376,9 @@ MORV_API void FnEncompassing(MorvValue *rtn, MorvValue *args, int count);
  *   3 double  sigma2   variance of e
  *   4 integer n
  *   5 output  1 x n: the autocovariances at lags 0 to n - 1
- * Stationary means d below 0.5, which is left to the caller, as is a d other than 0 when p is above 0 (the values are
- * then not finite: use 1e-9). The series of a root of modulus above 0.997 ends early, with a warning on the standard
- * output.
+ * Stationary means d below 0.5, which is left to the caller. With p above 0 a d of exactly 0 gives values that are not
+ * finite: pass 1e-9 for an ARMA process. The series of a root of modulus above 0.997 ends early, with a warning on the
+ * standard output.
  * rtn (integer): 0, or a status that leaves cells without use: 1 |d| above 5; 2 sigma2 at or below 0.0001; 4 an
  * autoregressive root (inverse) of modulus at or above 0.9999; 6 no roots found; 7 roots too near to each other; 10
  * without memory. 10 with the output untouched when p or q is negative or n below 1. A matrix of another shape is

