@@ -334,6 +334,64 @@ MORV_API void FnSeasonalRsq(MorvValue *rtn, MorvValue *args, int count);
  * a cell lies outside the product. */
 MORV_API void FnKroneckerSel(MorvValue *rtn, MorvValue *args, int count);
 
+/* ---- Tests and long memory */
+
+/* COMFAC: Wald tests of r common factors in the lag polynomials of an equation with lags.
+ *   0 matrix  identity   of each term's variable; its cells are the nC terms, the dependent variable at lag 0 included
+ *   1 matrix  lag        nC cells
+ *   2 matrix  exclusion  nC cells; 1 leaves the term out. Not looked at for the dependent variable
+ *   3 matrix  b          nC - 1 coefficients: of the dependent variable's lags, in the order of the list, and then of
+ *                        the other terms, in the order of the list
+ *   4 matrix  cov        (nC - 1) x (nC - 1), their covariance matrix
+ *   5 double  scale      factor on cov
+ *   6 integer            identity of the dependent variable
+ *   7 output  1 x nOut: the statistics for r = nOut, ..., 1, nOut the smallest number of lags of a variable
+ *   8 output  1 x nOut: their degrees of freedom, r (variables - 1)
+ * Identities, lags and flags are truncated to integers.
+ * rtn (integer): 0, or a status that leaves both outputs 1 x 0: 1 when a variable's lags from 0 on are not complete, or
+ * in part excluded, or a term occurs twice; 2 when a variable has lag 0 alone; 3 with fewer than two variables; 4 when
+ * a covariance matrix of restrictions is singular or a statistic is negative or not finite; -1 without memory. -1 with
+ * the outputs untouched when nC is below 1 or another argument has fewer cells than told.
+ * Sargan, J.D. (1980), Econometrica 48. */
+MORV_API void FnComfac(MorvValue *rtn, MorvValue *args, int count);
+
+/* Encompassing tests of two non-nested models of one dependent variable, both estimated by instrumental variables on
+ * the union of their instruments.
+ *   0 matrix  model 1  (nY + nX + nZ) x T, a variable a row: the dependent variable, nY - 1 endogenous regressors, nX
+ *                      exogenous regressors, nZ additional instruments
+ *   1 integer nY  2 integer nX  3 integer nZ   of model 1
+ *   4 matrix  model 2, likewise
+ *   5 integer nY  6 integer nX  7 integer nZ   of model 2
+ *   8 output  1 x 11: for model 1 and model 2 in turn Sargan's statistic (0, 1), Cox's against the other model (2, 3),
+ *             F against the joint model (4, 5), the contrast of the instrumental variable estimates with the other
+ *             model (6, 7), and the equation standard errors (8, 9; 10 of the joint model); missing with a status
+ *             other than 0
+ *   9 output  1 x n: of each instrument of the union its place among those of model 1 followed by those of model 2
+ *  10 output  integer: the number of regressors of the joint model
+ * Variables of the two models are the same when all observations are equal; one with a missing value is equal to none.
+ * rtn (integer): 0; 1 when the joint model has fewer instruments than regressors; 2 when the models are nested; 3 when
+ * a moment matrix is singular; 4 when a variance, or a difference of variances, is not positive; 5 without memory.
+ * Outputs 9 and 10 are written with status 0 alone. -1 with all outputs untouched when a model has no dependent
+ * variable, a negative count or fewer rows than its counts tell, or the numbers of columns differ or are 0.
+ * Ericsson, N.R. (1983), Econometrica 51. */
+MORV_API void FnEncompassing(MorvValue *rtn, MorvValue *args, int count);
+
+/* Exact autocovariances of a stationary fractionally integrated ARMA process,
+ * (1 - phi_1 L - ...) (1 - L)^d y = (1 + theta_1 L + ...) e.
+ *   0 matrix  1 x (1 + p + q) at least: d, phi, theta
+ *   1 integer p        2 integer q
+ *   3 double  sigma2   variance of e
+ *   4 integer n
+ *   5 output  1 x n: the autocovariances at lags 0 to n - 1
+ * Stationary means d below 0.5, which is left to the caller. With p above 0 a d of exactly 0 gives values that are not
+ * finite: pass 1e-9 for an ARMA process. The series of a root of modulus above 0.997 ends early, with a warning on the
+ * standard output.
+ * rtn (integer): 0, or a status that leaves cells without use: 1 |d| above 5; 2 sigma2 at or below 0.0001; 4 an
+ * autoregressive root (inverse) of modulus at or above 0.9999; 6 no roots found; 7 roots too near to each other; 10
+ * without memory. 10 with the output untouched when p or q is negative or n below 1. A matrix of another shape is
+ * refused. Sowell, F. (1992), Journal of Econometrics 53. */
+MORV_API void FnFracSigma(MorvValue *rtn, MorvValue *args, int count);
+
 #ifdef __cplusplus
 }
 #endif

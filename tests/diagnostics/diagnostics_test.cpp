@@ -1,0 +1,289 @@
+// Specification tests and fractional autocovariances, called as a user calls them.
+#include <tessel/tessel.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "support/reference_cases.h"
+
+namespace {
+
+const ExportTable kExports = {{"FnComfac", FnComfac}, {"FnEncompassing", FnEncompassing}, {"FnFracSigma", FnFracSigma}};
+
+CaseRun Call(const std::string &name, const std::vector<Argument> &arguments) {
+  return {arguments, name, kExports.at(name)};
+}
+
+bool Untouched(const CaseRun &run, std::size_t output) {
+  return run.outputs[output].Tag() == MORV_INTEGER && run.outputs[output].AsInteger() == -77;
+}
+
+Argument Row(std::vector<double> values) {
+  const auto n = static_cast<int>(values.size());
+  return Mat(n > 0 ? 1 : 0, n, std::move(values));
+}
+
+// Integrals of the spectral density in 30 digits; exact restrictions in 50; projection matrices in 40, statsmodels'
+// F tests.
+TEST(Diagnostics, ReferenceCases) {
+  for (const ReferenceCase &c : ReadReferenceCases("diagnostics_reference.txt")) {
+    SCOPED_TRACE(c.function + " " + c.name);
+    const CaseRun run = Call(c.function, c.arguments);
+    for (const Expected &expected : c.expected) ExpectValues(run, expected);
+  }
+}
+
+// With an allocation failing, a call tells so (-1, 5, or 10 and 6 for the root finder's), or gives the full result.
+TEST(Diagnostics, ExhaustedMemory) {
+  const std::map<std::string, std::vector<double>> told = {
+      {"FnComfac", {-1}}, {"FnEncompassing", {5}}, {"FnFracSigma", {10, 6}}};
+  std::map<std::string, int> seen;
+  for (const ReferenceCase &c : ReadReferenceCases("diagnostics_reference.txt")) {
+    const CaseRun full = Call(c.function, c.arguments);
+    ForEachFailingAllocation([&](bool failing) {
+      const CaseRun run = Call(c.function, c.arguments);
+      if (run.outcome.Failed()) return;  // the runtime's own refusal
+      const double status = run.At(-1)[0];
+      const std::vector<double> &memory = told.at(c.function);
+      if (failing && std::find(memory.begin(), memory.end(), status) != memory.end()) {
+        ++seen[c.function];
+        const std::size_t output = c.function == "FnComfac" ? 7 : c.function == "FnEncompassing" ? 9 : 5;
+        EXPECT_TRUE(c.function == "FnFracSigma" || Untouched(run, output) || run.At(static_cast<int>(output)).empty());
+        return;
+      }
+      ASSERT_EQ(status, 0) << c.name;
+      for (int i = 0; i < static_cast<int>(c.arguments.size()); ++i) EXPECT_EQ(run.At(i), full.At(i)) << c.name << i;
+    });
+  }
+  for (const auto &[name, statuses] : told) EXPECT_GT(seen[name], 10) << name;
+}
+
+TEST(Diagnostics, RandomArguments) {
+  CallAtRandom(kExports, {{"FnComfac", "mmmmmdIoo"}, {"FnEncompassing", "mIIImIIIooo"}, {"FnFracSigma", "mIIdioo"}},
+               4000);
+}
+
+// ---- FnComfac
+
+struct ComfacCase {
+  const char *name;
+  int status;
+  std::vector<double> identity, lag, exclusion, coefficients;
+  double scale = 1;
+};
+
+// Variable 7 is the dependent one; the covariance matrix is the identity.
+CaseRun Comfac(const ComfacCase &c) {
+  const auto k = static_cast<int>(c.coefficients.size());
+  std::vector<double> identity(static_cast<std::size_t>(k * k));
+  for (int i = 0; i < k; ++i) identity[static_cast<std::size_t>(i * k + i)] = 1;
+  return Call("FnComfac", {Row(c.identity), Row(c.lag), Row(c.exclusion), Row(c.coefficients), Mat(k, k, identity),
+                           Double(c.scale), Int(7), Out(), Out()});
+}
+
+TEST(Comfac, Statuses) {
+  const double inf = INFINITY;
+  const ComfacCase cases[] = {
+      {"a lag is absent", 1, {7, 7, 1, 1}, {0, 1, 0, 2}, {0, 0, 0, 0}, {0.5, 1, 1}},
+      {"a term occurs twice", 1, {7, 7, 1, 1, 1}, {0, 1, 0, 1, 1}, {0, 0, 0, 0, 0}, {0.5, 1, 1, 1}},
+      {"twice in one, absent in the other", 1, {7, 7, 7, 1, 1}, {0, 2, 2, 0, 1}, {0, 0, 0, 0, 0}, {0.5, 1, 1, 1}},
+      {"the dependent variable twice", 1, {7, 7, 7, 1, 1}, {0, 0, 1, 0, 1}, {0, 0, 0, 0, 0}, {0.5, 1, 1, 1}},
+      {"no dependent variable at lag 0", 1, {7, 1, 1}, {1, 0, 1}, {0, 0, 0}, {0.5, 1}},
+      {"no dependent variable", 1, {1, 1}, {0, 1}, {0, 0}, {0.5}},
+      {"excluded in part", 1, {7, 7, 1, 1}, {0, 1, 0, 1}, {0, 0, 0, 1}, {0.5, 1, 1}},
+      {"a lead", 1, {7, 7, 1, 1}, {0, 1, 0, -1}, {0, 0, 0, 0}, {0.5, 1, 1}},
+      {"the largest lag", 1, {7, 7, 1, 1}, {0, 1, 0, inf}, {0, 0, 0, 0}, {0.5, 1, 1}},
+      {"a static regressor", 2, {7, 7, 1}, {0, 1, 0}, {0, 0, 0}, {0.5, 1}},
+      {"no lags", 2, {7}, {0}, {0}, {}},
+      {"no regressor left", 3, {7, 7, 1}, {0, 1, 0}, {1, 1, 1}, {0.5, 1}},
+      {"no covariance", 4, {7, 7, 1, 1}, {0, 1, 0, 1}, {0, 0, 0, 0}, {0.5, 1, 1}, 0},
+      {"a negative scale", 4, {7, 7, 1, 1}, {0, 1, 0, 1}, {0, 0, 0, 0}, {0.5, 1, 1}, -1},
+      {"a missing coefficient", 4, {7, 7, 1, 1}, {0, 1, 0, 1}, {0, 0, 0, 0}, {NAN, 1, 1}},
+      {"a leading coefficient of 0", 4, {7, 7, 1, 1}, {0, 1, 0, 1}, {0, 0, 0, 0}, {0.5, 0, 1}},
+  };
+  for (const ComfacCase &c : cases) {
+    const CaseRun run = Comfac(c);
+    EXPECT_EQ(run.At(-1)[0], c.status) << c.name;
+    for (const std::size_t output : {7U, 8U}) {
+      ASSERT_TRUE(run.Wrote(output)) << c.name;
+      EXPECT_TRUE(run.outputs[output].AsMatrix().rows == 1 && run.outputs[output].AsMatrix().columns == 0) << c.name;
+    }
+  }
+}
+
+TEST(Comfac, GivesUpQuietly) {
+  const Argument three = Row({7, 7, 1}), square = Mat(2, 2, {1, 0, 0, 1});
+  const std::vector<Argument> sound = {three, three, three, Row({1, 1}), square, Double(1), Int(7), Out(), Out()};
+  const std::pair<std::size_t, Argument> unfit[] = {{0, Row({})},    {1, Row({0, 1})},       {2, Row({0, 1})},
+                                                    {3, Row({0.5})}, {4, Mat(1, 2, {1, 0})}, {4, Mat(2, 1, {1, 0})}};
+  EXPECT_TRUE(Call("FnComfac", sound).Wrote(7));
+  for (const auto &[position, argument] : unfit) {
+    std::vector<Argument> arguments = sound;
+    arguments[position] = argument;
+    const CaseRun run = Call("FnComfac", arguments);
+    EXPECT_TRUE(run.At(-1)[0] == -1 && run.WroteNothing()) << position;
+  }
+}
+
+// y = a1 y_1 + b0 x + b1 x_1: the restriction a1 b0 + b1 = 0 (with the sign of c0 = -1) has the gradient (b0, a1, 1).
+TEST(Comfac, FirstOrderInClosedForm) {
+  const double a1 = 0.6, b0 = 1.2, b1 = -0.5, scale = 0.01;
+  const CaseRun run = Comfac({"", 0, {1, 7, 1, 7}, {0, 1, 1, 0}, {0, 0, 0, 0}, {a1, b0, b1}, scale});
+  const double g = a1 * b0 + b1;
+  EXPECT_NEAR(run.At(7)[0], g * g / (scale * (b0 * b0 + a1 * a1 + 1)), 1e-9);
+  EXPECT_EQ(run.At(8), std::vector<double>{1});
+}
+
+// ---- FnEncompassing
+
+// Model 1 explains by rows 1 and 2, model 2 by rows 1 and 3.
+std::vector<Argument> Models() {
+  return {Mat(3, 6, {1, 3, 2, 5, 4, 6, 1, 1, 1, 1, 1, 1, 0, 1, 2, 4, 3, 5}),
+          Int(1),
+          Int(2),
+          Int(0),
+          Mat(3, 6, {1, 3, 2, 5, 4, 6, 1, 1, 1, 1, 1, 1, 2, 0, 1, 5, 1, 4}),
+          Int(1),
+          Int(2),
+          Int(0),
+          Out(),
+          Out(),
+          Out()};
+}
+
+TEST(Encompassing, Statuses) {
+  struct Change {
+    std::size_t position;
+    Argument argument;
+  };
+  const std::vector<double> y = {1, 3, 2, 5, 4, 6}, x1 = Models()[0].matrix.values, x2 = Models()[4].matrix.values;
+  const auto with = [](std::vector<double> cells, std::size_t from, const std::vector<double> &row) {
+    std::copy(row.begin(), row.end(), cells.begin() + static_cast<std::ptrdiff_t>(from));
+    return Mat(3, 6, std::move(cells));
+  };
+  const std::tuple<const char *, int, std::vector<Change>> cases[] = {
+      {"sound", 0, {}},
+      {"more regressors than instruments", 1, {{1, Int(2)}, {2, Int(1)}, {5, Int(2)}, {6, Int(1)}}},
+      {"the same regressors", 2, {{4, Mat(3, 6, x1)}}},
+      {"one within the other", 2, {{6, Int(1)}}},
+      {"no regressor", 2, {{2, Int(0)}}},
+      {"a repeated regressor", 3, {{0, with(x1, 12, {1, 1, 1, 1, 1, 1})}}},
+      {"a regressor without variation or missing", 3, {{0, with(x1, 12, {0, 0, 0, 0, 0, 0})}}},
+      {"a missing observation", 4, {{0, with(x1, 12, {0, 1, NAN, 4, 3, 5})}}},
+      {"a perfect fit", 4, {{0, with(x1, 12, y)}}},
+      {"as many regressors as observations",
+       4,
+       {{0, Mat(3, 3, {1, 2, 4, 1, 1, 1, 0, 1, 3})}, {4, Mat(3, 3, {1, 2, 4, 1, 1, 1, 1, 0, 0})}}},
+  };
+  for (const auto &[name, status, changes] : cases) {
+    std::vector<Argument> arguments = Models();
+    for (const Change &change : changes) arguments[change.position] = change.argument;
+    const CaseRun run = Call("FnEncompassing", arguments);
+    EXPECT_EQ(run.At(-1)[0], status) << name;
+    ASSERT_EQ(run.At(8).size(), 11U) << name;
+    for (const double x : run.At(8)) EXPECT_EQ(std::isnan(x), status != 0) << name;
+    EXPECT_EQ(Untouched(run, 9), status != 0) << name;
+    EXPECT_EQ(Untouched(run, 10), status != 0) << name;
+  }
+}
+
+TEST(Encompassing, GivesUpQuietly) {
+  const std::pair<std::size_t, Argument> unfit[] = {
+      {0, Mat(0, 0, {})}, {4, Mat(0, 0, {})}, {0, Mat(3, 1, {1, 2, 3})}, {1, Int(0)},  {1, Int(2)},
+      {2, Int(-1)},       {3, Int(1)},        {3, Int(2147483647)},      {5, Int(-1)}, {7, Int(-2147483647 - 1)}};
+  for (const auto &[position, argument] : unfit) {
+    std::vector<Argument> arguments = Models();
+    arguments[position] = argument;
+    const CaseRun run = Call("FnEncompassing", arguments);
+    EXPECT_TRUE(run.At(-1)[0] == -1 && run.WroteNothing() && Untouched(run, 10)) << position;
+  }
+}
+
+// Exchanging the models exchanges the statistics; a row given twice, to both models, counts once.
+TEST(Encompassing, ModelsTradePlaces) {
+  const CaseRun run = Call("FnEncompassing", Models());
+  std::vector<Argument> arguments = Models();
+  std::swap(arguments[0], arguments[4]);
+  const CaseRun traded = Call("FnEncompassing", arguments);
+  for (std::size_t i = 0; i < 10; ++i) EXPECT_NEAR(run.At(8)[i], traded.At(8)[i ^ 1], 1e-9) << i;
+  EXPECT_EQ(run.At(9), (std::vector<double>{0, 1, 3}));
+  EXPECT_EQ(run.At(10), std::vector<double>{3});
+}
+
+// ---- FnFracSigma
+
+std::vector<Argument> Process(std::vector<double> parameters, int p, int q, int n, double sigma2 = 1) {
+  return {Row(std::move(parameters)), Int(p), Int(q), Double(sigma2), Int(n), Out()};
+}
+
+TEST(FracSigma, Statuses) {
+  const std::tuple<const char *, int, std::vector<Argument>> cases[] = {
+      {"d", 1, Process({5.01}, 0, 0, 3)},
+      {"d, first", 1, Process({-5.01}, 0, 0, 3, 0)},
+      {"the variance", 2, Process({0.3}, 0, 0, 3, 0.0001)},
+      {"a unit root", 4, Process({0.3, 1}, 1, 0, 3)},
+      {"nearly one", 4, Process({0.3, -0.9999}, 1, 0, 3)},
+      {"complex roots on the circle", 4, Process({0.3, 0, -1}, 2, 0, 3)},
+      {"no roots", 6, Process({0.3, NAN, 0.2, 0.1}, 3, 0, 3)},
+      {"equal roots", 7, Process({0.3, 1, -0.25}, 2, 0, 3)},
+      {"two roots of 0", 7, Process({0.3, 0, 0}, 2, 0, 3)},
+      {"more columns than parameters", 0, Process({0.3, 0.5, 9}, 1, 0, 3)},
+  };
+  for (const auto &[name, status, arguments] : cases)
+    EXPECT_EQ(Call("FnFracSigma", arguments).outcome.result.AsInteger(), status) << name;
+}
+
+TEST(FracSigma, UnusableSizes) {
+  for (const auto &arguments : {Process({0.3}, 0, 0, 0), Process({0.3}, 0, 0, -1), Process({0.3}, -1, 0, 2),
+                                Process({0.3, 1}, 2, -1, 2), Process({0.3}, 0, -2147483647 - 1, 2)}) {
+    const CaseRun run = Call("FnFracSigma", arguments);
+    EXPECT_TRUE(run.outcome.result.AsInteger() == 10 && run.WroteNothing());
+  }
+  std::vector<Argument> column = Process({0.3, 0.5}, 1, 0, 2);
+  std::swap(column[0].matrix.rows, column[0].matrix.columns);
+  for (const auto &arguments :
+       {Process({}, 0, 0, 2), Process({0.3, 0.5}, 1, 1, 2), column, Process({0.3}, 2147483647, 2147483647, 2)})
+    EXPECT_EQ(Call("FnFracSigma", arguments).outcome.argument, 1);
+}
+
+// Few lags are the first ones of many; the parameters stay as they were.
+TEST(FracSigma, ManyLagsAndFew) {
+  const CaseRun many = Call("FnFracSigma", Process({0.3, 1.1, -0.6, 0.4}, 2, 1, 100000));
+  for (const int n : {1, 2, 3, 5, 50}) {
+    const std::vector<double> few = Call("FnFracSigma", Process({0.3, 1.1, -0.6, 0.4}, 2, 1, n)).At(5);
+    ASSERT_EQ(few.size(), static_cast<std::size_t>(n));
+    for (std::size_t k = 0; k < few.size(); ++k) EXPECT_NEAR(few[k], many.At(5)[k], 1e-12) << n << " " << k;
+  }
+  EXPECT_EQ(many.arguments[0].matrix.values, (std::vector<double>{0.3, 1.1, -0.6, 0.4}));
+  // The autocovariances of long memory decline as k^(2d-1) f(0) 2 Gamma(1-2d) sin(pi d), to 1/k.
+  const double f = 1.4 / 0.5, k = 99999;
+  const double tail = f * f / M_PI * std::tgamma(0.4) * std::sin(0.3 * M_PI) * std::pow(k, -0.4);
+  EXPECT_NEAR(many.At(5).back() / tail, 1, 1e-4);
+}
+
+// Fractional noise: gamma_k = Gamma(1-2d) Gamma(k+d) / (Gamma(d) Gamma(1-d) Gamma(k+1-d)) (Hosking 1981).
+TEST(FracSigma, FractionalNoiseInClosedForm) {
+  for (const double d : {-0.45, -0.1, 0.2, 0.49}) {
+    const std::vector<double> noise = Call("FnFracSigma", Process({d}, 0, 0, 100, 2)).At(5);
+    for (int k = 0; k < 100; ++k) {
+      const double expected = 2 * std::tgamma(1 - 2 * d) / (std::tgamma(d) * std::tgamma(1 - d)) *
+                              std::exp(std::lgamma(k + d) - std::lgamma(k + 1 - d)) * (k + d < 0 ? -1 : 1);
+      EXPECT_NEAR(noise[static_cast<std::size_t>(k)], expected, 1e-12 * std::fabs(noise[0])) << d << " " << k;
+    }
+  }
+}
+
+// d of exactly 0 with an autoregressive part is told by values that are not finite (all but that at lag p).
+TEST(FracSigma, WholeDegreesAreNotFinite) {
+  const std::vector<double> autocov = Call("FnFracSigma", Process({0, 0.5}, 1, 0, 4)).At(5);
+  for (const std::size_t k : {0U, 2U, 3U}) EXPECT_FALSE(std::isfinite(autocov[k])) << k;
+}
+
+TEST(FracSigma, WarnsOfASeriesThatEndsEarly) {
+  testing::internal::CaptureStdout();
+  Call("FnFracSigma", Process({0.3, 0.9998}, 1, 0, 4));
+  std::fflush(stdout);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "hyper: end of loop reached!\n");
+}
+
+}  // namespace
