@@ -32,13 +32,18 @@ int HStepForecast(const ForecastModel &model, const ForecastUncertainty &uncerta
   CopyColumns(actual.get(), 0, rows, t1, results, span);
   if (!ForecastWithSE(model, uncertainty, common, t1, t1 + h - 1, se)) return 0;
   CopyColumns(forecasts.get(), 0, rows, t1, results, h);
+  int done = 1;
   for (int c = h; c < span; ++c) {
-    const int t = t1 + c;
+    const int t = t1 + c, first = t - h + 1;
     CopyColumns(rows, t1, actual.get(), 0, results, c + 1);
-    if (!ForecastWithSE(model, uncertainty, common, t - h + 1, t, se == nullptr ? nullptr : passErrors.get())) return 0;
+    PutHistory(model, first);
+    done = ForecastWithSE(model, uncertainty, common, first, t, se == nullptr ? nullptr : passErrors.get());
+    if (!done) break;
     CopyColumns(forecasts.get(), c, rows, t, results, 1);
     if (se != nullptr) CopyColumns(se, c, passErrors.get(), h - 1, results, 1);
   }
+  if (h < span) PutHistory(model, t1);
+  if (!done) return 0;
   CopyColumns(rows, t1, forecasts.get(), 0, results, span);
   return 1;
 }

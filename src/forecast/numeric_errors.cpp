@@ -33,10 +33,6 @@ struct Jacobians {
   RowMatrix At(int step) const { return cells.get() + std::ptrdiff_t{step} * results; }
 };
 
-void PutColumn(const ForecastModel &model, int t, int observation) {
-  AlgebraPutRows(model.rows.table.get(), 0, model.rows.nY - 1, t, 0, observation);
-}
-
 // Column `column` of the Jacobians of all rows over a to b: their derivative with respect to a cell. One pair of passes
 // gives all horizons. prepare() is called before each pass.
 template <class Prepare>
@@ -64,7 +60,7 @@ void IdentityJacobian(const ForecastModel &model, int a, RowMatrix j) {
   for (int i = 0; i < rows.nY; ++i) {
     bool succeeded = true;
     const double width = Disturb(&rows[i][a], [&](int sign) {
-      PutColumn(model, a, model.base);
+      PutEndogenous(model.rows, a, model.base);
       succeeded = succeeded && AlgebraRunRange(model.base, model.base);
       if (!succeeded) return;
       AlgebraGetRows(rows.table.get(), rows.nY, rows.Results() - 1, a, AlgebraFirstAdded(), model.base);
@@ -72,12 +68,12 @@ void IdentityJacobian(const ForecastModel &model, int a, RowMatrix j) {
     });
     for (int r = rows.nY; r < rows.Results(); ++r) j[r][i] = succeeded ? j[r][i] / width : MissingValue();
   }
-  PutColumn(model, a, model.base);
+  PutEndogenous(model.rows, a, model.base);
 }
 
 // The derivatives of the columns a to b with respect to the endogenous variables just before a: how an error travels.
 void DynamicJacobian(const ForecastModel &model, int a, int b, const Jacobians &out) {
-  const auto putHistory = [&] { PutColumn(model, a - 1, model.base - 1); };
+  const auto putHistory = [&] { PutEndogenous(model.rows, a - 1, model.base - 1); };
   for (int i = 0; i < model.rows.nY; ++i) PathDerivative(model, &model.rows[i][a - 1], a, b, out, i, putHistory);
   putHistory();
 }
@@ -120,8 +116,14 @@ int AddParameterVariance(const ForecastModel &model, const ForecastUncertainty &
 }  // namespace
 
 int NumericForecastSE(const ForecastModel &model, const ForecastUncertainty &uncertainty, int a, int b, RowMatrix se) {
+  // Derivative passes evaluate the identities of the observation before the pass as well; they are put back.
+  const int nY = model.rows.nY, last = model.rows.Results() - 1, before = model.base - 1;
+  const OwnedMatrix known(model.rows.Results(), 1);
+  if (!known) return 0;
+  AlgebraGetRows(known.get(), nY, last, 0, AlgebraFirstAdded(), before);
   const int done = ErrorVariance(model, uncertainty, a, b, se) &&
                    (uncertainty.v == nullptr || AddParameterVariance(model, uncertainty, a, b, se));
+  AlgebraPutRows(known.get(), nY, last, 0, AlgebraFirstAdded(), before);
   ForecastRecursion(model, a, b, PlainPass);
   return done;
 }

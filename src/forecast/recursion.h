@@ -22,4 +22,11 @@ enum PassStart : int { PlainPass = 0, DerivativePass = -1 };
 // so far; where the program fails they are missing, and the recursion goes on.
 void ForecastRecursion(const ForecastModel &model, int a, int b, PassStart start);
 
+// Stores the endogenous variables of column t in the database at an observation.
+void PutEndogenous(const ForecastRows &rows, int t, int observation);
+
+// Stores the columns before a in the observations before base, as far as both reach back: what the identities of a pass
+// from a see of the past. Nothing without identities.
+void PutHistory(const ForecastModel &model, int a);
+
 }  // namespace tessel
