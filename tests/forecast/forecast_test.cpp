@@ -61,10 +61,11 @@ TEST(Forecast, ReferenceCases) {
       plain[16].kind = 'x';
       EXPECT_EQ(Call(c.function, plain).At(-1), full.At(-1));
     }
-    // The program may run out of memory as well, which leaves identities that are missing and errors of 0.
-    const auto same = [](const std::vector<double> &got, const std::vector<double> &wanted, bool missing, bool zero) {
+    // The program may run out of memory as well, which leaves identities that are missing and only a part of the
+    // errors.
+    const auto same = [](const std::vector<double> &got, const std::vector<double> &wanted, bool missing, bool part) {
       for (std::size_t i = 0; i < got.size(); ++i)
-        EXPECT_TRUE(got[i] == wanted[i] || (missing && std::isnan(got[i])) || (zero && got[i] == 0)) << i;
+        EXPECT_TRUE(got[i] == wanted[i] || (missing && std::isnan(got[i])) || (part && got[i] < wanted[i])) << i;
     };
     ForEachFailingAllocation([&](bool failing) {
       const CaseRun run = Call(c.function, a);
