@@ -151,8 +151,10 @@ MORV_API void FnSmoothMS(MorvValue *rtn, MorvValue *args, int count);
  *  17 integer identities  not 0: the variables that the open Algebra workspace's program added are forecast as well.
  * Its first nY variables are the endogenous ones 18 integer observation of the workspace just before the first forecast
  * rtn: nY rows, and one for each identity, with a column for each forecast. Standard errors of a system with identities
- * come from central differences. Where the program fails, its variables are missing in that column. A variance that is
- * missing or not above 0 gives a standard error of 0.
+ * come from central differences; the program then runs from the observation before the forecasts on. In an h-step
+ * forecast the identities see the endogenous variables of the h columns and all before them, but their own past values
+ * only up to the observation of argument 18. Where the program fails, its variables are missing in that column. A
+ * variance that is missing or not above 0 gives a standard error of 0.
  *
  * rtn and output are untouched when the span is empty, t1 is below the longest lag, a matrix is too small, or nQ below
  * 1 with a Q; with identities also when no workspace is open, it has fewer than nY variables of the host's, or t2 or an

@@ -1,7 +1,9 @@
 // Standard errors in closed form.
 #include <cmath>
+#include <limits>
 
 #include "forecast/forecast_errors.h"
+#include "linalg/dot_product.h"
 #include "linalg/moments.h"
 #include "linalg/products.h"
 
@@ -61,21 +63,22 @@ int ParameterVariance(const ForecastUncertainty &uncertainty, RowMatrix d, int n
 
 AnalyticErrors NewAnalyticErrors(const ForecastModel &model, const ForecastUncertainty &uncertainty, int steps) {
   const int nY = model.rows.nY, nX = model.rows.nX;
+  const std::int64_t stacked = std::int64_t{steps} * nY;
   AnalyticErrors common;
-  const OwnedMatrix term(nY, nY);
-  common.weights = OwnedMatrix(std::int64_t{steps} * nY, nY);
+  if (stacked > std::numeric_limits<int>::max()) return common;
+  const OwnedMatrix weighted(stacked, nY);
+  common.weights = OwnedMatrix(stacked, nY);
   common.errorVariance = OwnedMatrix(steps, nY);
   common.regressors = OwnedMatrix(steps, nX);
   common.derivative = OwnedMatrix(nY, std::int64_t{nY} * nX);
-  if (!common || !term) return {};
+  if (!common || !weighted) return {};
 
+  // One product for the Psi_i Omega of all steps; of Psi_i Omega Psi_i' the diagonal alone is needed.
   MovingAverageWeights(model, steps, common.weights.get());
-  for (int i = 0; i < steps; ++i) {
-    const RowMatrix psi = common.weights.get() + std::ptrdiff_t{i} * nY;
-    if (MatSandwich(psi, nY, uncertainty.omega, nY, term.get()) == nullptr) return {};
-    for (int r = 0; r < nY; ++r)
-      common.errorVariance[i][r] = (i == 0 ? 0.0 : common.errorVariance[i - 1][r]) + term[r][r];
-  }
+  MatMul(common.weights.get(), static_cast<int>(stacked), nY, uncertainty.omega, nY, weighted.get());
+  double *variance = common.errorVariance[0];
+  for (std::int64_t row = 0; row < stacked; ++row)
+    variance[row] = (row < nY ? 0.0 : variance[row - nY]) + DotProduct(weighted[row], common.weights[row], nY);
   return common;
 }
 
