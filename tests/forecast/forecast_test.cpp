@@ -38,7 +38,7 @@ struct Workspace {
 };
 
 constexpr char kSmoothAndSum[] = "smooth = a / (3 + b^2); two = b + b[-1];";
-constexpr char kLevel[] = "level = trend() == 1 ? 100 : level[-1] * exp(a / 100);";
+constexpr char kLevel[] = "level = trend() == 1 ? 100 : level[-1] * exp(b / 100);";
 
 // All numbers of the file: statsmodels for the VAR(4) and the impulses, 50-digit recursions for the rest. A declined
 // output changes no forecast by a bit; with memory failing nothing is returned, and of the standard errors those stored
@@ -198,6 +198,12 @@ TEST(Forecast, IdentitiesStayInTheWorkspace) {
     EXPECT_EQ(run.outcome.Returned(), returns) << before << " " << h << " " << errors;
     EXPECT_TRUE(returns || run.WroteNothing());
   }
+  // The first column has none before it to disturb.
+  std::vector<Argument> first = With(With(Forecasts(0, 1), 7, Mat(1, 3, {8, 7, 9})), 9, Mat(1, 3, {0, 0, 0}));
+  first = With(With(first, 17, Int(1)), 18, Int(0));
+  EXPECT_TRUE(Call("FnDynForc", first).WroteNothing());
+  EXPECT_TRUE(Call("FnDynForc", With(first, 16, Int(0))).outcome.Returned());
+
   const CaseRun run = forecast(2, 0, true);
   const std::vector<double> values = run.At(-1);
   EXPECT_EQ((std::vector<double>{values.begin(), values.end() - 1}),
