@@ -1,6 +1,8 @@
 # tessel_bench(NAME PEER_LIBRARY...)
 tessel_bench(algebra lua5.4)
 tessel_bench(special gsl gslcblas)
+tessel_bench(random)
+tessel_bench(columns lapacke openblas)
 tessel_bench(products openblas)
 tessel_bench(symmetric lapacke openblas)
 tessel_bench(factorisations lapacke openblas)

@@ -12,6 +12,7 @@ struct RunOptions {
   std::string program;
   DataOptions data;
   OutputOptions output;
+  int seed = 0;  // of the random numbers; 0 for the generator's own
 };
 
 struct FitOptions : RunOptions {
@@ -35,3 +36,6 @@ int CheckCommand(const std::string &program, const std::optional<DataOptions> &d
 
 // Lists the built-in functions, or one of them.
 int FunctionsCommand(const std::string &name);
+
+// Calls exports of the library: function and file of arguments in turn. Prints each call's results as JSON.
+int CallCommand(const std::vector<std::string> &words);

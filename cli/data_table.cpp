@@ -5,11 +5,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <functional>
-#include <memory>
 
 #include "failure.h"
+#include "input.h"
 
 namespace {
 
@@ -160,9 +159,7 @@ class Reader {
 };
 
 Calendar CalendarOf(const DataOptions &options) {
-  constexpr int mostYears = 1'000'000, mostPeriods = 1'000'000;
-  if (options.frequency < 1 || options.frequency > mostPeriods)
-    Misuse("--frequency", "expected the number of periods in a year, from 1 to " + std::to_string(mostPeriods));
+  constexpr int mostYears = 1'000'000;
   Calendar calendar;
   calendar.frequency = options.frequency;
   if (options.start.empty()) return calendar;
@@ -230,21 +227,10 @@ std::string DataTable::Describe(int observation) const {
 
 DataTable ReadData(const DataOptions &options) {
   const Calendar calendar = CalendarOf(options);
-  const std::unique_ptr<std::FILE, int (*)(std::FILE *)> opened(
-      std::fopen(options.file.c_str(), "rb"), [](auto *f) { return f == nullptr ? 0 : std::fclose(f); });
-  std::FILE *file = options.file == "-" ? stdin : opened.get();
-  if (file == nullptr) Fail(options.file, "the file cannot be opened");
-
+  InputFile file(options.file);
   Reader reader(options);
   CsvRows rows(options.file, [&](int line, const auto &fields) { reader.Row(line, fields); });
-  std::vector<char> buffer(1 << 16);
-  bool atStart = true;
-  for (std::size_t size = 0; (size = std::fread(buffer.data(), 1, buffer.size(), file)) > 0; atStart = false) {
-    const std::string_view chunk(buffer.data(), size);
-    const std::size_t mark = atStart && chunk.starts_with("\xEF\xBB\xBF") ? 3 : 0;  // UTF-8 byte order mark
-    rows.Feed(chunk.data() + mark, size - mark);
-  }
-  if (std::ferror(file) != 0) Fail(options.file, "the file cannot be read");
+  for (std::string_view part; !(part = file.Part()).empty();) rows.Feed(part.data(), part.size());
   rows.Finish();
   DataTable table = reader.Finish();
   table.calendar = calendar;

@@ -166,17 +166,22 @@ int FitCommand(const FitOptions &options) {
 
   model.RunAt(fit.estimates);
   const std::vector<int> &numbers = session.GetWorkspace().parameterNumbers;
+  std::cout << Table(options, session, range, fit, numbers) << std::flush;
   if (!options.output.file.empty())
     WriteFile(options.output.file, VariablesAsCsv(session.GetWorkspace(), session.Data(), range, options.output));
-  std::cout << Table(options, session, range, fit, numbers) << std::flush;
 
-  if (!fit.Converged()) Fail(options.program, "no optimum: " + StopText(fit.stop, options.tolerance));
-  if (!fit.unidentified.empty()) {
+  const auto joined = [&](const std::vector<int> &parameters) {
     std::string names;
-    for (const int j : fit.unidentified)
+    for (const int j : parameters)
       names += (names.empty() ? "&" : ", &") + std::to_string(numbers[static_cast<std::size_t>(j)]);
-    Fail(options.program, "no standard errors: the other parameters can stand in for " + names +
+    return names;
+  };
+  if (!fit.Converged()) Fail(options.program, "no optimum: " + StopText(fit.stop, options.tolerance));
+  if (!fit.jumpy.empty())
+    Fail(options.program,
+         "no optimum: '" + options.residual + "' jumps, or drowns in rounding, as " + joined(fit.jumpy) + " changes");
+  if (!fit.unidentified.empty())
+    Fail(options.program, "no standard errors: the other parameters can stand in for " + joined(fit.unidentified) +
                               ", or it has no effect on '" + options.residual + "'");
-  }
   return 0;
 }

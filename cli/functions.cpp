@@ -6,7 +6,9 @@
 namespace {
 
 constexpr std::string_view kValues = "Values", kPosition = "Position in the sample", kAround = "Columns around t",
-                           kUpTo = "Columns up to t", kWhole = "Whole columns", kDistributions = "Distributions";
+                           kUpTo = "Columns up to t", kWhole = "Whole columns", kDistributions = "Distributions",
+                           kCalendar = "Calendar", kOrder = "Order", kSmooth = "Lags, frequencies and smoothing",
+                           kRandom = "Random numbers";
 
 constexpr FunctionEntry kFunctions[] = {
     {"abs", kValues, "abs(x)", "absolute value"},
@@ -65,6 +67,50 @@ constexpr FunctionEntry kFunctions[] = {
     {"tailchi", kDistributions, "tailchi(x, n)", "chi-squared tail"},
     {"denst", kDistributions, "denst(x, n)", "Student t density with n degrees of freedom, a whole number"},
     {"tailt", kDistributions, "tailt(x, n)", "Student t tail P(T > x)"},
+    {"quann", kDistributions, "quann(p)", "standard normal quantile: P(Z <= x) = p"},
+    {"quant", kDistributions, "quant(p, n)", "Student t quantile"},
+    {"quanchi", kDistributions, "quanchi(p, n)", "chi-squared quantile"},
+    {"quanf", kDistributions, "quanf(p, n, m)", "F quantile"},
+
+    {"year", kCalendar, "year()", "year of the observation"},
+    {"month", kCalendar, "month()", "month; without dates the first month of the period"},
+    {"day", kCalendar, "day()", "day of the month; 1 without dates"},
+    {"dayofweek", kCalendar, "dayofweek()", "1 Sunday to 7 Saturday; missing without dates"},
+    {"hours", kCalendar, "hours()", "hour of the day; 1 without dates"},
+    {"minutes", kCalendar, "minutes()", "minute of the hour; 1 without dates"},
+    {"seconds", kCalendar, "seconds()", "second of the minute; 1 without dates"},
+    {"date", kCalendar, "date()", "the date without its time; without dates the observation, from 0"},
+    {"time", kCalendar, "time()", "time of day as a fraction of a day; 0 without dates"},
+    {"makedate", kCalendar, "makedate(year, month, day)", "the date as a Julian day number"},
+    {"maketime", kCalendar, "maketime(hour, minute, second)", "the time as a fraction of a day"},
+    {"insample", kCalendar, "insample(y1, p1, y2, p2)", "1 from y1(p1) to y2(p2), else 0"},
+    {"dummy", kCalendar, "dummy(y1, p1, y2, p2)", "the same as insample"},
+    {"indates", kCalendar, "indates(d1, d2)", "1 from date d1 to date d2, else 0; without dates they are years"},
+    {"dummydates", kCalendar, "dummydates(d1, d2)", "the same as indates"},
+    {"isdayofmonth", kCalendar, "isdayofmonth(month, weekday, n)",
+     "1 on the n-th such weekday of the month (0: any month; n < 0: from its end)"},
+    {"iseaster", kCalendar, "iseaster(k)", "1 on the k-th day after Easter Sunday, in March and April"},
+
+    {"sort", kOrder, "sort(X)", "puts X in ascending order over the range, missing values first"},
+    {"_sortby", kOrder, "_sortby(X, Y)", "sorts X over all of the data and moves Y in step"},
+    {"_sortallby", kOrder, "_sortallby(X)", "sorts X over all of the data and moves every variable in step"},
+
+    {"acf", kSmooth, "acf(X, DEST, LAGS)", "autocorrelations at lags 0, 1, 2, ... into DEST, the lags into LAGS"},
+    {"pacf", kSmooth, "pacf(X, DEST, LAGS)", "partial autocorrelations, laid out as by acf"},
+    {"periodogram", kSmooth, "periodogram(X, DEST, FREQUENCIES)", "periodogram at the frequencies 2 pi k / n"},
+    {"smooth_hp", kSmooth, "smooth_hp(X, lambda, DEST)", "Hodrick-Prescott trend; lambda 0 means 1600"},
+    {"smooth_np", kSmooth, "smooth_np(X, alpha, DEST)",
+     "kernel regression on time; alpha 0 automatic, above 0 degrees of freedom, below 0 minus the bandwidth"},
+    {"smooth_sp", kSmooth, "smooth_sp(X, alpha, DEST)",
+     "cubic smoothing spline; alpha as for smooth_np, below 0 minus the smoothing parameter"},
+
+    {"ranu", kRandom, "ranu()", "uniform between 0 and 1"},
+    {"rann", kRandom, "rann()", "standard normal"},
+    {"rannormal", kRandom, "rannormal()", "the same as rann"},
+    {"ranchi", kRandom, "ranchi(n)", "chi-squared with n degrees of freedom"},
+    {"rant", kRandom, "rant(n)", "Student t with n degrees of freedom, a whole number"},
+    {"ranf", kRandom, "ranf(n, m)", "F with n and m degrees of freedom"},
+    {"ranseed", kRandom, "ranseed(s)", "seeds the generator with s; -1 restores its default, 0 only tells its first word"},
 };
 
 }  // namespace

@@ -26,6 +26,7 @@ struct Search {
   int observations;
   std::vector<double> largest;  // the largest size that each parameter has had
   std::vector<double> shrink;   // per parameter: the factor on its step
+  std::vector<bool> jumps;      // per parameter: its differences agree at no step
   std::vector<double> point, above, below;
   int iterations = 0;
 
@@ -35,6 +36,7 @@ struct Search {
         observations(m),
         largest(n),
         shrink(n, 1.0),
+        jumps(n, false),
         above(static_cast<std::size_t>(m)),
         below(above) {}
 
@@ -77,7 +79,7 @@ struct Search {
   // shrinks until the two agree so well that the extrapolated one is good to about 11 digits: a parameter may be large
   // against the scale on which it matters, as a date is. The step that agrees best is kept for later differences.
   bool FourthOrderDifference(std::size_t j, std::span<double> column) {
-    constexpr double enough = 1e-5;
+    constexpr double enough = 1e-5, hopeless = 0.1;
     double least = std::numeric_limits<double>::infinity();
     std::vector<double> wide(column.size()), narrow(column.size());
     for (double trial = 1.0; trial > 1e-8 && least > enough; trial /= 8.0) {
@@ -94,6 +96,7 @@ struct Search {
       shrink[j] = trial;
       for (std::size_t i = 0; i < column.size(); ++i) column[i] = narrow[i] + (narrow[i] - wide[i]) / 3.0;
     }
+    jumps[j] = std::isfinite(least) && least > hopeless;
     return std::isfinite(least);
   }
 
@@ -228,6 +231,13 @@ void Refine(Search &search, LeastSquaresFit &fit) {
   for (int pass = 0;; ++pass) {
     fit.sigma = fit.degreesOfFreedom > 0 ? std::sqrt(fit.rss / fit.degreesOfFreedom) : kNaN;
     if (!search.Jacobian(fit.estimates, Order::Fourth, jacobian.data())) return;
+    fit.jumpy.clear();
+    for (std::size_t j = 0; j < n; ++j)
+      if (search.jumps[j]) fit.jumpy.push_back(static_cast<int>(j));
+    if (!fit.jumpy.empty()) {
+      fit.standardErrors.assign(n, kNaN);
+      return;
+    }
     const Curvature curvature = CurvatureOf(jacobian, f, n);
     fit.unidentified = curvature.unidentified;
     if (!fit.unidentified.empty()) return;

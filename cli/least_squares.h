@@ -26,6 +26,7 @@ struct LeastSquaresFit {
   std::vector<double> estimates;
   std::vector<double> standardErrors;  // NaN where `unidentified` is not empty or no degree of freedom is left
   std::vector<int> unidentified;       // parameters whose effect on the residuals the others can stand in for
+  std::vector<int> jumpy;              // parameters around which the residuals jump: there is no derivative
   int degreesOfFreedom = 0;
   double rss = 0.0;
   double sigma = 0.0;  // NaN without degrees of freedom

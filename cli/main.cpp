@@ -1,10 +1,15 @@
 // tessel: Algebra programs from the command line.
+#include <fcntl.h>
+#include <unistd.h>
 #include <CLI/CLI.hpp>
 
+#include <csignal>
+#include <cstdio>
 #include <iostream>
 
 #include "commands.h"
 #include "failure.h"
+#include "text.h"
 
 namespace {
 
@@ -15,15 +20,13 @@ void AddDataOptions(CLI::App &command, DataOptions &data, bool required) {
   start->type_name("YEAR:PERIOD");
   CLI::Option *frequency =
       command.add_option("--frequency", data.frequency, "periods in a year, as 4 for quarters (default 1)");
-  frequency->type_name("N");
-  command.add_option("--dates", data.dates, "column that holds the dates of the observations")
-      ->type_name("COLUMN")
-      ->excludes(start)
-      ->excludes(frequency);
-  command.add_option("--skip", data.skip, "columns not to read")
-      ->type_name("NAME,...")
-      ->delimiter(',')
-      ->allow_extra_args(false);
+  frequency->type_name("N")->check(CLI::Range(1, 1000000));
+  CLI::Option *dates = command.add_option("--dates", data.dates, "column that holds the dates of the observations");
+  dates->type_name("COLUMN")->excludes(start)->excludes(frequency);
+  CLI::Option *skip = command.add_option("--skip", data.skip, "columns not to read");
+  skip->type_name("NAME,...")->delimiter(',')->allow_extra_args(false);
+  if (!required)
+    for (CLI::Option *about : {start, frequency, dates, skip}) about->needs(file);
 }
 
 void AddRangeOptions(CLI::App &command, DataOptions &data) {
@@ -44,19 +47,23 @@ void AddOutputOptions(CLI::App &command, OutputOptions &output, const char *what
 
 CLI::App *AddRun(CLI::App &app, RunOptions &run) {
   CLI::App *command = app.add_subcommand("run", "Run an Algebra program over data and write the variables as CSV");
-  command->add_option("PROGRAM", run.program, "file with the Algebra program")->required();
+  command->add_option("PROGRAM", run.program, "file with the Algebra program, - is standard input")->required();
   AddDataOptions(*command, run.data, true);
   AddRangeOptions(*command, run.data);
   AddOutputOptions(*command, run.output, "CSV file to write, - is standard output (default)");
   command->add_option("--digits", run.output.digits, "significant digits (default: as many as read back exactly)")
       ->type_name("N")
       ->check(CLI::Range(1, 17));
+  command->add_option("--seed", run.seed, "seed of the random numbers (default: the same sequence in every run)")
+      ->type_name("N")
+      ->check(CLI::Range(1, 2147483647));
   return command;
 }
 
 CLI::App *AddFit(CLI::App &app, FitOptions &fit) {
   CLI::App *command = app.add_subcommand("fit", "Estimate a model's parameters by non-linear least squares");
-  command->add_option("PROGRAM", fit.program, "file with the model as an Algebra program")->required();
+  command->add_option("PROGRAM", fit.program, "file with the model as an Algebra program, - is standard input")
+      ->required();
   AddDataOptions(*command, fit.data, true);
   AddRangeOptions(*command, fit.data);
   command->add_option("--residual", fit.residual, "variable whose sum of squares is minimised")
@@ -80,12 +87,17 @@ CLI::App *AddFit(CLI::App &app, FitOptions &fit) {
   return command;
 }
 
+void CheckSources(const std::string &program, const DataOptions &data) {
+  if (program == "-" && data.file == "-") Misuse("--data", "the program comes from standard input, expected a file");
+}
+
 // The line for a command line that cannot be read.
 std::string UsageLine(const CLI::App &app, const CLI::ParseError &error) {
   std::string name = "tessel";
   for (const CLI::App *command : app.get_subcommands()) name += " " + command->get_name();
   std::string what = error.what();
-  for (char &c : what) c = c == '\n' ? ' ' : c;
+  if (const auto rest = app.remaining(); app.get_subcommands().empty() && !rest.empty())
+    what = "expected run, fit, check, functions or an option, found " + Quoted(rest[0]);
   return name + ": " + what + " (see " + name + " --help)";
 }
 
@@ -96,11 +108,15 @@ int Main(int argc, char **argv) {
   int status = 0;
 
   RunOptions run;
-  AddRun(app, run)->final_callback([&] { status = RunCommand(run); });
+  AddRun(app, run)->final_callback([&] {
+    CheckSources(run.program, run.data);
+    status = RunCommand(run);
+  });
 
   FitOptions fit;
   AddFit(app, fit)->final_callback([&] {
     if (fit.output.file == "-") Misuse("--output", "the table goes to standard output, expected a file's name");
+    CheckSources(fit.program, fit.data);
     status = FitCommand(fit);
   });
 
@@ -109,31 +125,52 @@ int Main(int argc, char **argv) {
   CLI::App *check = app.add_subcommand("check", "Compile an Algebra program without running it");
   check->add_option("PROGRAM", checked, "file with the Algebra program")->required();
   AddDataOptions(*check, checkedData, false);
-  check->final_callback(
-      [&] { status = CheckCommand(checked, checkedData.file.empty() ? std::nullopt : std::optional(checkedData)); });
+  check->final_callback([&] {
+    CheckSources(checked, checkedData);
+    status = CheckCommand(checked, checkedData.file.empty() ? std::nullopt : std::optional(checkedData));
+  });
 
   std::string function;
   CLI::App *functions = app.add_subcommand("functions", "List the built-in functions of Algebra");
   functions->add_option("NAME", function, "one function");
   functions->final_callback([&] { status = FunctionsCommand(function); });
 
+  std::vector<std::string> words;
+  CLI::App *call = app.add_subcommand("call", "Call functions of the library with arguments as JSON");
+  call->add_option("FUNCTION ARGS.json", words,
+                   "a function and the file of its arguments (- is standard input), in turn")
+      ->required();
+  call->final_callback([&] { status = CallCommand(words); });
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
     if (error.get_exit_code() == 0) return app.exit(error);
-    std::cerr << UsageLine(app, error) << '\n';
+    std::cerr << OnOneLine(UsageLine(app, error)) << '\n';
     return Failure::WrongUsage;
   }
   return status;
 }
 
+// A standard stream that is closed would lend its number to the next file that is opened, and what is meant for the
+// stream would go there. What is opened here in its place refuses it.
+void OpenClosedStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    if (fcntl(stream, F_GETFD) < 0) static_cast<void>(open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
+  OpenClosedStreams();
+  std::signal(SIGXFSZ, SIG_IGN);  // a file that grows too large is an error of writing like others
   try {
-    return Main(argc, argv);
+    const int status = Main(argc, argv);
+    std::cout.flush();
+    if (!std::cout || std::ferror(stdout) != 0) Fail("standard output", "it cannot be written");
+    return status;
   } catch (const Failure &failure) {
-    std::cerr << failure.what() << '\n';
+    std::cerr << OnOneLine(failure.what()) << '\n';
     return failure.status;
   } catch (const std::bad_alloc &) {
     std::cerr << "tessel: out of memory\n";

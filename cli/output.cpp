@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -26,8 +27,25 @@ bool WriteAll(int file, const std::string &text) {
 }
 
 [[noreturn]] void CannotWrite(const std::string &path) {
-  Fail(path, std::string("the file cannot be written: ") + std::strerror(errno));
+  Fail(path.empty() ? "''" : path, std::string("the file cannot be written: ") + std::strerror(errno));
 }
+
+// Holds back the signals that would end the process and leave a temporary file behind; they act when this object goes.
+class SignalsHeld {
+ public:
+  SignalsHeld() {
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) sigaddset(&signals, signal);
+    sigprocmask(SIG_BLOCK, &signals, &before_);
+  }
+  SignalsHeld(const SignalsHeld &) = delete;
+  SignalsHeld &operator=(const SignalsHeld &) = delete;
+  ~SignalsHeld() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_{};
+};
 
 void WriteDirectly(const std::string &path, int file, const std::string &text) {
   if (file < 0 || !WriteAll(file, text)) CannotWrite(path);
@@ -45,9 +63,11 @@ std::vector<std::string> Selection(Workspace &workspace, const DataTable &data, 
   if (options.added) return workspace.AddedNames();
   std::vector<std::string> names = workspace.Names();
   if (options.only.empty()) return names;
-  for (const std::string &name : options.only)
+  for (const std::string &name : options.only) {
     if (std::ranges::count(names, name) == 0)
       Misuse("--only", "neither " + data.source + " nor the program has a variable " + Quoted(name));
+    if (std::ranges::count(options.only, name) > 1) Misuse("--only", Quoted(name) + " stands twice, expected once");
+  }
   return options.only;
 }
 
@@ -95,6 +115,9 @@ void WriteFile(const std::string &path, const std::string &text) {
     return;
   }
 
+  if (exists && access(target.c_str(), W_OK) != 0) CannotWrite(path);  // the new file would not ask
+
+  const SignalsHeld held;
   std::string temporary = target + ".XXXXXX";
   const int file = mkostemp(temporary.data(), O_CLOEXEC);
   if (file < 0) CannotWrite(path);

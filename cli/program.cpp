@@ -2,13 +2,10 @@
 #include "program.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "failure.h"
+#include "input.h"
 #include "text.h"
 
 namespace {
@@ -28,37 +25,6 @@ std::string_view NextPiece(std::string_view text) {
 
 bool IsComment(std::string_view piece) { return piece.starts_with("/*") || piece.starts_with("//"); }
 bool IsBlank(std::string_view piece) { return piece.find_first_not_of(" \t\r\n") == std::string_view::npos; }
-
-// The messages of scanner and parser. They come as "TEXT MESSAGE", with the text that each is about in front.
-constexpr std::array<std::string_view, 18> kMessages = {"Unexpected end of code",
-                                                        "Unrecognized",
-                                                        "Out of heap memory",
-                                                        "Missing",
-                                                        "Token too long",
-                                                        "End of string missing",
-                                                        "Duplicate identifier",
-                                                        "Constant buffer full",
-                                                        "Code buffer full",
-                                                        "Symbol table full",
-                                                        "Out of memory",
-                                                        "Undeclared identifier",
-                                                        "Parameter buffer full",
-                                                        "Not a function",
-                                                        "Out of place",
-                                                        "Expected a variable, not a function",
-                                                        "Could not create variable",
-                                                        "Argument must be variable name, found"};
-
-// "TEXT MESSAGE" as "MESSAGE 'TEXT'".
-std::string MessageFirst(std::string_view body) {
-  for (const std::string_view message : kMessages) {
-    if (!body.ends_with(message)) continue;
-    std::string_view about = body.substr(0, body.size() - message.size());
-    while (!about.empty() && about.back() == ' ') about.remove_suffix(1);
-    return std::string(message) + (about.empty() ? "" : " " + Quoted(about));
-  }
-  return std::string(body);
-}
 
 }  // namespace
 
@@ -98,13 +64,9 @@ std::string Program::Excerpt(const Statement &statement) const {
 int Program::LineCount() const { return static_cast<int>(std::ranges::count(text, '\n')); }
 
 Program ReadProgram(const std::string &path) {
-  std::ifstream file(path, std::ios::binary);
-  std::stringstream content;
-  const bool isFolder = std::filesystem::is_directory(path);
-  if (file && !isFolder && file.peek() != std::ifstream::traits_type::eof()) content << file.rdbuf();
-  if (isFolder || !content || file.bad() || !file.is_open()) Fail(path, "the program cannot be read");
-  Program program{path, content.str(), {}};
-  if (program.text.starts_with("\xEF\xBB\xBF")) program.text.erase(0, 3);
+  Program program{path, {}, {}};
+  InputFile file(path);
+  for (std::string_view part; !(part = file.Part()).empty();) program.text += part;
   if (!program.text.ends_with('\n')) program.text += '\n';
   int line = 1;
   for (const char c : program.text) {
@@ -131,10 +93,8 @@ std::size_t LeastThatHolds(std::size_t count, const std::function<bool(std::size
 std::string PlaceMessage(const Program &program, const std::string &message,
                          const std::function<bool(const std::string &text)> &fails) {
   const std::size_t on = message.rfind(" on line ");
-  const std::size_t colon = message.find(": ");
   const std::optional<int> line = on == std::string::npos ? std::nullopt : ParseInteger(message.substr(on + 9));
-  if (!line || colon == std::string::npos)
-    return program.path + ": " + (message.starts_with("Error: ") ? message.substr(7) : message);
+  if (!line) return program.path + ": " + message;
 
   int place = *line;
   if (place >= 100 && program.LineCount() > 999) {  // a line's number has three digits
@@ -142,8 +102,7 @@ std::string PlaceMessage(const Program &program, const std::string &message,
         LeastThatHolds(program.statements.size(), [&](std::size_t k) { return fails(program.Prefix(k)); });
     if (n <= program.statements.size()) place = program.statements[n - 1].line;
   }
-  const std::string body = message.substr(colon + 2, on - colon - 2);
-  return program.path + ":" + std::to_string(place) + ": " + message.substr(0, colon + 2) + MessageFirst(body);
+  return program.path + ":" + std::to_string(place) + ": " + message;
 }
 
 std::string FatalCauses(std::string_view statement) {

@@ -31,7 +31,7 @@ Program ReadProgram(const std::string &path);
 // Splits a text at the semicolons outside strings and comments; ends where a `}` ends the program.
 std::vector<Statement> SplitStatements(std::string_view text);
 
-// A message of Algebra's, as one line for the user: "PATH:LINE: Parse error: Undeclared identifier 'x'". `fails` tells
+// A message of Algebra's behind its place: "PATH:LINE: Parse error: x Undeclared identifier on line 2". `fails` tells
 // whether a text fails to compile; it finds the line where the message's own cannot be relied on (in programs of more
 // than 999 lines).
 std::string PlaceMessage(const Program &program, const std::string &message,

@@ -36,6 +36,7 @@ std::string Joined(const std::vector<std::string> &words) {
 int RunCommand(const RunOptions &options) {
   Session session(options.program, ReadData(options.data));
   const Range range = RangeOf(session.Data(), options.data);
+  if (options.seed != 0) session.Seed(options.seed);
   session.Compile(Workspace::Use::Plain);
   session.Run(RunRangeOf(range, options.data));
   WarnOfInfinities(session, range);

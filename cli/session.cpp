@@ -5,24 +5,28 @@
 #include <utility>
 
 #include "failure.h"
+#include "text.h"
 
 Session::Session(const std::string &programPath, DataTable data)
     : program_(ReadProgram(programPath)), data_(std::move(data)), workspace_(library_) {
   OpenLibrary(library_);
 }
 
-void Session::Warn(const std::string &line) { std::cerr << line << '\n'; }
+void Session::Warn(const std::string &line) { std::cerr << OnOneLine(line) << '\n'; }
 
 std::string Session::Message(const std::string &message, Workspace::Use use) {
-  if (message.ends_with("No parameters alllowed here"))
-    return program_.path + ": the program has parameters, such as &1: 'tessel fit' estimates them";
-  if (message.ends_with("No parameters to estimate"))
-    return program_.path + ": the program has no parameters to estimate, such as &1";
-  if (message.ends_with("Need starting values for all parameters"))
-    return program_.path + ": each parameter needs a starting value, as in '&1 = 0.5;'";
   return PlaceMessage(program_, message, [&](const std::string &text) {
     return workspace_.Open(data_, text, use).find(" on line ") != std::string::npos;
   });
+}
+
+void Session::Seed(int seed) {
+  DataTable oneObservation;
+  oneObservation.rows = 1;
+  // The generator is the process's, so the seed outlives this workspace.
+  const std::string program = "ranseed(" + std::to_string(seed) + ");";
+  if (!workspace_.Open(oneObservation, program, Workspace::Use::Plain).empty() || !workspace_.Run({0, 0}))
+    Fail("--seed", "the random numbers cannot be seeded");
 }
 
 void Session::Compile(Workspace::Use use) {

@@ -12,6 +12,9 @@ class Session {
  public:
   Session(const std::string &programPath, DataTable data);
 
+  // Seeds the random numbers of the runs that follow.
+  void Seed(int seed);
+
   // Compiles; throws Failure with Algebra's message and its place.
   void Compile(Workspace::Use use);
 

@@ -61,6 +61,8 @@ long TimeOfDay(std::string_view text) {
   return ((hours * 60L + minutes) * 60 + seconds) * 100 + hundredths;
 }
 
+bool IsControl(char c) { return (c >= 0 && c < ' ') || c == 127; }
+
 bool EqualsIgnoringCase(std::string_view text, std::string_view lower) {
   return std::ranges::equal(text, lower, [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a + 32 : a) == b; });
 }
@@ -119,16 +121,16 @@ std::optional<std::string> DateText(double date) {
   return ParseDate(text) == date ? std::optional(text) : std::nullopt;
 }
 
-bool HasControlCharacter(std::string_view text) {
-  return std::ranges::any_of(text, [](char c) { return (c >= 0 && c < ' ') || c == 127; });
+bool HasControlCharacter(std::string_view text) { return std::ranges::any_of(text, IsControl); }
+
+std::string OnOneLine(std::string text) {
+  std::ranges::replace_if(text, IsControl, ' ');
+  return text;
 }
 
 std::string Quoted(std::string_view text) {
   constexpr std::size_t most = 60;
-  std::string quoted = "'" + std::string(text.substr(0, most)) + (text.size() > most ? "...'" : "'");
-  std::ranges::replace_if(
-      quoted, [](char c) { return (c >= 0 && c < ' ') || c == 127; }, ' ');
-  return quoted;
+  return OnOneLine("'" + std::string(text.substr(0, most)) + (text.size() > most ? "...'" : "'"));
 }
 
 std::optional<int> ParseInteger(std::string_view text) {

@@ -23,6 +23,8 @@ std::optional<std::string> DateText(double date);
 
 // A text of the user's in quotation marks, fit for a message of one line.
 std::string Quoted(std::string_view text);
+// The text with blanks in the place of control characters.
+std::string OnOneLine(std::string text);
 bool HasControlCharacter(std::string_view text);
 
 // A whole number with an optional sign.

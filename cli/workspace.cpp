@@ -6,31 +6,12 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "diversion.h"
 #include "failure.h"
 
 namespace {
 
 constexpr const char *kLibrary = "libtessel13_morv_64.so";
-
-// Standard output goes to a file as long as this object lives.
-class Diversion {
- public:
-  explicit Diversion(std::FILE *to) {
-    std::fflush(stdout);
-    saved_ = dup(STDOUT_FILENO);
-    if (saved_ < 0 || dup2(fileno(to), STDOUT_FILENO) < 0) Fail("standard output", "it cannot be diverted");
-  }
-  Diversion(const Diversion &) = delete;
-  Diversion &operator=(const Diversion &) = delete;
-  ~Diversion() {
-    std::fflush(stdout);
-    dup2(saved_, STDOUT_FILENO);
-    close(saved_);
-  }
-
- private:
-  int saved_ = -1;
-};
 
 }  // namespace
 
@@ -62,7 +43,7 @@ Workspace::~Workspace() {
 morv::Outcome Workspace::Call(const std::string &name, morv::Arguments &args) {
   std::optional<morv::Outcome> outcome;
   {
-    const Diversion diversion(printed_.get());
+    const Diversion diversion(fileno(printed_.get()));
     outcome = library_.Call(name, args);
   }
   if (outcome->Failed()) Fail("tessel", outcome->message);

@@ -6,7 +6,7 @@ A file holds lines of words:
   m ROWS COLUMNS X...        a matrix
   csv FILE COLUMN...         columns of a file in tests/data as a matrix; "1" is a column of ones
   value P TOLERANCE R C X... what output P (-1: the result) must hold, each cell within TOLERANCE max(1, |X|)
-  errors P TOLERANCE X...    what the square roots of the diagonal of the inverse of output P must be
+  sums P TOLERANCE X...      what the sums over each row of output P must be, its cells times 1, 2, 3, ...
 """
 
 import mpmath
@@ -37,8 +37,9 @@ class Cases:
             rows = [[rows]]
         self.lines.append(f"value {position} {tolerance} {matrix(rows)}")
 
-    def errors(self, position, tolerance, values):
-        self.lines.append(f"errors {position} {tolerance} " + " ".join(number(x) for x in values))
+    def sums(self, position, tolerance, rows):
+        values = [sum((j + 1) * x for j, x in enumerate(row)) for row in rows]
+        self.lines.append(f"sums {position} {tolerance} " + " ".join(number(x) for x in values))
 
     def write(self):
         self.path.write_text("\n".join(self.lines) + "\n")

@@ -3,7 +3,7 @@
 
 Small cases: the log-likelihood of each observation is written down directly, from the probability of its outcome, and
 differenced numerically with 60 digits (mpmath). Cases on real data: maximum-likelihood estimates of statsmodels, with
-its log-likelihood and standard errors.
+its log-likelihood and information matrix.
 """
 
 import pathlib
@@ -167,7 +167,7 @@ def vote():
                ("csv", "anes96.csv", "1", *names), [], [], [], *[None] * 5)
     cases.value(-1, 1e-10, model.loglike(params))
     cases.value(7, 1e-8, [0] * len(params))
-    cases.errors(8, 1e-8, numpy.sqrt(numpy.diag(numpy.linalg.inv(-model.hessian(params)))))
+    cases.sums(8, 1e-11, -model.hessian(params))
 
     binary = sm.Probit(data["vote"].to_numpy(), X)
     params = polished(binary, binary.fit(disp=False).params)
@@ -177,7 +177,7 @@ def vote():
                *[None] * 5)
     cases.value(-1, 1e-10, binary.loglike(params))
     cases.value(4, 1e-8, [0] * len(params))
-    cases.errors(5, 1e-8, numpy.sqrt(numpy.diag(numpy.linalg.inv(X.T @ (weights[:, None] * X)))))
+    cases.sums(5, 1e-11, X.T @ (weights[:, None] * X))
 
 
 def visits():
@@ -191,7 +191,7 @@ def visits():
     cases.case("FnCountJD", "visits-poisson", params, *arguments, 0, 0, 5, 0.0, *[None] * 5)
     cases.value(-1, 1e-10, model.loglike(params))
     cases.value(7, 1e-8, [0] * len(params))
-    cases.errors(8, 1e-8, numpy.sqrt(numpy.diag(numpy.linalg.inv(-model.hessian(params)))))
+    cases.sums(8, 1e-11, -model.hessian(params))
     cases.value(9, 1e-10, [[scipy.stats.poisson.pmf(c, numpy.exp(X @ params)).sum() for c in range(5)]])
 
     for form, P in (("nb2", 0.0), ("nb1", 1.0)):
@@ -205,7 +205,7 @@ def visits():
         cases.case("FnCountJD", "visits-" + form, theta, *arguments, 1, 0, 5, P, *[None] * 5)
         cases.value(-1, 1e-10, model.loglike(params))
         cases.value(7, 1e-8, [0] * len(params))
-        cases.errors(8, 1e-6, numpy.sqrt(numpy.diag(numpy.linalg.inv(scores.T @ scores))))
+        cases.sums(8, 1e-9, scores.T @ scores)
         mu = numpy.exp(X @ params[:-1])
         cases.value(9, 1e-9, [[scipy.stats.nbinom.pmf(c, a, a / (a + mu)).sum() for c in range(5)]])
 
@@ -229,6 +229,7 @@ count("negative-binomial-near-poisson", 1, 0, 0, SMALL, 0.5, 0.4, (-25.0,), cell
 count("negative-binomial-large-counts", 1, 0, 0, [300, 1200, 2500], 7.0, 0.3, (-0.5,))
 count("negative-binomial-large-counts-near-poisson", 1, 0, 1, [900, 1005, 1100], 6.9, 0.02, (-14.0,),
       tolerance=1e-10)
+count("negative-binomial-millions", 1, 0, 0, [300000, 1200000, 2500000], 14.0, 0.3, (-0.5,))
 vote()
 visits()
 cases.write()

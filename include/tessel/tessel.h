@@ -83,8 +83,8 @@ MORV_API void FnExitAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
  *   8 double  delta
  *   9 output  l       T x 1
  *  10 output  e       T x 1
- * rtn: 1; 0 with outputs unchanged when T is below 1, y has more than one column, c fewer than T cells, a or b columns
- * but no row, or an output has no memory. Without work memory rtn is 1 and both outputs hold zeros.
+ * rtn: 1, also for an empty series; 0 with outputs unchanged when y has more than one column, c fewer than T cells, a
+ * or b columns but no row, or an output has no memory. Without work memory rtn is 1 and both outputs hold zeros.
  * Nelson, D.B. (1991), Econometrica 59. */
 MORV_API void FnEgarchVar(MorvValue *rtn, MorvValue *args, int count);
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "algebra/function_table.h"
+#include "algebra/report.h"
 #include "host/missing.h"
 
 namespace tessel {
@@ -17,6 +18,17 @@ inline double Fault(AlgebraContext *context, std::uint32_t bits) {
   context->errors |= bits;
   return AlgebraMissing();
 }
+
+// Whether this call is the one that fills a column: the first of a run of at least `fewest` observations. The column is
+// marked as written.
+inline bool MustFill(AlgebraContext *context, const SymbolEntry &target, int fewest) {
+  if (context->currentObs != context->firstObs || context->lastObs - context->firstObs + 1 < fewest) return false;
+  DbMarkChanged(context->database, target.handle);
+  return true;
+}
+
+// What a function that needs memory says when there is none; it leaves its columns as they were.
+inline void ReportNoMemory() { AlgebraReport("Error", "Out of memory"); }
 
 // functions_element.cpp: functions of values and of the position.
 double AlgAbs(AlgebraContext *, const double *);
@@ -72,5 +84,51 @@ double AlgTailChi(AlgebraContext *, const double *);
 double AlgTailF(AlgebraContext *, const double *);
 double AlgTailN(AlgebraContext *, const double *);
 double AlgTailT(AlgebraContext *, const double *);
+
+// functions_random.cpp: random numbers and their seed.
+double AlgRanChi(AlgebraContext *, const double *);
+double AlgRanF(AlgebraContext *, const double *);
+double AlgRanN(AlgebraContext *, const double *);
+double AlgRanSeed(AlgebraContext *, const double *);
+double AlgRanT(AlgebraContext *, const double *);
+double AlgRanU(AlgebraContext *, const double *);
+
+// functions_calendar.cpp: dates, times of day and dummies, in dated databases and in samples.
+double AlgDate(AlgebraContext *, const double *);
+double AlgDay(AlgebraContext *, const double *);
+double AlgDayOfWeek(AlgebraContext *, const double *);
+double AlgHours(AlgebraContext *, const double *);
+void AlgInDates(AlgebraContext *, const double *, double *, int);
+double AlgInSample(AlgebraContext *, const double *);
+double AlgIsDayOfMonth(AlgebraContext *, const double *);
+double AlgIsEaster(AlgebraContext *, const double *);
+double AlgMakeDate(AlgebraContext *, const double *);
+double AlgMakeTime(AlgebraContext *, const double *);
+double AlgMinutes(AlgebraContext *, const double *);
+double AlgMonth(AlgebraContext *, const double *);
+double AlgSeconds(AlgebraContext *, const double *);
+double AlgTime(AlgebraContext *, const double *);
+double AlgYear(AlgebraContext *, const double *);
+
+// functions_sort.cpp: columns put in order.
+double AlgSort(AlgebraContext *, const double *);
+double AlgSortAllBy(AlgebraContext *, const double *);
+double AlgSortBy(AlgebraContext *, const double *);
+
+// functions_spectral.cpp: functions of lag and frequency.
+double AlgAcf(AlgebraContext *, const double *);
+double AlgPacf(AlgebraContext *, const double *);
+double AlgPeriodogram(AlgebraContext *, const double *);
+
+// functions_smooth.cpp: smoothers against time.
+double AlgSmoothHp(AlgebraContext *, const double *);
+double AlgSmoothNp(AlgebraContext *, const double *);
+double AlgSmoothSp(AlgebraContext *, const double *);
+
+// functions_quantile.cpp: quantiles.
+double AlgQuanChi(AlgebraContext *, const double *);
+double AlgQuanF(AlgebraContext *, const double *);
+double AlgQuanN(AlgebraContext *, const double *);
+double AlgQuanT(AlgebraContext *, const double *);
 
 }  // namespace tessel

@@ -61,14 +61,6 @@ double MeanDeviation(const AlgebraContext *context, const double *x, double cent
 
 double UnitInterval(double x) { return std::clamp(x, 0.0, 1.0); }
 
-// Whether this call is the one that fills the output column: the first of a run of at least `fewest` observations. The
-// column is marked as written.
-bool MustFill(AlgebraContext *context, const SymbolEntry &target, int fewest) {
-  if (context->currentObs != context->firstObs || context->lastObs - context->firstObs + 1 < fewest) return false;
-  DbMarkChanged(context->database, target.handle);
-  return true;
-}
-
 // Exponential smoothing with a level and a trend (Holt). A gap is filled along the last line.
 void Smooth(const double *x, int first, int last, double alpha, double beta, double *out) {
   double level = 0, trend = 0, gap = 1;

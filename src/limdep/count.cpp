@@ -32,10 +32,10 @@ struct Norm {
   double log, mean, variance, rise;  // rise: E H
 };
 
-// Whether the terms after j change none of the sums any more: they shrink from here on and are too small already. Also
-// when the sums are past saving, so that no run over a very high L is spent on them.
+// Whether the terms after j change none of the sums any more: they are 0, or they shrink from here on and are too small
+// already. Also when the sums are past saving, so that no run over a very high L is spent on them.
 bool TailVanishes(const Recursion &recursion, double j, double q, double s1) {
-  if (!(q < PositiveInfinity())) return true;
+  if (!(q > 0.0 && q < PositiveInfinity())) return true;
   const double growth = (j + 1.0) / j;  // of j, while the terms are at most of the order j^2 q_j
   return std::max(recursion.Ratio(j), recursion.slope) * growth * growth < 1.0 && j * j * q <= 1e-19 * s1;
 }
@@ -70,16 +70,17 @@ struct Rise {
 // The same for a y too long to run through. A large a takes Stirling's series of both gamma functions in one, where the
 // large terms cancel in the formula rather than in the arithmetic.
 Rise LongRise(double a, double y) {
-  if (a < 1e5) return {LogGamma(a + y) - LogGamma(y + 1.0) - LogGamma(a), Polygamma(a + y, 0) - Polygamma(a, 0)};
+  if (a < 1e5) return {-LogBeta(a, y) - std::log(y), Polygamma(a + y, 0) - Polygamma(a, 0)};
   const double growth = std::log1p(y / a), inverse = y / a / (a + y);  // 1/a - 1/(a + y)
   return {(a - 0.5) * growth + y * (std::log(a + y) - 1.0) - inverse / 12.0 - LogGamma(y + 1.0),
           growth + inverse / 2.0 + inverse * (1.0 / a + 1.0 / (a + y)) / 12.0};
 }
 
+constexpr int kLongestRun = 1000;
+
 Rise RiseTo(double a, int y) {
-  constexpr int longest = 1000;
   constexpr double nearOverflow = 1e150;
-  if (y > longest) return LongRise(a, y);
+  if (y > kLongestRun) return LongRise(a, y);
   Rise rise{0.0, 0.0};
   double numerator = 1.0, denominator = 1.0;
   for (int j = 0; j < y; ++j) {
@@ -119,7 +120,7 @@ IndexTerms NegativeBinomialTerms(const IndexModel &model, double b, int y, doubl
   const double power = count.power, mu = std::exp(b);
   const double scale = power == 0.0 ? 1.0 : power == 1.0 ? mu : std::exp(power * b);
   const double a = scale * count.inverseDispersion;
-  const double slope = 1.0 / (1.0 + a / mu);  // mu / (mu + a)
+  const double odds = a / mu, slope = 1.0 / (1.0 + odds);  // mu / (mu + a)
   const Recursion recursion{a * slope, slope};
   const double growth = std::log1p(mu / a);
   const Norm norm =
@@ -128,7 +129,9 @@ IndexTerms NegativeBinomialTerms(const IndexModel &model, double b, int y, doubl
 
   const Rise rise = RiseTo(a, y);
   const double deviation = a * (rise.digamma - norm.rise), residual = (y - norm.mean) / (1.0 + mu / a);
-  const double logRatio = growth - (1.0 - power) * b - count.logDispersion;  // log(1 + a / mu)
+  // log(1 + a / mu). The difference saves a logarithm, but a large count would multiply its rounding errors.
+  const double logRatio =
+      y > kLongestRun && odds < 1.0 ? std::log1p(odds) : growth - (1.0 - power) * b - count.logDispersion;
   return {rise.log - y * logRatio - norm.log, power * deviation + (1.0 - power) * residual, residual - deviation, 0.0};
 }
 
@@ -141,7 +144,8 @@ double CountLikelihood(CountModel count, const IndexSample &sample, const double
   model.terms = count.negativeBinomial ? NegativeBinomialTerms : PoissonTerms;
   model.shaped = model.informationFromScores = count.negativeBinomial;
   if (model.shaped) {
-    count.logDispersion = theta[sample.regressors];
+    constexpr double poisson = -600.0;  // from here on down alpha cannot be told from 0, and 1 / alpha soon overflows
+    count.logDispersion = std::max(theta[sample.regressors], poisson);
     count.inverseDispersion = std::exp(-count.logDispersion);
   }
   return IndexLikelihood(model, sample, theta, out);

@@ -144,7 +144,7 @@ double LogitLikelihood(const LogitSample &sample, const double *theta, const Lik
   }
 
   if (wantInformation) {
-    StoreBetaInformation(sample, betaInformation, out.information);
+    if (k > 0) StoreBetaInformation(sample, betaInformation, out.information);
     MirrorLowerTriangle(out.information, out.parameters);
   }
   if (outerProduct && contribution) outerProduct.Store(0, out.outerProduct, 0, 0, true);

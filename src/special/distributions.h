@@ -9,6 +9,12 @@
 // up to 1e8, and 3e-12 where one of them is larger and the other at most 600; 5e-10 with both above 1e7. ChiTail as
 // IncompleteGamma. Densities 1e-11 of the value for degrees of freedom up to 1e4.
 //
+// Where digits would be lost: StudentTail below t = 4 takes the finite series up to df = 1000 and Hill's expansion
+// above, where the series has the same value up to its rounding (6e-14 at df = 1e4, 1e-11 at 3e6). F takes the
+// incomplete beta function up to 1e8 degrees of freedom and the chi-squared limit where one of them is larger: log
+// Gamma is rounded to 2e-7 there, and to 2e-3 at 1e12. The beta factor comes from LogBeta, in which the large terms of
+// log Gamma cancel before they are rounded.
+//
 // Literature: Abramowitz and Stegun (1964), Handbook of Mathematical Functions, chapter 26.
 #pragma once
 

@@ -55,14 +55,10 @@ double SafeguardedNewton(double p, double x0, DistributionFunction cdf, Distribu
     }
     const double g = density(x, a, b);
     const double s = d / g;
-    const bool done = std::fabs(d) < tolerance && std::fabs(d) < std::fabs(g) * tolerance;
-    // The last step is taken as it is, inside the caller's ends: rounding puts it at or beyond an end that has closed
-    // in, and the middle of the bracket may be far away. A step too small to move x ends the search for the same
-    // reason.
-    if (done && (!hasLow || x + s > low) && (!hasHigh || x + s < high)) return x + s;
+    // x is as close as doubles come; both ends of the bracket are shut against the step.
     if (x + s == x) break;
     x = bracket.After(x, s);
-    if (done) return x;
+    if (std::fabs(d) < tolerance && std::fabs(d) < std::fabs(g) * tolerance) return x;
   }
   if (bracket.hasLow && std::fabs(F - p) > p - bracket.fLow) x = bracket.low, F = bracket.fLow;
   if (bracket.hasHigh && std::fabs(F - p) > bracket.fHigh - p) x = bracket.high, F = bracket.fHigh;

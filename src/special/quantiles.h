@@ -38,8 +38,10 @@ using DistributionFunction = double (*)(double x, double a, double b);
 
 // Solves cdf(x, a, b) = p from x0 by Newton's steps inside a bracket that tightens as it goes. `low` counts only with
 // `hasLow`, `high` only with `hasHigh`; absent ends are infinite. Done when |p - F| is below `tolerance` and below
-// `tolerance` times the density. `low` for p at or below 0, `high` for p at or above 1; the missing value when the best
-// point after `maxIter` steps has F more than one per cent of p away from p.
+// `tolerance` times the density, or when a step no longer moves x (the middle of the bracket, where a step that reaches
+// an end leads, may be far away then); without a slope x moves outwards to twice its size. `low` for p at or below 0,
+// `high` for p at or above 1; the missing value when the best point after `maxIter` steps has F more than one per cent
+// of p away from p.
 double SafeguardedNewton(double p, double x0, DistributionFunction cdf, DistributionFunction density, double a,
                          double b, int maxIter, double tolerance, int hasLow, double low, int hasHigh, double high);
 

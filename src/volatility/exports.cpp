@@ -44,9 +44,9 @@ void ReturnPaths(MorvValue *rtn, MorvValue *args, int first, bool succeeded, Sep
   ReturnIntegerField(rtn, succeeded ? 1 : 0);
 }
 
-// A series of T values with an intercept for each.
+// A series of T values, possibly none, with an intercept for each.
 bool IsSeries(const MatrixView &y, const MatrixView &intercept) {
-  return y.columns == 1 && intercept.Length() >= y.rows;
+  return (y.columns == 1 || y.rows == 0) && intercept.Length() >= y.rows;
 }
 
 // The length of a coefficient row, or -1 for columns without a row.
@@ -96,8 +96,7 @@ void FnEgarchVar(MorvValue *rtn, MorvValue *args, int) {
   model.lagTerms = CoefficientCount(lags);
   model.lags = lags.Flat();
   model.inMean = {IntegerAt(args, 7), DoubleAt(args, 8)};
-  if (model.newsTerms < 0 || model.lagTerms < 0 || y.rows < 1 || !IsSeries(y, intercept))
-    return ReturnIntegerField(rtn, 0);
+  if (model.newsTerms < 0 || model.lagTerms < 0 || !IsSeries(y, intercept)) return ReturnIntegerField(rtn, 0);
 
   SeparateResult l(y.rows), e(y.rows);
   const bool succeeded = !l.cells.failed && !e.cells.failed;

@@ -80,8 +80,12 @@ TEST(Documents, TheManualsExamplesPrintWhatItShows) {
 TEST(Documents, TheReadmesExamplesPrintWhatTheyShow) {
   const Folder folder;
   std::filesystem::create_directory_symlink(TESSEL_SOURCE_DIR "/examples", folder.Path() / "examples");
-  const std::filesystem::path draft = TESSEL_SOURCE_DIR "/docs/README-draft.md";
-  CheckDocument(std::filesystem::exists(draft) ? draft.string() : TESSEL_SOURCE_DIR "/README.md", folder);
+  CheckDocument(TESSEL_SOURCE_DIR "/README.md", folder);
+}
+
+TEST(Documents, TheExamplesOfCallsPrintWhatTheyShow) {
+  const Folder folder;
+  CheckDocument(TESSEL_SOURCE_DIR "/docs/calling.md", folder);
 }
 
 // Each example names its command in a line "// $ tessel ...", and its output stands beside it.

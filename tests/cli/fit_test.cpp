@@ -128,8 +128,9 @@ TEST(Fit, SaysWhyAModelCannotBeEstimated) {
     int status;
     const char *err;
   } cases[] = {
-      {"u = y - x;", "", 1, "m.alg: the program has no parameters to estimate, such as &1"},
-      {"&1 = 1; u = y - &1 - &2;", "", 1, "m.alg: each parameter needs a starting value, as in '&1 = 0.5;'"},
+      {"u = y - x;", "", 1, "m.alg: Error: No parameters to estimate"},
+      {"&1 = 1; u = y - &1 - &2;", "", 1, "m.alg: Error: Need starting values for all parameters"},
+      {"&1 = 1; u = y - floor(&1);", "", 1, "m.alg: no optimum: 'u' jumps, or drowns in rounding, as &1 changes"},
       {"&1 = 1; v = y - &1;", "", 2, "--residual: neither d.csv nor m.alg has a variable 'u'"},
       {"&1 = 1; u = y[-1] - &1;", "--start 1990", 1,
        "m.alg: the residual 'u' is missing in observation 1, 1990, at the starting values; --first, --last "

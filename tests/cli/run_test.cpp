@@ -87,10 +87,12 @@ TEST(Run, CalendarDatesAndRanges) {
 
 TEST(Run, RefusesWhatItCannotRead) {
   const Case cases[] = {
-      {"run p.alg --data none.csv", kSum, "", 1, "", "none.csv: the file cannot be opened\n"},
-      {"run none.alg --data d.csv", kSum, "x\n1\n", 1, "", "none.alg: the program cannot be read\n"},
-      {"run . --data d.csv", kSum, "x\n1\n", 1, "", ".: the program cannot be read\n"},
-      {"run p.alg --data .", kSum, "", 1, "", ".: the file cannot be read\n"},
+      {"run p.alg --data none.csv", kSum, "", 1, "",
+       "none.csv: the file cannot be opened: No such file or directory\n"},
+      {"run none.alg --data d.csv", kSum, "x\n1\n", 1, "",
+       "none.alg: the file cannot be opened: No such file or directory\n"},
+      {"run . --data d.csv", kSum, "x\n1\n", 1, "", ".: the file cannot be read: Is a directory\n"},
+      {"run p.alg --data .", kSum, "", 1, "", ".: the file cannot be read: Is a directory\n"},
       {kRun, "", "x\n1\n", 0, "period,x\n1,1\n", ""},
       {kRun, "x = 1\x02;", "x\n1\n", 1, "", "p.alg:1: a control character, expected text\n"},
       {kRun, kSum, "", 1, "", "d.csv: the file is empty, expected a first row with the names of the columns\n"},
@@ -116,20 +118,34 @@ TEST(Run, RefusesWhatItCannotRead) {
       {"run p.alg --data d.csv --output no/out.csv", kSum, "x\n1\n", 1, "",
        "no/out.csv: the file cannot be written: No such file or directory\n"},
       {"run p.alg --frequency four --data d.csv", kSum, "x\n1\n", 2, "",
-       "tessel run: Could not convert: --frequency = four (see tessel run --help)\n"},
+       "tessel run: --frequency: Value four not in range 1 to 1000000 (see tessel run --help)\n"},
       {"run p.alg", kSum, "x\n1\n", 2, "", "tessel run: --data is required (see tessel run --help)\n"},
       {"", kSum, "", 2, "", "tessel: A subcommand is required (see tessel --help)\n"},
+      {"ran p.alg", kSum, "", 2, "",
+       "tessel: expected run, fit, check, functions or an option, found 'ran' (see tessel --help)\n"},
+      {"check p.alg --start 1990:1", kSum, "", 2, "",
+       "tessel check: --start requires --data (see tessel check --help)\n"},
+      {"run p.alg --data d.csv --only y,x,y", kSum, "x\n1\n", 2, "", "--only: 'y' stands twice, expected once\n"},
+      {"run p.alg --data ''", kSum, "", 1, "", "'': the file cannot be opened: No such file or directory\n"},
+      {"run 'p\n.alg' --data d.csv", kSum, "x\n1\n", 1, "",
+       "p .alg: the file cannot be opened: No such file or directory\n"},
+      {"run - --data - < p.alg", kSum, "", 2, "", "--data: the program comes from standard input, expected a file\n"},
+      {"run - --data d.csv < p.alg", kSum, "x\n1\n", 0, "period,x,y\n1,1,2\n", ""},
+      // What cannot be written is never lost in silence, nor written to another file.
+      {"run p.alg --data d.csv >&-", kSum, "x\n1\n", 1, "",
+       "standard output: the file cannot be written: Bad file descriptor\n"},
+      {"check p.alg --data d.csv >&-", kSum, "x\n1\n", 1, "", "standard output: it cannot be written\n"},
+      {"functions > /dev/full", kSum, "", 1, "", "standard output: it cannot be written\n"},
   };
   for (const Case &c : cases) Check(c);
 }
 
 TEST(Run, NamesThePlaceOfAProgramsErrors) {
   const Case cases[] = {
-      {kRun, "y = x;\n\nz = w;\n", "x\n1\n", 1, "", "p.alg:3: Parse error: Undeclared identifier 'w'\n"},
-      {kRun, "y = x", "x\n1\n", 1, "", "p.alg:2: Parse error: Missing ';'\n"},
-      {kRun, "y = 1e5;", "x\n1\n", 1, "", "p.alg:1: Scan error: Unrecognized '1e5'\n"},
-      {kRun, "&1 = 2; y = &1 * x;", "x\n1\n", 1, "",
-       "p.alg: the program has parameters, such as &1: 'tessel fit' estimates them\n"},
+      {kRun, "y = x;\n\nz = w;\n", "x\n1\n", 1, "", "p.alg:3: Parse error: w Undeclared identifier on line 3\n"},
+      {kRun, "y = x", "x\n1\n", 1, "", "p.alg:2: Parse error: ; Missing on line 2\n"},
+      {kRun, "y = 1e5;", "x\n1\n", 1, "", "p.alg:1: Scan error: 1e5 Unrecognized on line 1\n"},
+      {kRun, "&1 = 2; y = &1 * x;", "x\n1\n", 1, "", "p.alg: Error: No parameters alllowed here\n"},
       // The statement that fails is found among others that could, and printed on one line.
       {kRun, "a = log(x);\n// b = log(-1);\nb = sqrt(x);\n/* ; */ c = \";\" + log(\n  b - 3); // here\nd = log(c);\n",
        "x,;\n4,1\n", 1, "", "p.alg:4: Logarithm of non-positive number in 'c = \";\" + log( b - 3);'\n"},
@@ -139,7 +155,7 @@ TEST(Run, NamesThePlaceOfAProgramsErrors) {
       // Faults that only leave infinities.
       {kRun, "y = 1 / x;", "x\n1\n0\n0\n", 0, "period,x,y\n1,1,1\n2,0,inf\n3,0,inf\n",
        "p.alg: Warning: y is infinite 2 times, first in observation 2\n"},
-      {"check p.alg", "y = 1;\nz = y[;\n", "", 1, "", "p.alg:2: Parse error: Out of place ';'\n"},
+      {"check p.alg", "y = 1;\nz = y[;\n", "", 1, "", "p.alg:2: Parse error: ; Out of place on line 2\n"},
       {"check p.alg", "&1 = 1; &3 = 2; y = &1 + &3 * trend();", "", 0, "p.alg: no errors; adds y; parameters &1, &3\n",
        ""},
       {"check p.alg --data d.csv", kSum, "x\n1\n", 0, "p.alg: no errors; adds y\n", ""},
@@ -147,12 +163,12 @@ TEST(Run, NamesThePlaceOfAProgramsErrors) {
   for (const Case &c : cases) Check(c);
 }
 
-// Algebra counts a program's lines with three digits; the message tells the line all the same.
+// Algebra counts a program's lines with three digits; the place in front of its message is right all the same.
 TEST(Run, LineNumbersPastThreeDigits) {
   std::string program;
   for (int line = 1; line < 1234; ++line) program += "a = 1;\n";
   Check({kRun, (program + "b = none;\n" + program).c_str(), "x\n1\n", 1, "",
-         "p.alg:1234: Parse error: Undeclared identifier 'none'\n"});
+         "p.alg:1234: Parse error: none Undeclared identifier on line 123\n"});
 }
 
 TEST(Run, OutputFilesAreWholeOrUntouched) {

@@ -32,7 +32,7 @@ std::vector<Argument> Count(Argument theta, Argument y, Argument x, int model, i
   return {theta, y, x, Int(model), Int(truncation), Int(cells), Double(0), Out(), Out(), Out(), Out(), Out()};
 }
 
-// Real data: estimates and standard errors of statsmodels. Small cases: 60-digit differences of the likelihood.
+// Real data: estimates and information matrices of statsmodels. Small cases: 60-digit differences of the likelihood.
 TEST(Limdep, ReferenceCases) {
   ExpectReferenceCases("limdep_reference.txt", kExports, {{"FnLogitJD", 7}, {"FnBinProbitJD", 4}, {"FnCountJD", 7}});
 }
@@ -93,6 +93,18 @@ TEST(Limdep, AnUnusableCountModelLeavesMissingOutputs) {
   EXPECT_EQ(value(-1), value(0)) << "the negative binomial is not truncated below 0";
 }
 
+// As alpha goes to 0, the negative binomial becomes the Poisson: also where 1 / alpha is past the largest double.
+TEST(Limdep, TheNegativeBinomialEndsInThePoisson) {
+  const Argument x = Mat(2, 1, {1, -2}), y = Mat(2, 1, {2, 0});
+  for (int truncation : {0, 4}) {
+    const CaseRun poisson = Call("FnCountJD", Count(Mat(1, 1, {0.3}), y, x, 0, truncation, 3));
+    const CaseRun limit = Call("FnCountJD", Count(Mat(2, 1, {0.3, -800}), y, x, 1, truncation, 3));
+    for (int position : {-1, 7, 9})
+      for (std::size_t i = 0; i < poisson.At(position).size(); ++i)
+        EXPECT_NEAR(limit.At(position)[i], poisson.At(position)[i], 1e-12) << position;
+  }
+}
+
 TEST(Logit, FormsOfTheData) {
   const double half = std::log(0.5), third = std::log(1.0 / 3);
   const auto value = [](const std::vector<Argument> &arguments) { return Call("FnLogitJD", arguments).At(-1)[0]; };
@@ -106,6 +118,7 @@ TEST(Logit, FormsOfTheData) {
   const CaseRun none = Call("FnLogitJD", Logit(Mat(2, 1, {1, 2}), kNone, 2, kNone));
   EXPECT_EQ(none.At(-1)[0], 0);
   EXPECT_EQ(none.At(8), std::vector<double>(4, 0.0));
+  EXPECT_EQ(value(Logit(kNone, Mat(0, 1, {}), 4'000'000, kNone)), 0) << "nothing runs over pairs of outcomes";
 }
 
 TEST(Logit, ExtremeIndices) {

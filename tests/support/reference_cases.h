@@ -13,6 +13,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/failing_allocation.h"
@@ -37,7 +38,7 @@ inline Argument Mat(int rows, int columns, std::vector<double> values) {
 inline Argument Out() { return {'o', 0, 0, {}}; }
 
 struct Expected {
-  bool errors = false;
+  bool sums = false;
   int position = -1;
   double tolerance = 0;
   Cells cells;
@@ -83,12 +84,12 @@ inline std::vector<ReferenceCase> ReadReferenceCases(const std::string &file) {
     Argument argument;
     if (word == "case") {
       in >> cases.emplace_back().function >> cases.back().name;
-    } else if (word == "value" || word == "errors") {
+    } else if (word == "value" || word == "sums") {
       Expected &expected = cases.back().expected.emplace_back();
-      expected.errors = word == "errors";
+      expected.sums = word == "sums";
       in >> expected.position >> expected.tolerance;
-      if (!expected.errors) expected.cells = ReadCells(in);
-      for (double x = 0; expected.errors && in >> x;) expected.cells.values.push_back(x);
+      if (!expected.sums) expected.cells = ReadCells(in);
+      for (double x = 0; expected.sums && in >> x;) expected.cells.values.push_back(x);
     } else if (word != "#") {
       argument.kind = word[0] == 'c' ? 'm' : word[0];
       if (word == "i") in >> argument.integer;
@@ -136,29 +137,13 @@ struct CaseRun {
   morv::Outcome outcome;
 };
 
-// The square roots of the diagonal of the inverse of a symmetric positive definite matrix, by Gauss-Jordan elimination.
-inline std::vector<double> StandardErrors(std::vector<double> m) {
-  const auto n = static_cast<std::size_t>(std::lround(std::sqrt(static_cast<double>(m.size()))));
-  for (std::size_t k = 0; k < n; ++k) {
-    const double pivot = 1 / m[k * n + k];
-    m[k * n + k] = 1;
-    for (std::size_t j = 0; j < n; ++j) m[k * n + j] *= pivot;
-    for (std::size_t i = 0; i < n; ++i) {
-      if (i == k) continue;
-      const double factor = m[i * n + k];
-      m[i * n + k] = 0;
-      for (std::size_t j = 0; j < n; ++j) m[i * n + j] -= factor * m[k * n + j];
-    }
-  }
-  std::vector<double> errors(n);
-  for (std::size_t i = 0; i < n; ++i) errors[i] = std::sqrt(m[i * n + i]);
-  return errors;
-}
-
 inline void ExpectValues(const CaseRun &run, const Expected &expected) {
-  const std::vector<double> raw = run.At(expected.position);
-  const std::vector<double> got = expected.errors ? StandardErrors(raw) : raw;
+  std::vector<double> got = run.At(expected.position);
   const std::vector<double> &wanted = expected.cells.values;
+  if (const std::size_t n = wanted.size(); expected.sums && got.size() == n * n) {
+    const std::vector<double> cells = std::exchange(got, std::vector<double>(n));
+    for (std::size_t i = 0; i < n * n; ++i) got[i / n] += static_cast<double>(i % n + 1) * cells[i];
+  }
   ASSERT_EQ(got.size(), wanted.size()) << "output " << expected.position;
   for (std::size_t i = 0; i < got.size(); ++i)
     EXPECT_NEAR(got[i], wanted[i], expected.tolerance * std::fmax(1, std::fabs(wanted[i])))

@@ -40,14 +40,16 @@ TEST(Volatility, UnusableSizesLeaveTheOutputsAlone) {
                                                     Garch(y, y, three, -1, 1),
                                                     Garch(y, y, three, 1, -1),
                                                     Garch(Mat(1, 2, {1, 2}), y, three, 1, 1)};
-  const std::vector<std::vector<Argument>> egarch = {
-      Egarch(Mat(0, 1, {}), y, none, none), Egarch(y, Mat(1, 1, {1}), none, none), Egarch(y, y, Mat(0, 2, {}), none)};
+  const std::vector<std::vector<Argument>> egarch = {Egarch(y, Mat(1, 1, {1}), none, none),
+                                                     Egarch(y, y, Mat(0, 2, {}), none)};
   for (const auto &[name, calls] : {std::pair{"FnGarchVar", garch}, {"FnEgarchVar", egarch}})
     for (const auto &arguments : calls) {
       const CaseRun run = Call(name, arguments);
       EXPECT_TRUE(run.WroteNothing() && run.At(-1)[0] == 0) << name;
     }
 
+  const CaseRun empty = Call("FnEgarchVar", Egarch(none, none, none, three));
+  EXPECT_TRUE(empty.At(-1)[0] == 1 && empty.At(9).empty() && empty.At(10).empty());
   const CaseRun smoother = Call("FnSmoothMS", {Mat(0, 1, {}), Mat(1, 1, {1}), Out(), Out()});
   EXPECT_TRUE(smoother.outcome.Untouched() && smoother.WroteNothing());
   EXPECT_EQ(

@@ -1,0 +1,116 @@
+// tessel call: the library's exports from the command line.
+#include <fstream>
+#include <iostream>
+#include <list>
+
+#include "commands.h"
+#include "diversion.h"
+#include "failure.h"
+#include "json_values.h"
+#include "workspace.h"
+
+namespace {
+
+struct Export {
+  const char *name;
+  int arguments;
+};
+constexpr Export kExports[] = {
+    {"FnActFitTable", 2},     {"FnBinProbitJD", 9},
+    {"FnComfac", 9},          {"FnCountJD", 12},
+    {"FnDeSeasonalize", 2},   {"FnDynForc", 19},
+    {"FnEgarchVar", 11},      {"FnEncompassing", 11},
+    {"FnExitAlgebraNls", 0},  {"FnFilterMS", 5},
+    {"FnFracSigma", 6},       {"FnGLScovariance", 3},
+    {"FnGarchVar", 11},       {"FnGetAlgebraAddedData", 2},
+    {"FnGetAlgebraName", 1},  {"FnGetAlgebraVar", 4},
+    {"FnImpulse", 16},        {"FnInitAlgebraNls", 9},
+    {"FnInstabilityTest", 4}, {"FnJackknifeHCSE", 3},
+    {"FnKroneckerSel", 4},    {"FnLogitJD", 12},
+    {"FnLogitProbDeriv", 5},  {"FnRalsForecast", 9},
+    {"FnRalsFunc", 8},        {"FnRivEst", 13},
+    {"FnRlsEst", 12},         {"FnRunAlgebraNls", 3},
+    {"FnSeasonalRsq", 4},     {"FnSmoothMS", 4},
+};
+
+const Export &FindExport(const std::string &name) {
+  for (const Export &entry : kExports)
+    if (name == entry.name) return entry;
+  std::string names;
+  for (const Export &entry : kExports) names += std::string(names.empty() ? "" : ", ") + entry.name;
+  Misuse("tessel call", "no function '" + name + "', expected one of " + names);
+}
+
+Json ReadJson(const std::string &path) {
+  std::ifstream file(path);
+  if (path != "-" && !file) Fail(path, "it cannot be read");
+  try {
+    return Json::parse(path == "-" ? std::cin : file);
+  } catch (const Json::parse_error &error) {
+    std::string what = error.what();
+    what = what.substr(what.find("parse error"));
+    Fail(path, "no JSON: " + what);
+  }
+}
+
+// The arguments of one call, and what keeps their values.
+struct CallArguments {
+  morv::Arguments list;
+  std::list<morv::Value> values;
+  std::list<std::pair<std::string, morv::Value>> outputs;
+};
+
+void AddArgument(CallArguments &call, const Json &json, const NamedValues &named, const std::string &folder,
+                 const std::string &place) {
+  if (json.is_null()) {
+    call.list.Decline();
+  } else if (json.is_object() && json.contains("output")) {
+    if (!json["output"].is_string()) Fail(place, "expected the output's name, found " + json["output"].dump());
+    call.outputs.emplace_back(json["output"].get<std::string>(), morv::Value());
+    call.list.Output(call.outputs.back().second);
+  } else {
+    call.list.Borrow(call.values.emplace_back(ValueFromJson(json, named, folder, place)));
+  }
+}
+
+// Calls one function; its outputs join the named values.
+Json CallOne(const morv::Library &library, const std::string &name, const std::string &path, NamedValues &named) {
+  const Export &entry = FindExport(name);
+  const Json arguments = ReadJson(path);
+  if (!arguments.is_array()) Fail(path, "expected an array of arguments");
+  if (arguments.size() != static_cast<std::size_t>(entry.arguments))
+    Fail(path, name + " takes " + std::to_string(entry.arguments) + " arguments, the file has " +
+                   std::to_string(arguments.size()));
+  const std::size_t slash = path.rfind('/');
+  const std::string folder = path == "-" || slash == std::string::npos ? "." : path.substr(0, slash);
+  CallArguments call;
+  for (std::size_t i = 0; i < arguments.size(); ++i)
+    AddArgument(call, arguments[i], named, folder, path + ": argument " + std::to_string(i + 1));
+
+  morv::Outcome outcome;
+  {
+    const Diversion toStandardError(STDERR_FILENO);
+    outcome = library.Call(name, call.list);
+  }
+  if (outcome.Failed()) Fail(path, outcome.message);
+  Json result = {{"function", name}, {"result", outcome.Returned() ? ValueToJson(outcome.result) : Json()}};
+  Json outputs = Json::object();
+  for (auto &[output, value] : call.outputs) {
+    outputs[output] = ValueToJson(value);
+    named[output] = std::move(value);
+  }
+  if (!outputs.empty()) result["outputs"] = std::move(outputs);
+  return result;
+}
+
+}  // namespace
+
+int CallCommand(const std::vector<std::string> &words) {
+  if (words.size() % 2 != 0) Misuse("tessel call", "expected a file of arguments behind each function");
+  morv::Library library;
+  OpenLibrary(library);
+  NamedValues named;
+  for (std::size_t i = 0; i < words.size(); i += 2)
+    std::cout << JsonText(CallOne(library, words[i], words[i + 1], named)) << '\n';
+  return 0;
+}

@@ -1,0 +1,176 @@
+// The library's values as JSON.
+#include "json_values.h"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+
+#include "data_table.h"
+#include "failure.h"
+
+namespace {
+
+constexpr const char *kForms =
+    "expected a number, a string, an array of strings, an array of rows of numbers, or an object with one of "
+    "\"matrix\", \"row\", \"column\", \"array\", \"number\", \"csv\" and \"use\"";
+
+// A cell: a number, null for a missing value, or "inf", "-inf" and "nan".
+double CellFromJson(const Json &json, const std::string &place) {
+  if (json.is_number()) return json.get<double>();
+  if (json.is_null()) return std::numeric_limits<double>::quiet_NaN();
+  if (json.is_string()) {
+    const auto &text = json.get_ref<const std::string &>();
+    if (text == "inf" || text == "-inf" || text == "nan") return std::stod(text);
+  }
+  Fail(place, "expected a number, null, \"inf\" or \"-inf\", found " + json.dump());
+}
+
+Json CellToJson(double value) {
+  if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
+  return std::isnan(value) ? Json() : Json(value);
+}
+
+int SizeOf(const Json &json, const std::string &place) {
+  if (json.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) Fail(place, "too many elements");
+  return static_cast<int>(json.size());
+}
+
+const Json &ExpectArray(const Json &json, const std::string &place) {
+  if (!json.is_array()) Fail(place, "expected an array, found " + json.dump().substr(0, 40));
+  return json;
+}
+
+// Rows of equal length; without any, `columns` may tell the width.
+morv::Value MatrixFromJson(const Json &rows, const Json *columns, const std::string &place) {
+  int width = rows.empty() ? 0 : SizeOf(ExpectArray(rows[0], place), place);
+  if (rows.empty() && columns != nullptr && columns->is_number_unsigned()) width = columns->get<int>();
+  morv::Value matrix = morv::Value::Matrix(SizeOf(rows, place), width);
+  const morv::MatrixView view = matrix.AsMatrix();
+  for (int i = 0; i < view.rows; ++i) {
+    const Json &row = ExpectArray(rows[static_cast<std::size_t>(i)], place);
+    if (SizeOf(row, place) != width)
+      Fail(place, "row " + std::to_string(i + 1) + " has " + std::to_string(row.size()) + " cells, expected " +
+                      std::to_string(width));
+    for (int j = 0; j < width; ++j) view(i, j) = CellFromJson(row[static_cast<std::size_t>(j)], place);
+  }
+  return matrix;
+}
+
+morv::Value VectorFromJson(const Json &cells, bool isColumn, const std::string &place) {
+  const int n = SizeOf(ExpectArray(cells, place), place);
+  morv::Value matrix = isColumn ? morv::Value::Matrix(n, 1) : morv::Value::Matrix(1, n);
+  std::ranges::transform(cells, matrix.AsMatrix().Flat().begin(),
+                         [&](const Json &cell) { return CellFromJson(cell, place); });
+  return matrix;
+}
+
+// {"csv": FILE, "columns": [NAME, ...], "transposed": true}: columns of a data file, a row for each variable when
+// transposed.
+morv::Value CsvMatrix(const Json &json, const std::string &folder, const std::string &place) {
+  DataOptions options;
+  options.file = (std::filesystem::path(folder) / json["csv"].get<std::string>()).string();
+  const DataTable data = ReadData(options);
+  std::vector<int> columns;
+  if (json.contains("columns")) {
+    for (const Json &name : ExpectArray(json["columns"], place)) {
+      const int column = name.is_string() ? data.Find(name.get<std::string>()) : -1;
+      if (column < 0) Fail(place, options.file + " has no column " + name.dump());
+      columns.push_back(column);
+    }
+  } else {
+    for (int i = 0; i < data.Columns(); ++i) columns.push_back(i);
+  }
+  const bool transposed = json.value("transposed", false);
+  const auto width = static_cast<int>(columns.size());
+  morv::Value matrix = transposed ? morv::Value::Matrix(width, data.rows) : morv::Value::Matrix(data.rows, width);
+  const morv::MatrixView view = matrix.AsMatrix();
+  for (int t = 0; t < data.rows; ++t)
+    for (int i = 0; i < width; ++i)
+      (transposed ? view(i, t) : view(t, i)) = data.Cell(t, columns[static_cast<std::size_t>(i)]);
+  return matrix;
+}
+
+morv::Value ArrayFromJson(const Json &elements, const NamedValues &named, const std::string &folder,
+                          const std::string &place) {
+  morv::Value array = morv::Value::Array(SizeOf(ExpectArray(elements, place), place));
+  for (std::size_t i = 0; i < elements.size(); ++i) array[i] = ValueFromJson(elements[i], named, folder, place);
+  return array;
+}
+
+morv::Value ObjectFromJson(const Json &json, const NamedValues &named, const std::string &folder,
+                           const std::string &place) {
+  if (json.contains("matrix")) {
+    const Json *columns = json.contains("columns") ? &json["columns"] : nullptr;
+    return MatrixFromJson(ExpectArray(json["matrix"], place), columns, place);
+  }
+  if (json.contains("row")) return VectorFromJson(json["row"], false, place);
+  if (json.contains("column")) return VectorFromJson(json["column"], true, place);
+  if (json.contains("number")) return morv::Value::Double(CellFromJson(json["number"], place));
+  if (json.contains("array")) return ArrayFromJson(json["array"], named, folder, place);
+  if (json.contains("csv") && json["csv"].is_string()) return CsvMatrix(json, folder, place);
+  if (json.contains("use") && json["use"].is_string()) {
+    const auto found = named.find(json["use"].get<std::string>());
+    if (found == named.end()) Fail(place, "no earlier call has an output " + json["use"].dump());
+    return found->second.Clone();
+  }
+  Fail(place, std::string(kForms) + ", found " + json.dump().substr(0, 60));
+}
+
+}  // namespace
+
+morv::Value ValueFromJson(const Json &json, const NamedValues &named, const std::string &folder,
+                          const std::string &place) {
+  if (json.is_number_integer()) {
+    const auto number = json.get<std::int64_t>();
+    if (number >= std::numeric_limits<int>::min() && number <= std::numeric_limits<int>::max())
+      return morv::Value::Integer(static_cast<int>(number));
+  }
+  if (json.is_number()) return morv::Value::Double(json.get<double>());
+  if (json.is_boolean()) return morv::Value::Integer(json.get<bool>() ? 1 : 0);
+  if (json.is_string()) return morv::Value::String(json.get<std::string>());
+  if (json.is_object()) return ObjectFromJson(json, named, folder, place);
+  if (json.is_array() && !json.empty() && json[0].is_array()) return MatrixFromJson(json, nullptr, place);
+  if (json.is_array() && std::ranges::all_of(json, [](const Json &e) { return e.is_string(); }))
+    return ArrayFromJson(json, named, folder, place);
+  Fail(place, std::string(kForms) + ", found " + json.dump().substr(0, 60));
+}
+
+Json ValueToJson(const morv::Value &value) {
+  switch (value.Tag()) {
+    case MORV_INTEGER: return value.AsInteger();
+    case MORV_DOUBLE: return {{"number", CellToJson(value.AsDouble())}};
+    case MORV_STRING: return std::string(value.AsText());
+    case MORV_MATRIX: {
+      const morv::MatrixView view = value.AsMatrix();
+      Json rows = Json::array();
+      for (int i = 0; i < view.rows; ++i) {
+        Json row = Json::array();
+        for (const double cell : view.Row(i)) row.push_back(CellToJson(cell));
+        rows.push_back(std::move(row));
+      }
+      Json object = {{"matrix", std::move(rows)}};
+      if (view.rows == 0) object["columns"] = view.columns;
+      return object;
+    }
+    default: {
+      Json elements = Json::array();
+      for (std::size_t i = 0; i < value.Size(); ++i) elements.push_back(ValueToJson(value[i]));
+      return {{"array", std::move(elements)}};
+    }
+  }
+}
+
+std::string JsonText(const Json &json, int indent) {
+  const std::string margin(static_cast<std::size_t>(indent) + 2, ' ');
+  const bool isRows = json.is_array() && !json.empty() && json[0].is_structured();
+  if (!isRows && !json.is_object()) return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+  if (json.empty()) return "{}";
+  std::string text(1, json.is_object() ? '{' : '[');
+  for (auto element = json.begin(); element != json.end(); ++element) {
+    text += (element == json.begin() ? "\n" : ",\n") + margin;
+    if (json.is_object()) text += Json(element.key()).dump() + ": ";
+    text += JsonText(*element, indent + 2);
+  }
+  return text + "\n" + margin.substr(2) + (json.is_object() ? '}' : ']');
+}

@@ -1,0 +1,23 @@
+// The library's values as JSON, and back. The form is documented in docs/calling.md.
+#pragma once
+
+#include <morv/host.hpp>
+
+#include <map>
+#include <nlohmann/json.hpp>
+#include <string>
+
+using Json = nlohmann::ordered_json;
+
+// Values that earlier calls of the same command gave, by the names of their outputs.
+using NamedValues = std::map<std::string, morv::Value>;
+
+// A value for an argument. Throws Failure, with `place` in front, when the JSON has none of the forms. Files that it
+// names are looked for beside `folder`.
+morv::Value ValueFromJson(const Json &json, const NamedValues &named, const std::string &folder,
+                          const std::string &place);
+
+Json ValueToJson(const morv::Value &value);
+
+// As text for people and programs: the rows of a matrix stand on one line each.
+std::string JsonText(const Json &json, int indent = 0);

@@ -1,0 +1,32 @@
+// Built-in smoothers: each fills its destination over the run.
+#include "algebra/functions.h"
+#include "algebra/smooth.h"
+
+namespace tessel {
+
+namespace {
+
+constexpr int kFewest = 3;
+
+// False, with nothing written, when memory fails.
+using SmoothFunction = bool (*)(const double *x, int n, double parameter, double *out);
+
+// FUNCTION(x, parameter, target)
+double Smoothed(AlgebraContext *context, const double *args, SmoothFunction smooth) {
+  const double *x = ColumnAt(context, args[0]);
+  const SymbolEntry &target = SymbolAt(context, args[2]);
+  if (x == target.data) return Fault(context, ErrSameArguments);
+  if (MustFill(context, target, kFewest)) {
+    const int a = context->firstObs, n = context->lastObs - a + 1;
+    if (!smooth(x + a, n, args[1], target.data + a)) ReportNoMemory();
+  }
+  return target.data[context->currentObs];
+}
+
+}  // namespace
+
+double AlgSmoothHp(AlgebraContext *context, const double *args) { return Smoothed(context, args, SmoothTrend); }
+double AlgSmoothNp(AlgebraContext *context, const double *args) { return Smoothed(context, args, SmoothKernel); }
+double AlgSmoothSp(AlgebraContext *context, const double *args) { return Smoothed(context, args, SmoothSpline); }
+
+}  // namespace tessel
