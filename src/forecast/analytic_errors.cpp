@@ -83,14 +83,15 @@ AnalyticErrors NewAnalyticErrors(const ForecastModel &model, const ForecastUncer
 }
 
 int AnalyticForecastSE(const AnalyticErrors &common, const ForecastModel &model, const ForecastUncertainty &uncertainty,
-                       int a, int b, RowMatrix se) {
+                       int a, int b, int firstStep, RowMatrix se) {
   const int nY = model.rows.nY, nX = model.rows.nX;
   const OwnedMatrix parameters(nY, nY);
   if (!parameters) return 0;
   MatZero(parameters.get(), nY, nY);
   for (int k = 0; k <= b - a; ++k) {
+    for (int j = 0; j < nX; ++j) common.regressors[k][j] = model.rows.Regressors()[j][a + k];
+    if (k < firstStep) continue;
     if (uncertainty.v != nullptr) {
-      for (int j = 0; j < nX; ++j) common.regressors[k][j] = model.rows.Regressors()[j][a + k];
       CoefficientDerivative(common, k, nY, nX);
       if (!ParameterVariance(uncertainty, common.derivative.get(), nY, nY * nX, parameters.get())) return 0;
     }

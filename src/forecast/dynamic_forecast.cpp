@@ -7,12 +7,13 @@ namespace tessel {
 
 namespace {
 
-// One dynamic pass over a to b. common: null with identities, or without standard errors.
+// One dynamic pass over a to b, with standard errors of the steps from firstStep on at least. common: not read with
+// identities, nor without standard errors.
 int ForecastWithSE(const ForecastModel &model, const ForecastUncertainty &uncertainty, const AnalyticErrors &common,
-                   int a, int b, RowMatrix se) {
+                   int a, int b, int firstStep, RowMatrix se) {
   ForecastRecursion(model, a, b, PlainPass);
   if (se == nullptr) return 1;
-  return model.rows.nIdent == 0 ? AnalyticForecastSE(common, model, uncertainty, a, b, se)
+  return model.rows.nIdent == 0 ? AnalyticForecastSE(common, model, uncertainty, a, b, firstStep, se)
                                 : NumericForecastSE(model, uncertainty, a, b, se);
 }
 
@@ -30,14 +31,14 @@ int HStepForecast(const ForecastModel &model, const ForecastUncertainty &uncerta
   if (!actual || !forecasts || !passErrors) return 0;
 
   CopyColumns(actual.get(), 0, rows, t1, results, span);
-  if (!ForecastWithSE(model, uncertainty, common, t1, t1 + h - 1, se)) return 0;
+  if (!ForecastWithSE(model, uncertainty, common, t1, t1 + h - 1, 0, se)) return 0;
   CopyColumns(forecasts.get(), 0, rows, t1, results, h);
   int done = 1;
   for (int c = h; c < span; ++c) {
     const int t = t1 + c, first = t - h + 1;
     CopyColumns(rows, t1, actual.get(), 0, results, c + 1);
     PutHistory(model, first);
-    done = ForecastWithSE(model, uncertainty, common, first, t, se == nullptr ? nullptr : passErrors.get());
+    done = ForecastWithSE(model, uncertainty, common, first, t, h - 1, se == nullptr ? nullptr : passErrors.get());
     if (!done) break;
     CopyColumns(forecasts.get(), c, rows, t, results, 1);
     if (se != nullptr) CopyColumns(se, c, passErrors.get(), h - 1, results, 1);
@@ -57,7 +58,7 @@ int Forecast(const ForecastModel &model, const ForecastUncertainty &uncertainty,
     if (!common) return 0;
   }
   return h > 0 ? HStepForecast(model, uncertainty, common, t1, t2, h, se)
-               : ForecastWithSE(model, uncertainty, common, t1, t2, se);
+               : ForecastWithSE(model, uncertainty, common, t1, t2, 0, se);
 }
 
 }  // namespace tessel

@@ -32,12 +32,13 @@ struct AnalyticErrors {
 AnalyticErrors NewAnalyticErrors(const ForecastModel &model, const ForecastUncertainty &uncertainty, int steps);
 
 // se[r][c]: the standard error of endogenous variable r at column a + c of a pass that forecast a to b. 1, or 0 when
-// memory fails.
+// memory fails. Columns of se before firstStep are not set.
 int AnalyticForecastSE(const AnalyticErrors &common, const ForecastModel &model, const ForecastUncertainty &uncertainty,
-                       int a, int b, RowMatrix se);
+                       int a, int b, int firstStep, RowMatrix se);
 
-// The same for all nY + nIdent variables of a model with identities; a is at least 1, and observation base - 1 in the
-// database. The rows hold the forecasts of the pass again at the end, and the database all that the recursion writes.
+// The same, in every column, for all nY + nIdent variables of a model with identities; a is at least 1, and observation
+// base - 1 in the database. The rows hold the forecasts of the pass again at the end, and the database all that the
+// recursion writes.
 int NumericForecastSE(const ForecastModel &model, const ForecastUncertainty &uncertainty, int a, int b, RowMatrix se);
 
 // The square root of a variance above 0, else 0.
