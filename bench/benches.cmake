@@ -10,3 +10,5 @@ tessel_bench(limdep)
 tessel_bench(volatility)
 tessel_bench(regression)
 tessel_bench(diagnostics)
+
+tessel_bench(forecast)

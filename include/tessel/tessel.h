@@ -123,6 +123,64 @@ MORV_API void FnFilterMS(MorvValue *rtn, MorvValue *args, int count);
  * Kim, C.-J. (1994), Journal of Econometrics 60. */
 MORV_API void FnSmoothMS(MorvValue *rtn, MorvValue *args, int count);
 
+/* ---- Forecasting. Series stand one to a row, time along the columns, counted from 0. A linear system of nY endogenous
+ * variables has the reduced form y_t = Pi x_t, x_t its nX regressors: lags of y and anything else. Three rows describe
+ * its nY + nX variables: who the variable is, what kind it has, and its lag. Each endogenous variable, of one of two
+ * kinds, stands there once with lag 0. The regressors are ordered thus, in Pi and in their matrix: lags of endogenous
+ * variables of the first kind, then of the second, each as the descriptors have them, then the others. The rows that
+ * stand for lags are there but are not read. Luetkepohl, H. (2005), New Introduction to Multiple Time Series Analysis.
+ */
+
+/* Dynamic or h-step forecasts, with standard errors.
+ *   0 matrix  y           nY x any, actual values; beyond them y is missing
+ *   1 matrix  x           nX x T, regressors over sample and forecast span
+ *   2 integer t1          first forecast column; a negative one counts as 0
+ *   3 integer t2          last forecast column; at most T - 1
+ *   4 integer             has no effect
+ *   5 integer first kind  6 integer second kind
+ *   7 matrix  identities  8 matrix kinds  9 matrix lags: nY + nX integers in the first row
+ *  10 matrix  Pi          nY x nX
+ *  11 matrix  Omega       nY x nY, covariance of the errors; read for standard errors
+ *  12 matrix  V           covariance of the coefficients, equation by equation: nY nX x nY nX, or nQ x nQ with Q.
+ *                         Anything else, or no cells: coefficients without error
+ *  13 matrix  Q           nY nX x nQ: the coefficients are Q times those of V. Anything else, or no cells: none
+ *  14 integer nQ
+ *  15 integer h           0 or below: dynamic over the span. Above: each forecast starts h columns back from actual
+ *                         values, the first h - 1 from those before t1
+ *  16 optional output     standard errors, of the shape of rtn
+ *  17 integer identities  not 0: the variables that the open Algebra workspace's program added are forecast as well.
+ * Its first nY variables are the endogenous ones 18 integer observation of the workspace just before the first forecast
+ * rtn: nY rows, and one for each identity, with a column for each forecast. Standard errors of a system with identities
+ * come from central differences; the program then runs from the observation before the forecasts on. In an h-step
+ * forecast the identities see the endogenous variables of the h columns and all before them, but their own past values
+ * only up to the observation of argument 18. Where the program fails, its variables are missing in that column. A
+ * variance that is missing or not above 0 gives a standard error of 0.
+ *
+ * rtn and output are untouched when the span is empty, t1 is below the longest lag, a matrix is too small, or nQ below
+ * 1 with a Q; with identities also when no workspace is open, it has fewer than nY variables of the host's, or t2 or an
+ * observation that the forecasts need lies outside its sample (with standard errors that of argument 18 counts, and t1
+ * must be at least 1). rtn is untouched, and the output holds missing values where nothing was stored, when Pi has no
+ * cells, h is above the number of forecasts, fewer than nY variables have lag 0, or memory fails. */
+MORV_API void FnDynForc(MorvValue *rtn, MorvValue *args, int count);
+
+/* Responses of the endogenous variables to a one-off shock, from a history of zeros. Regressors other than lags, and
+ * all values of y and x, play no part. 0 matrix  y           nY rows 1 matrix  x           nX x T 2 integer t1 column
+ * of the shock, at least the longest lag less 1; a negative one counts as 0 3 integer t2          last column; at most
+ * T - 1 4 integer reduced     not 0: the shock acts on the variables, and there are nS = nY equations with errors. 0:
+ * minus map times the shock does, and nS is the number of rows of Omega 5 integer first kind  6 integer second kind 7
+ * matrix  identities  8 matrix kinds  9 matrix lags: nY + nX integers in the first row 10 matrix  Pi          nY x nX
+ *  11 matrix  Omega       nS x nS, covariance of the errors; read for kinds 1 and 2
+ *  12 matrix  map         nY x nY; read when argument 4 is 0
+ *  13 matrix  shock       nY cells in the first row; read for kind 3
+ *  14 integer equation    that is shocked, from 0
+ *  15 integer kind        0: 1 in that variable. 1: the standard error of that equation. 2: that column of the lower
+ *                         Cholesky factor of Omega. 3: the vector of argument 13
+ * rtn: nY x t2 - t1 + 1, column 0 the shock. It is untouched when the span is empty, a matrix is absent or too small,
+ * the equation is nY or above (or, but for kind 3, negative; for kinds 1 and 2, nS or above), the kind is none of
+ * these, Omega is not positive definite or nS above nY for kind 2, fewer than nY variables have lag 0, or memory fails.
+ */
+MORV_API void FnImpulse(MorvValue *rtn, MorvValue *args, int count);
+
 /* ---- Limited dependent variable models. Each of the three evaluators returns the log-likelihood at the parameters
  * given, as a double, and fills the outputs that are asked for: the score, the information matrix (with the sign of
  * minus the Hessian), the fitted values, the log-likelihood of each observation, and the sum over observations of the

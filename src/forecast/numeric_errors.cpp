@@ -1,0 +1,131 @@
+// Standard errors by central differences through the recursion and the workspace's identities.
+#include <algorithm>
+#include <cmath>
+
+#include "algebra/workspace.h"
+#include "forecast/forecast_errors.h"
+#include "linalg/moments.h"
+
+namespace tessel {
+
+namespace {
+
+double CentralStep(double v) { return std::max((std::fabs(v) + 1e-8) * 1e-8, 5e-6); }
+
+// Calls disturbed(sign) with the cell at v + s and then at v - s, for sign 1 and -1, and restores it. Returns 2 s.
+template <class Disturbed>
+double Disturb(double *cell, Disturbed disturbed) {
+  const double v = *cell, s = CentralStep(v);
+  for (int sign : {1, -1}) {
+    *cell = v + sign * s;
+    disturbed(sign);
+  }
+  *cell = v;
+  return 2 * s;
+}
+
+// Stacked Jacobians: the nY + nIdent rows of column t of a pass from a are the rows from (t - a)(nY + nIdent) on.
+struct Jacobians {
+  OwnedMatrix cells;
+  int results;
+
+  Jacobians(std::int64_t steps, int rows, std::int64_t columns) : cells(steps * rows, columns), results(rows) {}
+  RowMatrix At(int step) const { return cells.get() + std::ptrdiff_t{step} * results; }
+};
+
+// Column `column` of the Jacobians of all rows over a to b: their derivative with respect to a cell. One pair of passes
+// gives all horizons. prepare() is called before each pass.
+template <class Prepare>
+void PathDerivative(const ForecastModel &model, double *cell, int a, int b, const Jacobians &out, int column,
+                    Prepare prepare) {
+  const double width = Disturb(cell, [&](int sign) {
+    prepare();
+    ForecastRecursion(model, a, b, DerivativePass);
+    for (int t = a; t <= b; ++t)
+      for (int r = 0; r < out.results; ++r) {
+        double &difference = out.At(t - a)[r][column];
+        difference = sign > 0 ? model.rows[r][t] : difference - model.rows[r][t];
+      }
+  });
+  for (int t = a; t <= b; ++t)
+    for (int r = 0; r < out.results; ++r) out.At(t - a)[r][column] /= width;
+}
+
+// The derivatives of column a with respect to its own endogenous variables: the identity matrix, and below it the
+// identities' derivatives, missing where the program fails.
+void IdentityJacobian(const ForecastModel &model, int a, RowMatrix j) {
+  const ForecastRows &rows = model.rows;
+  MatIdentity(j, rows.nY);
+  MatFillMissing(j + rows.nY, rows.nIdent, rows.nY);
+  for (int i = 0; i < rows.nY; ++i) {
+    bool succeeded = true;
+    const double width = Disturb(&rows[i][a], [&](int sign) {
+      PutEndogenous(model.rows, a, model.base);
+      succeeded = succeeded && AlgebraRunRange(model.base, model.base);
+      if (!succeeded) return;
+      AlgebraGetRows(rows.table.get(), rows.nY, rows.Results() - 1, a, AlgebraFirstAdded(), model.base);
+      for (int r = rows.nY; r < rows.Results(); ++r) j[r][i] = sign > 0 ? rows[r][a] : j[r][i] - rows[r][a];
+    });
+    for (int r = rows.nY; r < rows.Results(); ++r) j[r][i] = succeeded ? j[r][i] / width : MissingValue();
+  }
+  PutEndogenous(model.rows, a, model.base);
+}
+
+// The derivatives of the columns a to b with respect to the endogenous variables just before a: how an error travels.
+void DynamicJacobian(const ForecastModel &model, int a, int b, const Jacobians &out) {
+  const auto putHistory = [&] { PutEndogenous(model.rows, a - 1, model.base - 1); };
+  for (int i = 0; i < model.rows.nY; ++i) PathDerivative(model, &model.rows[i][a - 1], a, b, out, i, putHistory);
+  putHistory();
+}
+
+// Variances of the errors of the equations, summed over the steps.
+int ErrorVariance(const ForecastModel &model, const ForecastUncertainty &uncertainty, int a, int b, RowMatrix se) {
+  const int nY = model.rows.nY, results = model.rows.Results(), last = b - a;
+  const Jacobians jacobians(std::max(last, 1), results, nY);
+  const OwnedMatrix variance(results, results), term(results, results);
+  if (!jacobians.cells || !variance || !term) return 0;
+
+  IdentityJacobian(model, a, jacobians.At(0));
+  if (MatSandwich(jacobians.At(0), results, uncertainty.omega, nY, variance.get()) == nullptr) return 0;
+  if (last > 0) DynamicJacobian(model, a, b - 1, jacobians);
+  for (int k = 0;; ++k) {
+    for (int r = 0; r < results; ++r) se[r][k] = StandardError(variance[r][r]);
+    if (k == last) return 1;
+    if (MatSandwich(jacobians.At(k), results, uncertainty.omega, nY, term.get()) == nullptr) return 0;
+    MatAddScaled(variance.get(), results, results, term.get(), 1.0, variance.get());
+  }
+}
+
+// Adds the variances that come from the coefficients.
+int AddParameterVariance(const ForecastModel &model, const ForecastUncertainty &uncertainty, int a, int b,
+                         RowMatrix se) {
+  const int nX = model.rows.nX, coefficients = model.rows.nY * nX, results = model.rows.Results();
+  const Jacobians derivatives(std::int64_t{b} - a + 1, results, coefficients);
+  const OwnedMatrix variance(results, results);
+  if (!derivatives.cells || !variance) return 0;
+
+  for (int i = 0; i < model.rows.nY; ++i)
+    for (int j = 0; j < nX; ++j) PathDerivative(model, &model.pi[i][j], a, b, derivatives, i * nX + j, [] {});
+  for (int k = 0; k <= b - a; ++k) {
+    if (!ParameterVariance(uncertainty, derivatives.At(k), results, coefficients, variance.get())) return 0;
+    for (int r = 0; r < results; ++r) se[r][k] = StandardError(se[r][k] * se[r][k] + variance[r][r]);
+  }
+  return 1;
+}
+
+}  // namespace
+
+int NumericForecastSE(const ForecastModel &model, const ForecastUncertainty &uncertainty, int a, int b, RowMatrix se) {
+  // Derivative passes evaluate the identities of the observation before the pass as well; they are put back.
+  const int nY = model.rows.nY, last = model.rows.Results() - 1, before = model.base - 1;
+  const OwnedMatrix known(model.rows.Results(), 1);
+  if (!known) return 0;
+  AlgebraGetRows(known.get(), nY, last, 0, AlgebraFirstAdded(), before);
+  const int done = ErrorVariance(model, uncertainty, a, b, se) &&
+                   (uncertainty.v == nullptr || AddParameterVariance(model, uncertainty, a, b, se));
+  AlgebraPutRows(known.get(), nY, last, 0, AlgebraFirstAdded(), before);
+  ForecastRecursion(model, a, b, PlainPass);
+  return done;
+}
+
+}  // namespace tessel

@@ -1,0 +1,32 @@
+// The forecast recursion, with identities that the open Algebra workspace evaluates.
+#pragma once
+
+#include "forecast/forecast_rows.h"
+
+namespace tessel {
+
+// The first nY variables of the workspace's database are the endogenous variables, in order; the identities are the
+// variables that its program added.
+struct ForecastModel {
+  ForecastRows rows;
+  ForecastIndex index;
+  OwnedMatrix pi;  // nY x nX
+  int base = 0;    // the database observation of a pass's first column
+};
+
+// Where a pass begins in the database: at its first column, or one observation earlier, for a derivative with respect
+// to something before it.
+enum PassStart : int { PlainPass = 0, DerivativePass = -1 };
+
+// Forecasts the columns a to b, in order. The identities of each column are evaluated over all observations of the pass
+// so far; where the program fails they are missing, and the recursion goes on.
+void ForecastRecursion(const ForecastModel &model, int a, int b, PassStart start);
+
+// Stores the endogenous variables of column t in the database at an observation.
+void PutEndogenous(const ForecastRows &rows, int t, int observation);
+
+// Stores the columns before a in the observations before base, as far as both reach back: what the identities of a pass
+// from a see of the past. Nothing without identities.
+void PutHistory(const ForecastModel &model, int a);
+
+}  // namespace tessel
