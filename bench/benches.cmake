@@ -10,5 +10,4 @@ tessel_bench(limdep)
 tessel_bench(volatility)
 tessel_bench(regression)
 tessel_bench(diagnostics)
-
 tessel_bench(forecast)
