@@ -110,7 +110,8 @@ constexpr FunctionEntry kFunctions[] = {
     {"ranchi", kRandom, "ranchi(n)", "chi-squared with n degrees of freedom"},
     {"rant", kRandom, "rant(n)", "Student t with n degrees of freedom, a whole number"},
     {"ranf", kRandom, "ranf(n, m)", "F with n and m degrees of freedom"},
-    {"ranseed", kRandom, "ranseed(s)", "seeds the generator with s; -1 restores its default, 0 only tells its first word"},
+    {"ranseed", kRandom, "ranseed(s)",
+     "seeds the generator with s; -1 restores its default, 0 only tells its first word"},
 };
 
 }  // namespace
