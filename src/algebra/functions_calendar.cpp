@@ -75,8 +75,8 @@ double AlgYear(AlgebraContext *context, const double *) {
 double AlgMonth(AlgebraContext *context, const double *) {
   const SampleSpec &sample = context->database->sample;
   const std::int64_t periods = std::int64_t{SamplePeriod(context->currentObs, sample)} - 1;
-  return DatePart(context, &CalendarDate::month,
-                  static_cast<double>(kMonths * periods / std::max(sample.frequency, 1) + 1));
+  const std::int64_t month = kMonths * periods / std::max(sample.frequency, 1) + 1;
+  return DatePart(context, &CalendarDate::month, static_cast<double>(month));
 }
 
 double AlgDay(AlgebraContext *context, const double *) { return DatePart(context, &CalendarDate::day, 1); }
