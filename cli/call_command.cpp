@@ -103,12 +103,22 @@ Json CallOne(const morv::Library &library, const std::string &name, const std::s
   return result;
 }
 
+// Closes the Algebra workspace that the calls may have left open, so that its memory is given back before the library goes.
+struct ClosedWorkspace {
+  const morv::Library &library;
+  ~ClosedWorkspace() {
+    morv::Arguments none;
+    library.Call("FnExitAlgebraNls", none);
+  }
+};
+
 }  // namespace
 
 int CallCommand(const std::vector<std::string> &words) {
   if (words.size() % 2 != 0) Misuse("tessel call", "expected a file of arguments behind each function");
   morv::Library library;
   OpenLibrary(library);
+  const ClosedWorkspace closed{library};
   NamedValues named;
   for (std::size_t i = 0; i < words.size(); i += 2)
     std::cout << JsonText(CallOne(library, words[i], words[i + 1], named)) << '\n';
