@@ -1,4 +1,5 @@
 // tessel call: the library's exports from the command line.
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 #include <list>
@@ -73,8 +74,9 @@ void AddArgument(CallArguments &call, const Json &json, const NamedValues &named
   }
 }
 
-// Calls one function; its outputs join the named values.
-Json CallOne(const morv::Library &library, const std::string &name, const std::string &path, NamedValues &named) {
+// Calls one function; its result and outputs join the named values.
+Json CallOne(const morv::Library &library, const std::string &name, const std::string &path, const CallOptions &options,
+             NamedValues &named) {
   const Export &entry = FindExport(name);
   const Json arguments = ReadJson(path);
   if (!arguments.is_array()) Fail(path, "expected an array of arguments");
@@ -93,17 +95,23 @@ Json CallOne(const morv::Library &library, const std::string &name, const std::s
     outcome = library.Call(name, call.list);
   }
   if (outcome.Failed()) Fail(path, outcome.message);
-  Json result = {{"function", name}, {"result", outcome.Returned() ? ValueToJson(outcome.result) : Json()}};
+  const auto isShown = [&](const std::string &value) {
+    return options.only.empty() || std::ranges::find(options.only, value) != options.only.end();
+  };
+  Json shown = {{"function", name}};
+  if (isShown("result")) shown["result"] = outcome.Returned() ? ValueToJson(outcome.result, options.digits) : Json();
+  if (outcome.Returned()) named[name] = std::move(outcome.result);
   Json outputs = Json::object();
   for (auto &[output, value] : call.outputs) {
-    outputs[output] = ValueToJson(value);
+    if (isShown(output)) outputs[output] = ValueToJson(value, options.digits);
     named[output] = std::move(value);
   }
-  if (!outputs.empty()) result["outputs"] = std::move(outputs);
-  return result;
+  if (!outputs.empty()) shown["outputs"] = std::move(outputs);
+  return shown;
 }
 
-// Closes the Algebra workspace that the calls may have left open, so that its memory is given back before the library goes.
+// Closes the Algebra workspace that the calls may have left open, so that its memory is given back before the library
+// goes.
 struct ClosedWorkspace {
   const morv::Library &library;
   ~ClosedWorkspace() {
@@ -114,13 +122,16 @@ struct ClosedWorkspace {
 
 }  // namespace
 
-int CallCommand(const std::vector<std::string> &words) {
+int CallCommand(const CallOptions &options) {
+  const std::vector<std::string> &words = options.calls;
   if (words.size() % 2 != 0) Misuse("tessel call", "expected a file of arguments behind each function");
   morv::Library library;
   OpenLibrary(library);
   const ClosedWorkspace closed{library};
   NamedValues named;
-  for (std::size_t i = 0; i < words.size(); i += 2)
-    std::cout << JsonText(CallOne(library, words[i], words[i + 1], named)) << '\n';
+  for (std::size_t i = 0; i < words.size(); i += 2) {
+    const Json shown = CallOne(library, words[i], words[i + 1], options, named);
+    if (options.only.empty() || shown.size() > 1) std::cout << JsonText(shown) << '\n';
+  }
   return 0;
 }

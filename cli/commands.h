@@ -37,5 +37,11 @@ int CheckCommand(const std::string &program, const std::optional<DataOptions> &d
 // Lists the built-in functions, or one of them.
 int FunctionsCommand(const std::string &name);
 
-// Calls exports of the library: function and file of arguments in turn. Prints each call's results as JSON.
-int CallCommand(const std::vector<std::string> &words);
+struct CallOptions {
+  std::vector<std::string> calls;  // function and file of arguments in turn
+  std::vector<std::string> only;   // outputs to print, "result" for the result; all when empty
+  int digits = 17;                 // significant digits
+};
+
+// Calls exports of the library. Prints each call's results as JSON; a call of which nothing is shown prints nothing.
+int CallCommand(const CallOptions &options);

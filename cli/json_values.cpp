@@ -2,6 +2,7 @@
 #include "json_values.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <filesystem>
 #include <limits>
@@ -26,9 +27,15 @@ double CellFromJson(const Json &json, const std::string &place) {
   Fail(place, "expected a number, null, \"inf\" or \"-inf\", found " + json.dump());
 }
 
-Json CellToJson(double value) {
+Json CellToJson(double value, int digits) {
   if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
-  return std::isnan(value) ? Json() : Json(value);
+  if (std::isnan(value)) return {};
+  if (digits >= std::numeric_limits<double>::max_digits10) return value;
+  char text[32];
+  const auto end =
+      std::to_chars(std::begin(text), std::end(text), value, std::chars_format::scientific, digits - 1).ptr;
+  std::from_chars(std::begin(text), end, value);
+  return value;
 }
 
 int SizeOf(const Json &json, const std::string &place) {
@@ -65,8 +72,7 @@ morv::Value VectorFromJson(const Json &cells, bool isColumn, const std::string &
   return matrix;
 }
 
-// {"csv": FILE, "columns": [NAME, ...], "transposed": true}: columns of a data file, a row for each variable when
-// transposed.
+// {"csv": FILE, "columns": [NAME, ...]}: columns of a data file, a row for each observation.
 morv::Value CsvMatrix(const Json &json, const std::string &folder, const std::string &place) {
   DataOptions options;
   options.file = (std::filesystem::path(folder) / json["csv"].get<std::string>()).string();
@@ -81,13 +87,35 @@ morv::Value CsvMatrix(const Json &json, const std::string &folder, const std::st
   } else {
     for (int i = 0; i < data.Columns(); ++i) columns.push_back(i);
   }
-  const bool transposed = json.value("transposed", false);
-  const auto width = static_cast<int>(columns.size());
-  morv::Value matrix = transposed ? morv::Value::Matrix(width, data.rows) : morv::Value::Matrix(data.rows, width);
+  morv::Value matrix = morv::Value::Matrix(data.rows, static_cast<int>(columns.size()));
   const morv::MatrixView view = matrix.AsMatrix();
-  for (int t = 0; t < data.rows; ++t)
-    for (int i = 0; i < width; ++i)
-      (transposed ? view(i, t) : view(t, i)) = data.Cell(t, columns[static_cast<std::size_t>(i)]);
+  for (int t = 0; t < view.rows; ++t)
+    for (int i = 0; i < view.columns; ++i) view(t, i) = data.Cell(t, columns[static_cast<std::size_t>(i)]);
+  return matrix;
+}
+
+// The rows that "rows": [first, last] chooses, as a range [begin, end).
+std::pair<int, int> RowRange(const Json &json, int rows, const std::string &place) {
+  if (!json.contains("rows")) return {0, rows};
+  const Json &range = json["rows"];
+  const bool isRange = range.is_array() && range.size() == 2 && range[0].is_number_unsigned() &&
+                       range[1].is_number_unsigned() && range[0] <= range[1] && range[1] < rows;
+  if (!isRange)
+    Fail(place, "\"rows\": expected [first, last] from 0 to " + std::to_string(rows - 1) + ", found " + range.dump());
+  return {range[0].get<int>(), range[1].get<int>() + 1};
+}
+
+// A matrix from elsewhere, with "rows": [first, last] and "transposed": true applied.
+morv::Value Selected(morv::Value value, const Json &json, const std::string &place) {
+  const bool transposed = json.value("transposed", Json(false)) == Json(true);
+  if (value.Tag() != MORV_MATRIX || (!transposed && !json.contains("rows"))) return value;
+  const morv::MatrixView from = value.AsMatrix();
+  const auto [begin, end] = RowRange(json, from.rows, place);
+  const int rows = end - begin;
+  morv::Value matrix = transposed ? morv::Value::Matrix(from.columns, rows) : morv::Value::Matrix(rows, from.columns);
+  const morv::MatrixView to = matrix.AsMatrix();
+  for (int i = 0; i < rows; ++i)
+    for (int j = 0; j < from.columns; ++j) (transposed ? to(j, i) : to(i, j)) = from(begin + i, j);
   return matrix;
 }
 
@@ -108,11 +136,11 @@ morv::Value ObjectFromJson(const Json &json, const NamedValues &named, const std
   if (json.contains("column")) return VectorFromJson(json["column"], true, place);
   if (json.contains("number")) return morv::Value::Double(CellFromJson(json["number"], place));
   if (json.contains("array")) return ArrayFromJson(json["array"], named, folder, place);
-  if (json.contains("csv") && json["csv"].is_string()) return CsvMatrix(json, folder, place);
+  if (json.contains("csv") && json["csv"].is_string()) return Selected(CsvMatrix(json, folder, place), json, place);
   if (json.contains("use") && json["use"].is_string()) {
     const auto found = named.find(json["use"].get<std::string>());
-    if (found == named.end()) Fail(place, "no earlier call has an output " + json["use"].dump());
-    return found->second.Clone();
+    if (found == named.end()) Fail(place, "no earlier call has a result or an output " + json["use"].dump());
+    return Selected(found->second.Clone(), json, place);
   }
   Fail(place, std::string(kForms) + ", found " + json.dump().substr(0, 60));
 }
@@ -136,17 +164,17 @@ morv::Value ValueFromJson(const Json &json, const NamedValues &named, const std:
   Fail(place, std::string(kForms) + ", found " + json.dump().substr(0, 60));
 }
 
-Json ValueToJson(const morv::Value &value) {
+Json ValueToJson(const morv::Value &value, int digits) {
   switch (value.Tag()) {
     case MORV_INTEGER: return value.AsInteger();
-    case MORV_DOUBLE: return {{"number", CellToJson(value.AsDouble())}};
+    case MORV_DOUBLE: return {{"number", CellToJson(value.AsDouble(), digits)}};
     case MORV_STRING: return std::string(value.AsText());
     case MORV_MATRIX: {
       const morv::MatrixView view = value.AsMatrix();
       Json rows = Json::array();
       for (int i = 0; i < view.rows; ++i) {
         Json row = Json::array();
-        for (const double cell : view.Row(i)) row.push_back(CellToJson(cell));
+        for (const double cell : view.Row(i)) row.push_back(CellToJson(cell, digits));
         rows.push_back(std::move(row));
       }
       Json object = {{"matrix", std::move(rows)}};
@@ -155,7 +183,7 @@ Json ValueToJson(const morv::Value &value) {
     }
     default: {
       Json elements = Json::array();
-      for (std::size_t i = 0; i < value.Size(); ++i) elements.push_back(ValueToJson(value[i]));
+      for (std::size_t i = 0; i < value.Size(); ++i) elements.push_back(ValueToJson(value[i], digits));
       return {{"array", std::move(elements)}};
     }
   }

@@ -9,7 +9,7 @@
 
 using Json = nlohmann::ordered_json;
 
-// Values that earlier calls of the same command gave, by the names of their outputs.
+// Values that earlier calls of the same command gave, by the names of their outputs; results by the functions' names.
 using NamedValues = std::map<std::string, morv::Value>;
 
 // A value for an argument. Throws Failure, with `place` in front, when the JSON has none of the forms. Files that it
@@ -17,7 +17,8 @@ using NamedValues = std::map<std::string, morv::Value>;
 morv::Value ValueFromJson(const Json &json, const NamedValues &named, const std::string &folder,
                           const std::string &place);
 
-Json ValueToJson(const morv::Value &value);
+// Numbers are rounded to so many significant digits; 17 keep them exact.
+Json ValueToJson(const morv::Value &value, int digits);
 
 // As text for people and programs: the rows of a matrix stand on one line each.
 std::string JsonText(const Json &json, int indent = 0);

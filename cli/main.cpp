@@ -87,6 +87,21 @@ CLI::App *AddFit(CLI::App &app, FitOptions &fit) {
   return command;
 }
 
+CLI::App *AddCall(CLI::App &app, CallOptions &options) {
+  CLI::App *call = app.add_subcommand("call", "Call functions of the library with arguments as JSON");
+  call->add_option("FUNCTION ARGS.json", options.calls,
+                   "a function and the file of its arguments (- is standard input), in turn")
+      ->required();
+  call->add_option("--only", options.only, "print these outputs; \"result\" is the result")
+      ->type_name("NAME,...")
+      ->delimiter(',')
+      ->allow_extra_args(false);
+  call->add_option("--digits", options.digits, "significant digits (default: as many as read back exactly)")
+      ->type_name("N")
+      ->check(CLI::Range(1, 17));
+  return call;
+}
+
 void CheckSources(const std::string &program, const DataOptions &data) {
   if (program == "-" && data.file == "-") Misuse("--data", "the program comes from standard input, expected a file");
 }
@@ -135,12 +150,8 @@ int Main(int argc, char **argv) {
   functions->add_option("NAME", function, "one function");
   functions->final_callback([&] { status = FunctionsCommand(function); });
 
-  std::vector<std::string> words;
-  CLI::App *call = app.add_subcommand("call", "Call functions of the library with arguments as JSON");
-  call->add_option("FUNCTION ARGS.json", words,
-                   "a function and the file of its arguments (- is standard input), in turn")
-      ->required();
-  call->final_callback([&] { status = CallCommand(words); });
+  CallOptions call;
+  AddCall(app, call)->final_callback([&] { status = CallCommand(call); });
 
   try {
     app.parse(argc, argv);

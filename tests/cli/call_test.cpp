@@ -24,6 +24,25 @@ TEST(Call, ValuesOfEveryFormReachTheFunction) {
   EXPECT_NE(result.out.find("[1.0],\n      [null]"), std::string::npos) << result.out;
 }
 
+TEST(Call, ValuesCanBeCutTurnedAndChosen) {
+  const Folder folder;
+  folder.Write("d.csv", "a,b\n1,5\n2,6\n3,7\n");
+  folder.Write("open.json", R"([{"csv": "d.csv", "rows": [1, 2], "transposed": true}, ["p", "q"], 1, 1, 1, 0,
+                "u = p - &1 * q; &1 = 0.123456;", {"output": "values"}, {"output": "numbers"}])");
+  folder.Write("get.json", R"(["q", 0, 1, null])");
+  folder.Write("means.json", R"([{"use": "FnGetAlgebraVar", "rows": [1, 1], "transposed": true}, 2])");
+  const CommandResult result = folder.Tessel(
+      "call FnInitAlgebraNls open.json FnGetAlgebraVar get.json FnDeSeasonalize means.json --only values,result "
+      "--digits 3");
+  std::string shown = result.out;
+  std::erase_if(shown, [](char c) { return c == ' ' || c == '\n'; });
+  EXPECT_EQ(shown, R"({"function":"FnInitAlgebraNls","result":null,"outputs":{"values":{"matrix":[[0.123]]}}})"
+                   R"({"function":"FnGetAlgebraVar","result":{"matrix":[[3.0],[7.0]]}})"
+                   R"({"function":"FnDeSeasonalize","result":{"matrix":[[0.0]]}})")
+      << result.err;
+  EXPECT_EQ(folder.Tessel("call FnInitAlgebraNls open.json --only none").out, "");
+}
+
 TEST(Call, MistakesAreNamedInOneLine) {
   const struct {
     const char *words, *json, *line;
@@ -37,12 +56,16 @@ TEST(Call, MistakesAreNamedInOneLine) {
       {"FnDeSeasonalize a.json", "[1]", "a.json: FnDeSeasonalize takes 2 arguments, the file has 1", 1},
       {"FnDeSeasonalize a.json", "[[[1, 2], [3]], 2]", "a.json: argument 1: row 2 has 1 cells, expected 2", 1},
       {"FnDeSeasonalize a.json", "[[[1, \"x\"]], 2]", "a.json: argument 1: expected a number, null", 1},
-      {"FnDeSeasonalize a.json", R"([{"use": "x"}, 2])", "a.json: argument 1: no earlier call has an output \"x\"", 1},
+      {"FnDeSeasonalize a.json", R"([{"use": "x"}, 2])",
+       "a.json: argument 1: no earlier call has a result or an output \"x\"", 1},
       {"FnDeSeasonalize a.json", R"([{"csv": "x.csv"}, 2])", "./x.csv: ", 1},
+      {"FnDeSeasonalize a.json", R"([{"csv": "d.csv", "rows": [1, 3]}, 2])",
+       "a.json: argument 1: \"rows\": expected [first, last] from 0 to 1, found [1,3]", 1},
       {"FnDeSeasonalize a.json", "[[1, 2], 2]", "a.json: argument 1: expected a number, a string", 1},
       {"FnDeSeasonalize a.json", "[[[1]], 1e300]", "a.json: FnDeSeasonalize: argument 2 must be an integer", 1},
   };
   const Folder folder;
+  folder.Write("d.csv", "a\n1\n2\n");
   for (const auto &c : cases) {
     folder.Write("a.json", c.json);
     const CommandResult result = folder.Tessel(std::string("call ") + c.words);
