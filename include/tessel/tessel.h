@@ -148,8 +148,10 @@ MORV_API void FnSmoothMS(MorvValue *rtn, MorvValue *args, int count);
  *  15 integer h           0 or below: dynamic over the span. Above: each forecast starts h columns back from actual
  *                         values, the first h - 1 from those before t1
  *  16 optional output     standard errors, of the shape of rtn
- *  17 integer identities  not 0: the variables that the open Algebra workspace's program added are forecast as well.
- * Its first nY variables are the endogenous ones 18 integer observation of the workspace just before the first forecast
+ *  17 integer identities  not 0: the variables that the open Algebra workspace's program added are forecast as well;
+ *                         the workspace's first nY variables are the endogenous ones
+ *  18 integer before      observation of the workspace just before the first forecast
+ *
  * rtn: nY rows, and one for each identity, with a column for each forecast. Standard errors of a system with identities
  * come from central differences; the program then runs from the observation before the forecasts on. In an h-step
  * forecast the identities see the endogenous variables of the h columns and all before them, but their own past values
@@ -164,11 +166,16 @@ MORV_API void FnSmoothMS(MorvValue *rtn, MorvValue *args, int count);
 MORV_API void FnDynForc(MorvValue *rtn, MorvValue *args, int count);
 
 /* Responses of the endogenous variables to a one-off shock, from a history of zeros. Regressors other than lags, and
- * all values of y and x, play no part. 0 matrix  y           nY rows 1 matrix  x           nX x T 2 integer t1 column
- * of the shock, at least the longest lag less 1; a negative one counts as 0 3 integer t2          last column; at most
- * T - 1 4 integer reduced     not 0: the shock acts on the variables, and there are nS = nY equations with errors. 0:
- * minus map times the shock does, and nS is the number of rows of Omega 5 integer first kind  6 integer second kind 7
- * matrix  identities  8 matrix kinds  9 matrix lags: nY + nX integers in the first row 10 matrix  Pi          nY x nX
+ * all values of y and x, play no part.
+ *   0 matrix  y           nY rows
+ *   1 matrix  x           nX x T
+ *   2 integer t1          column of the shock, at least the longest lag less 1; a negative one counts as 0
+ *   3 integer t2          last column; at most T - 1
+ *   4 integer reduced     not 0: the shock acts on the variables, and there are nS = nY equations with errors. 0: minus
+ *                         map times the shock does, and nS is the number of rows of Omega
+ *   5 integer first kind  6 integer second kind
+ *   7 matrix  identities  8 matrix kinds  9 matrix lags: nY + nX integers in the first row
+ *  10 matrix  Pi          nY x nX
  *  11 matrix  Omega       nS x nS, covariance of the errors; read for kinds 1 and 2
  *  12 matrix  map         nY x nY; read when argument 4 is 0
  *  13 matrix  shock       nY cells in the first row; read for kind 3
@@ -178,7 +185,7 @@ MORV_API void FnDynForc(MorvValue *rtn, MorvValue *args, int count);
  * rtn: nY x t2 - t1 + 1, column 0 the shock. It is untouched when the span is empty, a matrix is absent or too small,
  * the equation is nY or above (or, but for kind 3, negative; for kinds 1 and 2, nS or above), the kind is none of
  * these, Omega is not positive definite or nS above nY for kind 2, fewer than nY variables have lag 0, or memory fails.
- */
+ * Sims, C.A. (1980), Econometrica 48. */
 MORV_API void FnImpulse(MorvValue *rtn, MorvValue *args, int count);
 
 /* ---- Limited dependent variable models. Each of the three evaluators returns the log-likelihood at the parameters
@@ -431,7 +438,7 @@ MORV_API void FnComfac(MorvValue *rtn, MorvValue *args, int count);
  * a moment matrix is singular; 4 when a variance, or a difference of variances, is not positive; 5 without memory.
  * Outputs 9 and 10 are written with status 0 alone. -1 with all outputs untouched when a model has no dependent
  * variable, a negative count or fewer rows than its counts tell, or the numbers of columns differ or are 0.
- * Ericsson, N.R. (1983), Econometrica 51. */
+ * Ericsson, N.R. (1983), Review of Economic Studies 50. */
 MORV_API void FnEncompassing(MorvValue *rtn, MorvValue *args, int count);
 
 /* Exact autocovariances of a stationary fractionally integrated ARMA process,
@@ -442,7 +449,7 @@ MORV_API void FnEncompassing(MorvValue *rtn, MorvValue *args, int count);
  *   4 integer n
  *   5 output  1 x n: the autocovariances at lags 0 to n - 1
  * Stationary means d below 0.5, which is left to the caller. With p above 0 a d of exactly 0 gives values that are not
- * finite: pass 1e-9 for an ARMA process. The series of a root of modulus above 0.997 ends early, with a warning on the
+ * finite: pass 1e-20 for an ARMA process. The series of a root of modulus above 0.997 ends early, with a warning on the
  * standard output.
  * rtn (integer): 0, or a status that leaves cells without use: 1 |d| above 5; 2 sigma2 at or below 0.0001; 4 an
  * autoregressive root (inverse) of modulus at or above 0.9999; 6 no roots found; 7 roots too near to each other; 10
