@@ -209,8 +209,8 @@ MORV_API void FnActFitTable(MorvValue *rtn, MorvValue *args, int count);
  *   3 matrix  w      weights, T cells; another size means a weight of 1 everywhere
  *   4 optional output  score            nP x 1, nP the cells of theta
  *   5 optional output  information      nP x nP, the expected one
- *   6 optional output  probabilities    T x 2, of outcome 0 (at least 2^-104) and of outcome 1 (not bounded: below an
- *                                       index of about -36 it is 0, and the observation's derivatives are missing)
+ *   6 optional output  probabilities    T x 2, of outcome 0 (at least 2^-104) and of outcome 1 (not bounded: it is 0
+ *                                       below an index of -36.35, and the derivatives are then infinite or missing)
  *   7 optional output  log-likelihoods  T x 1
  *   8 optional output  outer product    nP x nP
  * rtn: the log-likelihood; missing also unless Y has one column and X T rows and at least one column. */
