@@ -17,6 +17,7 @@
 #define MORV_HOST_H
 
 #include <morv/morv.h>
+#include <string.h>
 
 #ifdef __cplusplus
 extern "C" {
@@ -48,27 +49,39 @@ static inline MorvValue MorvOutputValue(MorvValue *target);
 
 /* ---- The makers' bodies. opaque[1] of 1 marks a record that owns nothing; opaque[0] counts an array's elements. */
 
+static inline MorvValue MorvRecordOf(int type) {
+  MorvValue record;
+  memset(&record, 0, sizeof record);
+  record.type = type;
+  return record;
+}
+
 static inline MorvValue MorvIntegerValue(int value) {
-  MorvValue record = {MORV_INTEGER, 0, {0}, NULL, {0, 0}};
+  MorvValue record = MorvRecordOf(MORV_INTEGER);
   record.value.integer = value;
   return record;
 }
 
 static inline MorvValue MorvDoubleValue(double value) {
-  MorvValue record = {MORV_DOUBLE, 0, {0}, NULL, {0, 0}};
+  MorvValue record = MorvRecordOf(MORV_DOUBLE);
   record.value.number = value;
   return record;
 }
 
 static inline MorvValue MorvMatrixValue(double **rowTable, int rows, int columns) {
-  MorvValue record = {MORV_MATRIX, 0, {0}, rowTable, {0, 1}};
+  MorvValue record = MorvRecordOf(MORV_MATRIX);
   record.value.shape.rows = rows;
   record.value.shape.columns = columns;
+  record.data = rowTable;
+  record.opaque[1] = 1;
   return record;
 }
 
 static inline MorvValue MorvOutputValue(MorvValue *target) {
-  MorvValue record = {MORV_ARRAY, 0, {0}, target, {1, 1}};
+  MorvValue record = MorvRecordOf(MORV_ARRAY);
+  record.data = target;
+  record.opaque[0] = 1;
+  record.opaque[1] = 1;
   return record;
 }
 
