@@ -1,19 +1,12 @@
 // The forecast recursion.
 #include "forecast/recursion.h"
 
-#include <algorithm>
-
 #include "algebra/workspace.h"
 
 namespace tessel {
 
 void PutEndogenous(const ForecastRows &rows, int t, int observation) {
   AlgebraPutRows(rows.table.get(), 0, rows.nY - 1, t, 0, observation);
-}
-
-void PutHistory(const ForecastModel &model, int a) {
-  if (model.rows.nIdent == 0) return;
-  for (int back = 1; back <= std::min(a, model.base); ++back) PutEndogenous(model.rows, a - back, model.base - back);
 }
 
 void ForecastRecursion(const ForecastModel &model, int a, int b, PassStart start) {
