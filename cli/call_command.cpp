@@ -1,12 +1,12 @@
 // tessel call: the library's exports from the command line.
 #include <algorithm>
-#include <fstream>
 #include <iostream>
 #include <list>
 
 #include "commands.h"
 #include "diversion.h"
 #include "failure.h"
+#include "input.h"
 #include "json_values.h"
 #include "workspace.h"
 
@@ -43,14 +43,18 @@ const Export &FindExport(const std::string &name) {
 }
 
 Json ReadJson(const std::string &path) {
-  std::ifstream file(path);
-  if (path != "-" && !file) Fail(path, "it cannot be read");
+  constexpr int deepest = 100;
+  InputFile file(path);
+  std::string text;
+  for (std::string_view part = file.Part(); !part.empty(); part = file.Part()) text += part;
   try {
-    return Json::parse(path == "-" ? std::cin : file);
-  } catch (const Json::parse_error &error) {
-    std::string what = error.what();
-    what = what.substr(what.find("parse error"));
-    Fail(path, "no JSON: " + what);
+    return Json::parse(text, [&](int depth, Json::parse_event_t, const Json &) {
+      if (depth > deepest) Fail(path, "values are nested more than " + std::to_string(deepest) + " deep");
+      return true;
+    });
+  } catch (const Json::exception &error) {
+    const std::string what = error.what();
+    Fail(path, "no JSON: " + what.substr(what.find("] ") + 2));
   }
 }
 
@@ -58,7 +62,7 @@ Json ReadJson(const std::string &path) {
 struct CallArguments {
   morv::Arguments list;
   std::list<morv::Value> values;
-  std::list<std::pair<std::string, morv::Value>> outputs;
+  std::list<std::pair<std::string, morv::Value>> outputs;  // a string, which no output is, as long as it is not written
 };
 
 void AddArgument(CallArguments &call, const Json &json, const NamedValues &named, const std::string &folder,
@@ -67,14 +71,17 @@ void AddArgument(CallArguments &call, const Json &json, const NamedValues &named
     call.list.Decline();
   } else if (json.is_object() && json.contains("output")) {
     if (!json["output"].is_string()) Fail(place, "expected the output's name, found " + json["output"].dump());
-    call.outputs.emplace_back(json["output"].get<std::string>(), morv::Value());
+    const auto name = json["output"].get<std::string>();
+    for (const auto &[earlier, value] : call.outputs)
+      if (earlier == name) Fail(place, "two outputs have the name " + json["output"].dump());
+    call.outputs.emplace_back(name, morv::Value::String(""));
     call.list.Output(call.outputs.back().second);
   } else {
     call.list.Borrow(call.values.emplace_back(ValueFromJson(json, named, folder, place)));
   }
 }
 
-// Calls one function; its result and outputs join the named values.
+// Calls one function; its result and outputs join the named values, and those that it did not store leave them.
 Json CallOne(const morv::Library &library, const std::string &name, const std::string &path, const CallOptions &options,
              NamedValues &named) {
   const Export &entry = FindExport(name);
@@ -99,12 +106,18 @@ Json CallOne(const morv::Library &library, const std::string &name, const std::s
     return options.only.empty() || std::ranges::find(options.only, value) != options.only.end();
   };
   Json shown = {{"function", name}};
-  if (isShown("result")) shown["result"] = outcome.Returned() ? ValueToJson(outcome.result, options.digits) : Json();
-  if (outcome.Returned()) named[name] = std::move(outcome.result);
+  const auto keep = [&](const std::string &as, bool stored, morv::Value &value) {
+    const Json json = stored ? ValueToJson(value, options.digits) : Json();
+    named.erase(as);
+    if (stored) named.emplace(as, std::move(value));
+    return json;
+  };
+  const Json result = keep(name, outcome.Returned(), outcome.result);
+  if (isShown("result")) shown["result"] = result;
   Json outputs = Json::object();
   for (auto &[output, value] : call.outputs) {
-    if (isShown(output)) outputs[output] = ValueToJson(value, options.digits);
-    named[output] = std::move(value);
+    const Json json = keep(output, value.Tag() != MORV_STRING, value);
+    if (isShown(output)) outputs[output] = json;
   }
   if (!outputs.empty()) shown["outputs"] = std::move(outputs);
   return shown;

@@ -51,7 +51,11 @@ const Json &ExpectArray(const Json &json, const std::string &place) {
 // Rows of equal length; without any, `columns` may tell the width.
 morv::Value MatrixFromJson(const Json &rows, const Json *columns, const std::string &place) {
   int width = rows.empty() ? 0 : SizeOf(ExpectArray(rows[0], place), place);
-  if (rows.empty() && columns != nullptr && columns->is_number_unsigned()) width = columns->get<int>();
+  if (rows.empty() && columns != nullptr) {
+    if (!columns->is_number_unsigned() || *columns > std::numeric_limits<int>::max())
+      Fail(place, "\"columns\": expected a count, found " + columns->dump());
+    width = columns->get<int>();
+  }
   morv::Value matrix = morv::Value::Matrix(SizeOf(rows, place), width);
   const morv::MatrixView view = matrix.AsMatrix();
   for (int i = 0; i < view.rows; ++i) {
@@ -105,9 +109,11 @@ std::pair<int, int> RowRange(const Json &json, int rows, const std::string &plac
   return {range[0].get<int>(), range[1].get<int>() + 1};
 }
 
-// A matrix from elsewhere, with "rows": [first, last] and "transposed": true applied.
+// A matrix with "rows": [first, last] and "transposed": true applied.
 morv::Value Selected(morv::Value value, const Json &json, const std::string &place) {
-  const bool transposed = json.value("transposed", Json(false)) == Json(true);
+  const Json turn = json.value("transposed", Json(false));
+  if (!turn.is_boolean()) Fail(place, "\"transposed\": expected true or false, found " + turn.dump());
+  const bool transposed = turn.get<bool>();
   if (value.Tag() != MORV_MATRIX || (!transposed && !json.contains("rows"))) return value;
   const morv::MatrixView from = value.AsMatrix();
   const auto [begin, end] = RowRange(json, from.rows, place);
@@ -126,21 +132,38 @@ morv::Value ArrayFromJson(const Json &elements, const NamedValues &named, const 
   return array;
 }
 
+// The value of an object whose kind is `form`, before rows are chosen and turned.
+morv::Value FormFromJson(const std::string &form, const Json &json, const NamedValues &named, const std::string &folder,
+                         const std::string &place) {
+  const Json &content = json[form];
+  if (form == "matrix")
+    return MatrixFromJson(ExpectArray(content, place), json.contains("columns") ? &json["columns"] : nullptr, place);
+  if (form == "row" || form == "column") return VectorFromJson(content, form == "column", place);
+  if (form == "number") return morv::Value::Double(CellFromJson(content, place));
+  if (form == "array") return ArrayFromJson(content, named, folder, place);
+  if (!content.is_string()) Fail(place, "\"" + form + "\": expected a name, found " + content.dump().substr(0, 60));
+  if (form == "csv") return CsvMatrix(json, folder, place);
+  const auto found = named.find(content.get<std::string>());
+  if (found == named.end()) Fail(place, "no earlier call stored a result or an output " + content.dump());
+  return found->second.Clone();
+}
+
 morv::Value ObjectFromJson(const Json &json, const NamedValues &named, const std::string &folder,
                            const std::string &place) {
-  if (json.contains("matrix")) {
-    const Json *columns = json.contains("columns") ? &json["columns"] : nullptr;
-    return MatrixFromJson(ExpectArray(json["matrix"], place), columns, place);
-  }
-  if (json.contains("row")) return VectorFromJson(json["row"], false, place);
-  if (json.contains("column")) return VectorFromJson(json["column"], true, place);
-  if (json.contains("number")) return morv::Value::Double(CellFromJson(json["number"], place));
-  if (json.contains("array")) return ArrayFromJson(json["array"], named, folder, place);
-  if (json.contains("csv") && json["csv"].is_string()) return Selected(CsvMatrix(json, folder, place), json, place);
-  if (json.contains("use") && json["use"].is_string()) {
-    const auto found = named.find(json["use"].get<std::string>());
-    if (found == named.end()) Fail(place, "no earlier call has a result or an output " + json["use"].dump());
-    return Selected(found->second.Clone(), json, place);
+  // What may stand beside each kind.
+  static const std::map<std::string, std::vector<std::string>> forms = {{"matrix", {"columns", "rows", "transposed"}},
+                                                                        {"row", {}},
+                                                                        {"column", {}},
+                                                                        {"number", {}},
+                                                                        {"array", {}},
+                                                                        {"csv", {"columns", "rows", "transposed"}},
+                                                                        {"use", {"rows", "transposed"}}};
+  for (const auto &[form, beside] : forms) {
+    if (!json.contains(form)) continue;
+    for (const auto &[key, value] : json.items())
+      if (key != form && std::ranges::find(beside, key) == beside.end())
+        Fail(place, "\"" + key + "\" does not go with \"" + form + "\"");
+    return Selected(FormFromJson(form, json, named, folder, place), json, place);
   }
   Fail(place, std::string(kForms) + ", found " + json.dump().substr(0, 60));
 }
