@@ -415,7 +415,7 @@ MORV_API void FnKroneckerSel(MorvValue *rtn, MorvValue *args, int count);
  * Identities, lags and flags are truncated to integers.
  * rtn (integer): 0, or a status that leaves both outputs 1 x 0: 1 when a variable's lags from 0 on are not complete, or
  * in part excluded, or a term occurs twice; 2 when a variable has lag 0 alone; 3 with fewer than two variables; 4 when
- * a covariance matrix of restrictions is singular or a statistic is negative or not finite; -1 without memory. -1 with
+ * a covariance matrix of restrictions is singular or a statistic is negative or missing; -1 without memory. -1 with
  * the outputs untouched when nC is below 1 or another argument has fewer cells than told.
  * Sargan, J.D. (1980), Econometrica 48. */
 MORV_API void FnComfac(MorvValue *rtn, MorvValue *args, int count);
@@ -453,7 +453,7 @@ MORV_API void FnEncompassing(MorvValue *rtn, MorvValue *args, int count);
  * standard output.
  * rtn (integer): 0, or a status that leaves cells without use: 1 |d| above 5; 2 sigma2 at or below 0.0001; 4 an
  * autoregressive root (inverse) of modulus at or above 0.9999; 6 no roots found; 7 roots too near to each other; 10
- * without memory. 10 with the output untouched when p or q is negative or n below 1. A matrix of another shape is
+ * without memory, or when n is 0. 10 with the output untouched when p, q or n is negative. A matrix of another shape is
  * refused. Sowell, F. (1992), Journal of Econometrics 53. */
 MORV_API void FnFracSigma(MorvValue *rtn, MorvValue *args, int count);
 

@@ -175,9 +175,10 @@ EncompassingStatus Compare(const Moments &moments, const RowUnion &x, int k1, in
   Contrast contrast1, contrast2;
   if (!ContrastWith(moments, e1, e2, &contrast1) || !ContrastWith(moments, e2, e1, &contrast2))
     return EncompassingStatus::NoMemory;
-  const bool below = std::max({e1.q, e2.q, contrast1.c, contrast2.c}) < moments.yy;
-  if (!(e1.s > 0 && e2.s > 0 && below && contrast1.d < contrast1.c && contrast2.d < contrast2.c))
-    return EncompassingStatus::NotPositive;
+  const auto positive = [&](const Estimate &e, const Contrast &contrast) {
+    return e.s > 0 && e.q < moments.yy && contrast.c < moments.yy && contrast.d < contrast.c;
+  };
+  if (!positive(e1, contrast1) || !positive(e2, contrast2)) return EncompassingStatus::NotPositive;
   status = EstimateModel(moments, T, &joint);
   if (status != EncompassingStatus::Success) return status;
   if (!(joint.s > 0)) return EncompassingStatus::NotPositive;
