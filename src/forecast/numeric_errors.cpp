@@ -105,7 +105,7 @@ int AddParameterVariance(const ForecastModel &model, const ForecastUncertainty &
   if (!derivatives.cells || !variance) return 0;
 
   for (int i = 0; i < model.rows.nY; ++i)
-    for (int j = 0; j < nX; ++j) PathDerivative(model, &model.pi[i][j], a, b, derivatives, i * nX + j, [] {});
+    for (int j = 0; j < nX; ++j) PathDerivative(model, &model.piColumns[j][i], a, b, derivatives, i * nX + j, [] {});
   for (int k = 0; k <= b - a; ++k) {
     if (!ParameterVariance(uncertainty, derivatives.At(k), results, coefficients, variance.get())) return 0;
     for (int r = 0; r < results; ++r) se[r][k] = StandardError(se[r][k] * se[r][k] + variance[r][r]);

@@ -12,7 +12,7 @@ void PutEndogenous(const ForecastRows &rows, int t, int observation) {
 void ForecastRecursion(const ForecastModel &model, int a, int b, PassStart start) {
   const ForecastRows &rows = model.rows;
   for (int t = a; t <= b; ++t) {
-    ForecastStep(rows, model.pi.get(), rows.nX, t);
+    ForecastStep(rows, model.piColumns.get(), rows.nX, t);
     if (rows.nIdent == 0) continue;
 
     const int observation = model.base + (t - a);

@@ -10,8 +10,8 @@ namespace tessel {
 struct ForecastModel {
   ForecastRows rows;
   ForecastIndex index;
-  OwnedMatrix pi;  // nY x nX
-  int base = 0;    // the database observation of a pass's first column, whichever column that is
+  OwnedMatrix piColumns;  // as CoefficientColumns gives them
+  int base = 0;           // the database observation of a pass's first column, whichever column that is
 };
 
 // Where a pass begins in the database: at its first column, or one observation earlier, for a derivative with respect
