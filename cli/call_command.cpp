@@ -44,9 +44,7 @@ const Export &FindExport(const std::string &name) {
 
 Json ReadJson(const std::string &path) {
   constexpr int deepest = 100;
-  InputFile file(path);
-  std::string text;
-  for (std::string_view part = file.Part(); !part.empty(); part = file.Part()) text += part;
+  const std::string text = ReadText(path);
   try {
     return Json::parse(text, [&](int depth, Json::parse_event_t, const Json &) {
       if (depth > deepest) Fail(path, "values are nested more than " + std::to_string(deepest) + " deep");
@@ -113,7 +111,7 @@ Json CallOne(const morv::Library &library, const std::string &name, const std::s
     return json;
   };
   const Json result = keep(name, outcome.Returned(), outcome.result);
-  if (isShown("result")) shown["result"] = result;
+  if (isShown("result") || isShown(name)) shown["result"] = result;
   Json outputs = Json::object();
   for (auto &[output, value] : call.outputs) {
     const Json json = keep(output, value.Tag() != MORV_STRING, value);

@@ -9,12 +9,13 @@
 
 #include "data_table.h"
 #include "failure.h"
+#include "input.h"
 
 namespace {
 
 constexpr const char *kForms =
     "expected a number, a string, an array of strings, an array of rows of numbers, or an object with one of "
-    "\"matrix\", \"row\", \"column\", \"array\", \"number\", \"csv\" and \"use\"";
+    "\"matrix\", \"row\", \"column\", \"array\", \"number\", \"csv\", \"text\" and \"use\"";
 
 // A cell: a number, null for a missing value, or "inf", "-inf" and "nan".
 double CellFromJson(const Json &json, const std::string &place) {
@@ -76,10 +77,14 @@ morv::Value VectorFromJson(const Json &cells, bool isColumn, const std::string &
   return matrix;
 }
 
+std::string PathBeside(const std::string &folder, const Json &name) {
+  return (std::filesystem::path(folder) / name.get<std::string>()).string();
+}
+
 // {"csv": FILE, "columns": [NAME, ...]}: columns of a data file, a row for each observation.
 morv::Value CsvMatrix(const Json &json, const std::string &folder, const std::string &place) {
   DataOptions options;
-  options.file = (std::filesystem::path(folder) / json["csv"].get<std::string>()).string();
+  options.file = PathBeside(folder, json["csv"]);
   const DataTable data = ReadData(options);
   std::vector<int> columns;
   if (json.contains("columns")) {
@@ -109,19 +114,37 @@ std::pair<int, int> RowRange(const Json &json, int rows, const std::string &plac
   return {range[0].get<int>(), range[1].get<int>() + 1};
 }
 
-// A matrix with "rows": [first, last] and "transposed": true applied.
+// The columns that "columns": [j, ...] beside "use" chooses; all without it.
+std::vector<int> ChosenColumns(const Json &json, int columns, const std::string &place) {
+  std::vector<int> chosen;
+  if (!json.contains("use") || !json.contains("columns")) {
+    for (int j = 0; j < columns; ++j) chosen.push_back(j);
+    return chosen;
+  }
+  for (const Json &column : ExpectArray(json["columns"], place)) {
+    if (!column.is_number_unsigned() || column >= columns)
+      Fail(place,
+           "\"columns\": expected numbers from 0 to " + std::to_string(columns - 1) + ", found " + column.dump());
+    chosen.push_back(column.get<int>());
+  }
+  return chosen;
+}
+
+// A matrix with "rows": [first, last], "columns" of a value used again and "transposed": true applied.
 morv::Value Selected(morv::Value value, const Json &json, const std::string &place) {
   const Json turn = json.value("transposed", Json(false));
   if (!turn.is_boolean()) Fail(place, "\"transposed\": expected true or false, found " + turn.dump());
   const bool transposed = turn.get<bool>();
-  if (value.Tag() != MORV_MATRIX || (!transposed && !json.contains("rows"))) return value;
+  if (value.Tag() != MORV_MATRIX) return value;
   const morv::MatrixView from = value.AsMatrix();
   const auto [begin, end] = RowRange(json, from.rows, place);
-  const int rows = end - begin;
-  morv::Value matrix = transposed ? morv::Value::Matrix(from.columns, rows) : morv::Value::Matrix(rows, from.columns);
+  const std::vector<int> chosen = ChosenColumns(json, from.columns, place);
+  const int rows = end - begin, columns = static_cast<int>(chosen.size());
+  morv::Value matrix = transposed ? morv::Value::Matrix(columns, rows) : morv::Value::Matrix(rows, columns);
   const morv::MatrixView to = matrix.AsMatrix();
   for (int i = 0; i < rows; ++i)
-    for (int j = 0; j < from.columns; ++j) (transposed ? to(j, i) : to(i, j)) = from(begin + i, j);
+    for (int j = 0; j < columns; ++j)
+      (transposed ? to(j, i) : to(i, j)) = from(begin + i, chosen[static_cast<std::size_t>(j)]);
   return matrix;
 }
 
@@ -143,6 +166,7 @@ morv::Value FormFromJson(const std::string &form, const Json &json, const NamedV
   if (form == "array") return ArrayFromJson(content, named, folder, place);
   if (!content.is_string()) Fail(place, "\"" + form + "\": expected a name, found " + content.dump().substr(0, 60));
   if (form == "csv") return CsvMatrix(json, folder, place);
+  if (form == "text") return morv::Value::String(ReadText(PathBeside(folder, content)));
   const auto found = named.find(content.get<std::string>());
   if (found == named.end()) Fail(place, "no earlier call stored a result or an output " + content.dump());
   return found->second.Clone();
@@ -157,7 +181,8 @@ morv::Value ObjectFromJson(const Json &json, const NamedValues &named, const std
                                                                         {"number", {}},
                                                                         {"array", {}},
                                                                         {"csv", {"columns", "rows", "transposed"}},
-                                                                        {"use", {"rows", "transposed"}}};
+                                                                        {"text", {}},
+                                                                        {"use", {"columns", "rows", "transposed"}}};
   for (const auto &[form, beside] : forms) {
     if (!json.contains(form)) continue;
     for (const auto &[key, value] : json.items())

@@ -9,7 +9,8 @@ TEST(Call, ValuesOfEveryFormReachTheFunction) {
   // An array of arrays, columns of a file by name, an output used again, a row where a vector is read.
   folder.Write(
       "open.json",
-      R"([{"csv": "d.csv", "columns": ["b", "a"]}, {"array": ["b", "a"]}, 1, 1, 1, false, "c = b/0;", null, null])");
+      R"([{"csv": "d.csv", "columns": ["b", "a"]}, {"array": ["b", "a"]}, 1, 1, 1, false, {"text": "c.alg"}, null, null])");
+  folder.Write("c.alg", "c = b /\n 0;");
   folder.Write("run.json", R"([{"matrix": []}, 0, 2])");
   folder.Write("added.json", R"([{"output": "data"}, {"output": "names"}])");
   folder.Write("means.json", R"([{"use": "data"}, 3])");
@@ -30,15 +31,16 @@ TEST(Call, ValuesCanBeCutTurnedAndChosen) {
   folder.Write("open.json", R"([{"csv": "d.csv", "rows": [1, 2], "transposed": true}, ["p", "q"], 1, 1, 1, 0,
                 "u = p - &1 * q; &1 = 0.123456;", {"output": "values"}, {"output": "numbers"}])");
   folder.Write("get.json", R"(["q", 0, 1, null])");
-  folder.Write("means.json", R"([{"use": "FnGetAlgebraVar", "rows": [1, 1], "transposed": true}, 2])");
+  folder.Write("means.json",
+               R"([{"use": "FnGetAlgebraVar", "rows": [1, 1], "columns": [0, 0], "transposed": true}, 2])");
   const CommandResult result = folder.Tessel(
-      "call FnInitAlgebraNls open.json FnGetAlgebraVar get.json FnDeSeasonalize means.json --only values,result "
-      "--digits 3");
+      "call FnInitAlgebraNls open.json FnGetAlgebraVar get.json FnDeSeasonalize means.json "
+      "--only values,FnGetAlgebraVar,FnDeSeasonalize --digits 3");
   std::string shown = result.out;
   std::erase_if(shown, [](char c) { return c == ' ' || c == '\n'; });
-  EXPECT_EQ(shown, R"({"function":"FnInitAlgebraNls","result":null,"outputs":{"values":{"matrix":[[0.123]]}}})"
+  EXPECT_EQ(shown, R"({"function":"FnInitAlgebraNls","outputs":{"values":{"matrix":[[0.123]]}}})"
                    R"({"function":"FnGetAlgebraVar","result":{"matrix":[[3.0],[7.0]]}})"
-                   R"({"function":"FnDeSeasonalize","result":{"matrix":[[0.0]]}})")
+                   R"({"function":"FnDeSeasonalize","result":{"matrix":[[0.0],[0.0]]}})")
       << result.err;
   EXPECT_EQ(folder.Tessel("call FnInitAlgebraNls open.json --only none").out, "");
   folder.Write("none.json", R"([{"row": [0.3]}, 0, 0, 1, -1, {"output": "a"}])");
@@ -72,6 +74,9 @@ TEST(Call, MistakesAreNamedInOneLine) {
        "a.json: argument 1: \"transpose\" does not go with \"matrix\"", 1},
       {"FnDeSeasonalize a.json", R"([{"matrix": [[1]], "transposed": 1}, 2])",
        "a.json: argument 1: \"transposed\": expected true or false, found 1", 1},
+      {"FnDeSeasonalize sound.json FnDeSeasonalize a.json --only none",
+       R"([{"use": "FnDeSeasonalize", "columns": [1]}, 2])",
+       "a.json: argument 1: \"columns\": expected numbers from 0 to 0, found 1", 1},
       {"FnGetAlgebraAddedData a.json", R"([{"output": "a"}, {"output": "a"}])",
        "a.json: argument 2: two outputs have the name \"a\"", 1},
       {"FnDeSeasonalize a.json", R"([{"csv": "x.csv"}, 2])", "./x.csv: ", 1},
