@@ -56,11 +56,19 @@ Json ReadJson(const std::string &path) {
   }
 }
 
+// An output: what its argument asks for, and where it stands in the file. The value is a string, which no output is, as
+// long as it is not written.
+struct Output {
+  const Json &json;
+  std::string name, place;
+  morv::Value value;
+};
+
 // The arguments of one call, and what keeps their values.
 struct CallArguments {
   morv::Arguments list;
   std::list<morv::Value> values;
-  std::list<std::pair<std::string, morv::Value>> outputs;  // a string, which no output is, as long as it is not written
+  std::list<Output> outputs;
 };
 
 void AddArgument(CallArguments &call, const Json &json, const NamedValues &named, const std::string &folder,
@@ -69,11 +77,11 @@ void AddArgument(CallArguments &call, const Json &json, const NamedValues &named
     call.list.Decline();
   } else if (json.is_object() && json.contains("output")) {
     if (!json["output"].is_string()) Fail(place, "expected the output's name, found " + json["output"].dump());
-    const auto name = json["output"].get<std::string>();
-    for (const auto &[earlier, value] : call.outputs)
-      if (earlier == name) Fail(place, "two outputs have the name " + json["output"].dump());
-    call.outputs.emplace_back(name, morv::Value::String(""));
-    call.list.Output(call.outputs.back().second);
+    ExpectKeys(json, "output", {"rows", "columns", "transposed"}, place);
+    for (const Output &earlier : call.outputs)
+      if (json["output"] == earlier.name) Fail(place, "two outputs have the name " + json["output"].dump());
+    call.outputs.push_back({json, json["output"].get<std::string>(), place, morv::Value::String("")});
+    call.list.Output(call.outputs.back().value);
   } else {
     call.list.Borrow(call.values.emplace_back(ValueFromJson(json, named, folder, place)));
   }
@@ -104,18 +112,21 @@ Json CallOne(const morv::Library &library, const std::string &name, const std::s
     return options.only.empty() || std::ranges::find(options.only, value) != options.only.end();
   };
   Json shown = {{"function", name}};
+  // What was not stored leaves no value of an earlier call behind.
   const auto keep = [&](const std::string &as, bool stored, morv::Value &value) {
-    const Json json = stored ? ValueToJson(value, options.digits) : Json();
     named.erase(as);
     if (stored) named.emplace(as, std::move(value));
-    return json;
   };
-  const Json result = keep(name, outcome.Returned(), outcome.result);
-  if (isShown("result") || isShown(name)) shown["result"] = result;
+  if (isShown("result") || isShown(name))
+    shown["result"] = outcome.Returned() ? ValueToJson(outcome.result, options.digits) : Json();
+  keep(name, outcome.Returned(), outcome.result);
   Json outputs = Json::object();
-  for (auto &[output, value] : call.outputs) {
-    const Json json = keep(output, value.Tag() != MORV_STRING, value);
-    if (isShown(output)) outputs[output] = json;
+  for (Output &output : call.outputs) {
+    const bool stored = output.value.Tag() != MORV_STRING;
+    if (isShown(output.name))
+      outputs[output.name] =
+          stored ? ValueToJson(Selected(output.value, output.json, output.place), options.digits) : Json();
+    keep(output.name, stored, output.value);
   }
   if (!outputs.empty()) shown["outputs"] = std::move(outputs);
   return shown;

@@ -103,49 +103,16 @@ morv::Value CsvMatrix(const Json &json, const std::string &folder, const std::st
   return matrix;
 }
 
-// The rows that "rows": [first, last] chooses, as a range [begin, end).
-std::pair<int, int> RowRange(const Json &json, int rows, const std::string &place) {
-  if (!json.contains("rows")) return {0, rows};
-  const Json &range = json["rows"];
+// The range that "rows": [first, last] or "columns": [first, last] keeps of `size` lines, as [begin, end).
+std::pair<int, int> RangeOf(const Json &json, const char *lines, int size, const std::string &place) {
+  if (!json.contains(lines)) return {0, size};
+  const Json &range = json[lines];
   const bool isRange = range.is_array() && range.size() == 2 && range[0].is_number_unsigned() &&
-                       range[1].is_number_unsigned() && range[0] <= range[1] && range[1] < rows;
+                       range[1].is_number_unsigned() && range[0] <= range[1] && range[1] < size;
   if (!isRange)
-    Fail(place, "\"rows\": expected [first, last] from 0 to " + std::to_string(rows - 1) + ", found " + range.dump());
+    Fail(place, Json(lines).dump() + ": expected [first, last] from 0 to " + std::to_string(size - 1) + ", found " +
+                    range.dump());
   return {range[0].get<int>(), range[1].get<int>() + 1};
-}
-
-// The columns that "columns": [j, ...] beside "use" chooses; all without it.
-std::vector<int> ChosenColumns(const Json &json, int columns, const std::string &place) {
-  std::vector<int> chosen;
-  if (!json.contains("use") || !json.contains("columns")) {
-    for (int j = 0; j < columns; ++j) chosen.push_back(j);
-    return chosen;
-  }
-  for (const Json &column : ExpectArray(json["columns"], place)) {
-    if (!column.is_number_unsigned() || column >= columns)
-      Fail(place,
-           "\"columns\": expected numbers from 0 to " + std::to_string(columns - 1) + ", found " + column.dump());
-    chosen.push_back(column.get<int>());
-  }
-  return chosen;
-}
-
-// A matrix with "rows": [first, last], "columns" of a value used again and "transposed": true applied.
-morv::Value Selected(morv::Value value, const Json &json, const std::string &place) {
-  const Json turn = json.value("transposed", Json(false));
-  if (!turn.is_boolean()) Fail(place, "\"transposed\": expected true or false, found " + turn.dump());
-  const bool transposed = turn.get<bool>();
-  if (value.Tag() != MORV_MATRIX) return value;
-  const morv::MatrixView from = value.AsMatrix();
-  const auto [begin, end] = RowRange(json, from.rows, place);
-  const std::vector<int> chosen = ChosenColumns(json, from.columns, place);
-  const int rows = end - begin, columns = static_cast<int>(chosen.size());
-  morv::Value matrix = transposed ? morv::Value::Matrix(columns, rows) : morv::Value::Matrix(rows, columns);
-  const morv::MatrixView to = matrix.AsMatrix();
-  for (int i = 0; i < rows; ++i)
-    for (int j = 0; j < columns; ++j)
-      (transposed ? to(j, i) : to(i, j)) = from(begin + i, chosen[static_cast<std::size_t>(j)]);
-  return matrix;
 }
 
 morv::Value ArrayFromJson(const Json &elements, const NamedValues &named, const std::string &folder,
@@ -155,7 +122,7 @@ morv::Value ArrayFromJson(const Json &elements, const NamedValues &named, const 
   return array;
 }
 
-// The value of an object whose kind is `form`, before rows are chosen and turned.
+// The value of an object of one form, in full.
 morv::Value FormFromJson(const std::string &form, const Json &json, const NamedValues &named, const std::string &folder,
                          const std::string &place) {
   const Json &content = json[form];
@@ -164,7 +131,7 @@ morv::Value FormFromJson(const std::string &form, const Json &json, const NamedV
   if (form == "row" || form == "column") return VectorFromJson(content, form == "column", place);
   if (form == "number") return morv::Value::Double(CellFromJson(content, place));
   if (form == "array") return ArrayFromJson(content, named, folder, place);
-  if (!content.is_string()) Fail(place, "\"" + form + "\": expected a name, found " + content.dump().substr(0, 60));
+  if (!content.is_string()) Fail(place, Json(form).dump() + ": expected a name, found " + content.dump().substr(0, 60));
   if (form == "csv") return CsvMatrix(json, folder, place);
   if (form == "text") return morv::Value::String(ReadText(PathBeside(folder, content)));
   const auto found = named.find(content.get<std::string>());
@@ -174,21 +141,21 @@ morv::Value FormFromJson(const std::string &form, const Json &json, const NamedV
 
 morv::Value ObjectFromJson(const Json &json, const NamedValues &named, const std::string &folder,
                            const std::string &place) {
-  // What may stand beside each kind.
-  static const std::map<std::string, std::vector<std::string>> forms = {{"matrix", {"columns", "rows", "transposed"}},
+  // Each form, and what may stand beside it. "columns" has a meaning of its own where the form makes the columns.
+  static const std::map<std::string, std::vector<std::string>> forms = {{"matrix", {"columns"}},
                                                                         {"row", {}},
                                                                         {"column", {}},
                                                                         {"number", {}},
                                                                         {"array", {}},
-                                                                        {"csv", {"columns", "rows", "transposed"}},
                                                                         {"text", {}},
+                                                                        {"csv", {"columns", "rows", "transposed"}},
                                                                         {"use", {"columns", "rows", "transposed"}}};
   for (const auto &[form, beside] : forms) {
     if (!json.contains(form)) continue;
-    for (const auto &[key, value] : json.items())
-      if (key != form && std::ranges::find(beside, key) == beside.end())
-        Fail(place, "\"" + key + "\" does not go with \"" + form + "\"");
-    return Selected(FormFromJson(form, json, named, folder, place), json, place);
+    ExpectKeys(json, form, beside, place);
+    Json selection = json;
+    if (form != "use") selection.erase("columns");
+    return Selected(FormFromJson(form, json, named, folder, place), selection, place);
   }
   Fail(place, std::string(kForms) + ", found " + json.dump().substr(0, 60));
 }
@@ -210,6 +177,29 @@ morv::Value ValueFromJson(const Json &json, const NamedValues &named, const std:
   if (json.is_array() && std::ranges::all_of(json, [](const Json &e) { return e.is_string(); }))
     return ArrayFromJson(json, named, folder, place);
   Fail(place, std::string(kForms) + ", found " + json.dump().substr(0, 60));
+}
+
+void ExpectKeys(const Json &json, const std::string &form, const std::vector<std::string> &beside,
+                const std::string &place) {
+  for (const auto &[key, value] : json.items())
+    if (key != form && std::ranges::find(beside, key) == beside.end())
+      Fail(place, Json(key).dump() + " does not go with " + Json(form).dump());
+}
+
+morv::Value Selected(const morv::Value &value, const Json &json, const std::string &place) {
+  if (value.Tag() != MORV_MATRIX) return value.Clone();
+  const morv::MatrixView from = value.AsMatrix();
+  const auto [row, rowEnd] = RangeOf(json, "rows", from.rows, place);
+  const auto [column, columnEnd] = RangeOf(json, "columns", from.columns, place);
+  const int rows = rowEnd - row, columns = columnEnd - column;
+  const Json turn = json.value("transposed", Json(false));
+  if (!turn.is_boolean()) Fail(place, "\"transposed\": expected true or false, found " + turn.dump());
+  const bool transposed = turn.get<bool>();
+  morv::Value matrix = transposed ? morv::Value::Matrix(columns, rows) : morv::Value::Matrix(rows, columns);
+  const morv::MatrixView to = matrix.AsMatrix();
+  for (int i = 0; i < rows; ++i)
+    for (int j = 0; j < columns; ++j) (transposed ? to(j, i) : to(i, j)) = from(row + i, column + j);
+  return matrix;
 }
 
 Json ValueToJson(const morv::Value &value, int digits) {

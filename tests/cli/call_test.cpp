@@ -29,7 +29,7 @@ TEST(Call, ValuesCanBeCutTurnedAndChosen) {
   const Folder folder;
   folder.Write("d.csv", "a,b\n1,5\n2,6\n3,7\n");
   folder.Write("open.json", R"([{"csv": "d.csv", "rows": [1, 2], "transposed": true}, ["p", "q"], 1, 1, 1, 0,
-                "u = p - &1 * q; &1 = 0.123456;", {"output": "values"}, {"output": "numbers"}])");
+                "&1 = 9; &2 = 0.123456; u = p - &1 * q - &2;", {"output": "values", "rows": [1, 1], "transposed": true}, {"output": "numbers"}])");
   folder.Write("get.json", R"(["q", 0, 1, null])");
   folder.Write("means.json",
                R"([{"use": "FnGetAlgebraVar", "rows": [1, 1], "columns": [0, 0], "transposed": true}, 2])");
@@ -40,7 +40,7 @@ TEST(Call, ValuesCanBeCutTurnedAndChosen) {
   std::erase_if(shown, [](char c) { return c == ' ' || c == '\n'; });
   EXPECT_EQ(shown, R"({"function":"FnInitAlgebraNls","outputs":{"values":{"matrix":[[0.123]]}}})"
                    R"({"function":"FnGetAlgebraVar","result":{"matrix":[[3.0],[7.0]]}})"
-                   R"({"function":"FnDeSeasonalize","result":{"matrix":[[0.0],[0.0]]}})")
+                   R"({"function":"FnDeSeasonalize","result":{"matrix":[[0.0]]}})")
       << result.err;
   EXPECT_EQ(folder.Tessel("call FnInitAlgebraNls open.json --only none").out, "");
   folder.Write("none.json", R"([{"row": [0.3]}, 0, 0, 1, -1, {"output": "a"}])");
@@ -72,11 +72,11 @@ TEST(Call, MistakesAreNamedInOneLine) {
        "a.json: argument 1: \"columns\": expected a count, found 4294967299", 1},
       {"FnDeSeasonalize a.json", R"([{"matrix": [[1]], "transpose": true}, 2])",
        "a.json: argument 1: \"transpose\" does not go with \"matrix\"", 1},
-      {"FnDeSeasonalize a.json", R"([{"matrix": [[1]], "transposed": 1}, 2])",
+      {"FnDeSeasonalize a.json", R"([{"csv": "d.csv", "transposed": 1}, 2])",
        "a.json: argument 1: \"transposed\": expected true or false, found 1", 1},
       {"FnDeSeasonalize sound.json FnDeSeasonalize a.json --only none",
-       R"([{"use": "FnDeSeasonalize", "columns": [1]}, 2])",
-       "a.json: argument 1: \"columns\": expected numbers from 0 to 0, found 1", 1},
+       R"([{"use": "FnDeSeasonalize", "columns": [1, 1]}, 2])",
+       "a.json: argument 1: \"columns\": expected [first, last] from 0 to 0, found [1,1]", 1},
       {"FnGetAlgebraAddedData a.json", R"([{"output": "a"}, {"output": "a"}])",
        "a.json: argument 2: two outputs have the name \"a\"", 1},
       {"FnDeSeasonalize a.json", R"([{"csv": "x.csv"}, 2])", "./x.csv: ", 1},
