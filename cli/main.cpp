@@ -92,7 +92,8 @@ CLI::App *AddCall(CLI::App &app, CallOptions &options) {
   call->add_option("FUNCTION ARGS.json", options.calls,
                    "a function and the file of its arguments (- is standard input), in turn")
       ->required();
-  call->add_option("--only", options.only, "print these outputs; \"result\" is the result")
+  call->add_option("--only", options.only,
+                   "print these outputs, and the results of functions named here; \"result\" names all results")
       ->type_name("NAME,...")
       ->delimiter(',')
       ->allow_extra_args(false);

@@ -153,13 +153,15 @@ MORV_API void FnSmoothMS(MorvValue *rtn, MorvValue *args, int count);
  *  15 integer h           0 or below: dynamic over the span. Above: each forecast starts h columns back from actual
  *                         values, the first h - 1 from those before t1
  *  16 optional output     standard errors, of the shape of rtn
- *  17 integer identities  not 0: the variables that the open Algebra workspace's program added are forecast as well.
- * Its first nY variables are the endogenous ones 18 integer observation of the workspace just before the first forecast
- * rtn: nY rows, and one for each identity, with a column for each forecast. Standard errors of a system with identities
- * come from central differences; the program then runs from the observation before the forecasts on. In an h-step
- * forecast the identities see the endogenous variables of the h columns and all before them, but their own past values
- * only up to the observation of argument 18. Where the program fails, its variables are missing in that column. A
- * variance that is missing or not above 0 gives a standard error of 0.
+ *  17 integer identities  not 0: the variables that the open Algebra workspace's program added are forecast as well;
+ *                         the workspace's first nY variables are the endogenous ones
+ *  18 integer before      observation of the workspace just before the first forecast
+ * rtn: nY rows, and one for each identity, with a column for each forecast. A variance that is missing or not above 0
+ * gives a standard error of 0. Standard errors of a system with identities come from central differences; the program
+ * then runs from the observation before the forecasts on. Where the program fails, its variables are missing in that
+ * column. In an h-step forecast the h columns that lead to each forecast go to the same observations, those behind
+ * argument 18. So lags of up to h - 1 columns in an identity see the right columns. A longer one reaches what the
+ * workspace holds from before the first forecast: give an identity with such lags a dynamic forecast.
  *
  * rtn and output are untouched when the span is empty, t1 is below the longest lag, a matrix is too small, or nQ below
  * 1 with a Q; with identities also when no workspace is open, it has fewer than nY variables of the host's, or t2 or an
@@ -169,11 +171,16 @@ MORV_API void FnSmoothMS(MorvValue *rtn, MorvValue *args, int count);
 MORV_API void FnDynForc(MorvValue *rtn, MorvValue *args, int count);
 
 /* Responses of the endogenous variables to a one-off shock, from a history of zeros. Regressors other than lags, and
- * all values of y and x, play no part. 0 matrix  y           nY rows 1 matrix  x           nX x T 2 integer t1 column
- * of the shock, at least the longest lag less 1; a negative one counts as 0 3 integer t2          last column; at most
- * T - 1 4 integer reduced     not 0: the shock acts on the variables, and there are nS = nY equations with errors. 0:
- * minus map times the shock does, and nS is the number of rows of Omega 5 integer first kind  6 integer second kind 7
- * matrix  identities  8 matrix kinds  9 matrix lags: nY + nX integers in the first row 10 matrix  Pi          nY x nX
+ * all values of y and x, play no part.
+ *   0 matrix  y           nY rows
+ *   1 matrix  x           nX x T
+ *   2 integer t1          column of the shock, at least the longest lag less 1; a negative one counts as 0
+ *   3 integer t2          last column; at most T - 1
+ *   4 integer reduced     not 0: the shock acts on the variables, and there are nS = nY equations with errors.
+ *                         0: minus map times the shock does, and nS is the number of rows of Omega
+ *   5 integer first kind  6 integer second kind
+ *   7 matrix  identities  8 matrix kinds  9 matrix lags: nY + nX integers in the first row
+ *  10 matrix  Pi          nY x nX
  *  11 matrix  Omega       nS x nS, covariance of the errors; read for kinds 1 and 2
  *  12 matrix  map         nY x nY; read when argument 4 is 0
  *  13 matrix  shock       nY cells in the first row; read for kind 3
@@ -414,7 +421,7 @@ MORV_API void FnKroneckerSel(MorvValue *rtn, MorvValue *args, int count);
  * Identities, lags and flags are truncated to integers.
  * rtn (integer): 0, or a status that leaves both outputs 1 x 0: 1 when a variable's lags from 0 on are not complete, or
  * in part excluded, or a term occurs twice; 2 when a variable has lag 0 alone; 3 with fewer than two variables; 4 when
- * a covariance matrix of restrictions is singular or a statistic is negative or not finite; -1 without memory. -1 with
+ * a covariance matrix of restrictions is singular or a statistic is negative or missing; -1 without memory. -1 with
  * the outputs untouched when nC is below 1 or another argument has fewer cells than told.
  * Sargan, J.D. (1980), Econometrica 48. */
 MORV_API void FnComfac(MorvValue *rtn, MorvValue *args, int count);
@@ -452,7 +459,7 @@ MORV_API void FnEncompassing(MorvValue *rtn, MorvValue *args, int count);
  * standard output.
  * rtn (integer): 0, or a status that leaves cells without use: 1 |d| above 5; 2 sigma2 at or below 0.0001; 4 an
  * autoregressive root (inverse) of modulus at or above 0.9999; 6 no roots found; 7 roots too near to each other; 10
- * without memory. 10 with the output untouched when p or q is negative or n below 1. A matrix of another shape is
+ * without memory, or when n is 0. 10 with the output untouched when p, q or n is negative. A matrix of another shape is
  * refused. Sowell, F. (1992), Journal of Econometrics 53. */
 MORV_API void FnFracSigma(MorvValue *rtn, MorvValue *args, int count);
 

@@ -234,8 +234,10 @@ TEST(FracSigma, Statuses) {
 }
 
 TEST(FracSigma, UnusableSizes) {
-  for (const auto &arguments : {Process({0.3}, 0, 0, 0), Process({0.3}, 0, 0, -1), Process({0.3}, -1, 0, 2),
-                                Process({0.3, 1}, 2, -1, 2), Process({0.3}, 0, -2147483647 - 1, 2)}) {
+  const CaseRun none = Call("FnFracSigma", Process({0.3}, 0, 0, 0));
+  EXPECT_TRUE(none.outcome.result.AsInteger() == 10 && none.Wrote(5) && none.At(5).empty());
+  for (const auto &arguments : {Process({0.3}, 0, 0, -1), Process({0.3}, -1, 0, 2), Process({0.3, 1}, 2, -1, 2),
+                                Process({0.3}, 0, -2147483647 - 1, 2)}) {
     const CaseRun run = Call("FnFracSigma", arguments);
     EXPECT_TRUE(run.outcome.result.AsInteger() == 10 && run.WroteNothing());
   }

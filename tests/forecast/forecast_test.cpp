@@ -210,6 +210,13 @@ TEST(Forecast, IdentitiesStayInTheWorkspace) {
             (std::vector<double>{3, 2.5, 2.25, std::sqrt(3 - 2.4), std::sqrt(2.5 - 2.4)}));
   EXPECT_TRUE(std::isnan(values[5])) << "the program fails at 2.25";
   EXPECT_NEAR(run.At(16)[3], 1 / std::sqrt(3 - 2.4), 1e-8) << "the delta method";
+
+  morv::Arguments before;
+  before.Text("a").Integer(0).Integer(2).Decline();
+  const auto history = [&] { return morv::Call("FnGetAlgebraVar", FnGetAlgebraVar, before).result.Numbers(); };
+  const std::vector<double> known = history();
+  EXPECT_TRUE(forecast(2, 2, true).outcome.Returned());
+  EXPECT_EQ(history(), known) << "what precedes the forecasts stays";
 }
 
 TEST(Forecast, RandomArguments) {
