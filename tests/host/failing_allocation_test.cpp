@@ -63,7 +63,7 @@ TEST(FailingAllocation, EveryExportTellsOrGivesTheFullResult) {
               if (failing && (run.outcome.Failed() || (run.outcome.Untouched() && full.outcome.Returned()))) return;
               if (!SameValue(run.outcome.result, full.outcome.result)) {
                 EXPECT_TRUE(failing && Tells(name, run.outcome.result));
-              return;
+                return;
               }
               for (std::size_t i = 0; i < arguments.size(); ++i)
                 EXPECT_TRUE(failing ? IsPartOf(run.outputs[i], full.outputs[i])

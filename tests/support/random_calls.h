@@ -88,7 +88,7 @@ struct Draw {
   Bytes &bytes;
   std::minstd_rand random{static_cast<unsigned>(bytes.Below(256)) + 1};
   std::map<char, int> sizes = {
-      {'T', bytes.Below(20) == 19 ? 150 + bytes.Below(256) : 6 + bytes.Below(30)},
+      {'T', bytes.Below(20) == 19 ? 50 + bytes.Below(100) : 6 + bytes.Below(30)},
       {'k', bytes.Below(20) == 19 ? 36 : 1 + bytes.Below(4)},
       {'n', 1 + bytes.Below(3)},
       {'u', 1 + bytes.Below(2)},
