@@ -3,7 +3,7 @@ PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
 CONFIGURE_FLAGS ?=
 
-.PHONY: all demo test asan bench fuzz install format lint clean
+.PHONY: all demo test asan bench fuzz install package format lint clean
 
 all: build/release
 	cmake --build --preset release
@@ -44,6 +44,11 @@ fuzz: build/fuzz
 
 install: all
 	cmake --install build/release --prefix $(PREFIX)
+
+# A Debian package, in build/.
+package: all
+	cd build/release && cpack -B $(CURDIR)/build
+	@rm -rf build/_CPack_Packages
 
 format:
 	@tools/setup lint

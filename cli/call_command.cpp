@@ -54,11 +54,18 @@ Json ReadJson(const std::string &path) {
   }
 }
 
+// An output: what its argument asks for, and where it stands in the file.
+struct Output {
+  const Json &json;
+  std::string name, place;
+  morv::Value value;
+};
+
 // The arguments of one call, and what keeps their values.
 struct CallArguments {
   morv::Arguments list;
   std::list<morv::Value> values;
-  std::list<std::pair<std::string, morv::Value>> outputs;
+  std::list<Output> outputs;
 };
 
 void AddArgument(CallArguments &call, const Json &json, const NamedValues &named, const std::string &folder,
@@ -67,8 +74,8 @@ void AddArgument(CallArguments &call, const Json &json, const NamedValues &named
     call.list.Decline();
   } else if (json.is_object() && json.contains("output")) {
     if (!json["output"].is_string()) Fail(place, "expected the output's name, found " + json["output"].dump());
-    call.outputs.emplace_back(json["output"].get<std::string>(), morv::Value());
-    call.list.Output(call.outputs.back().second);
+    call.outputs.push_back({json, json["output"].get<std::string>(), place, morv::Value()});
+    call.list.Output(call.outputs.back().value);
   } else {
     call.list.Borrow(call.values.emplace_back(ValueFromJson(json, named, folder, place)));
   }
@@ -102,9 +109,10 @@ Json CallOne(const morv::Library &library, const std::string &name, const std::s
   if (isShown("result")) shown["result"] = outcome.Returned() ? ValueToJson(outcome.result, options.digits) : Json();
   if (outcome.Returned()) named[name] = std::move(outcome.result);
   Json outputs = Json::object();
-  for (auto &[output, value] : call.outputs) {
-    if (isShown(output)) outputs[output] = ValueToJson(value, options.digits);
-    named[output] = std::move(value);
+  for (Output &output : call.outputs) {
+    if (isShown(output.name))
+      outputs[output.name] = ValueToJson(Selected(output.value, output.json, output.place), options.digits);
+    named[output.name] = std::move(output.value);
   }
   if (!outputs.empty()) shown["outputs"] = std::move(outputs);
   return shown;

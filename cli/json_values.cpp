@@ -94,29 +94,16 @@ morv::Value CsvMatrix(const Json &json, const std::string &folder, const std::st
   return matrix;
 }
 
-// The rows that "rows": [first, last] chooses, as a range [begin, end).
-std::pair<int, int> RowRange(const Json &json, int rows, const std::string &place) {
-  if (!json.contains("rows")) return {0, rows};
-  const Json &range = json["rows"];
+// The range that "rows": [first, last] or "columns": [first, last] keeps of `size` lines, as [begin, end).
+std::pair<int, int> RangeOf(const Json &json, const char *lines, int size, const std::string &place) {
+  if (!json.contains(lines)) return {0, size};
+  const Json &range = json[lines];
   const bool isRange = range.is_array() && range.size() == 2 && range[0].is_number_unsigned() &&
-                       range[1].is_number_unsigned() && range[0] <= range[1] && range[1] < rows;
+                       range[1].is_number_unsigned() && range[0] <= range[1] && range[1] < size;
   if (!isRange)
-    Fail(place, "\"rows\": expected [first, last] from 0 to " + std::to_string(rows - 1) + ", found " + range.dump());
+    Fail(place, Json(lines).dump() + ": expected [first, last] from 0 to " + std::to_string(size - 1) + ", found " +
+                    range.dump());
   return {range[0].get<int>(), range[1].get<int>() + 1};
-}
-
-// A matrix from elsewhere, with "rows": [first, last] and "transposed": true applied.
-morv::Value Selected(morv::Value value, const Json &json, const std::string &place) {
-  const bool transposed = json.value("transposed", Json(false)) == Json(true);
-  if (value.Tag() != MORV_MATRIX || (!transposed && !json.contains("rows"))) return value;
-  const morv::MatrixView from = value.AsMatrix();
-  const auto [begin, end] = RowRange(json, from.rows, place);
-  const int rows = end - begin;
-  morv::Value matrix = transposed ? morv::Value::Matrix(from.columns, rows) : morv::Value::Matrix(rows, from.columns);
-  const morv::MatrixView to = matrix.AsMatrix();
-  for (int i = 0; i < rows; ++i)
-    for (int j = 0; j < from.columns; ++j) (transposed ? to(j, i) : to(i, j)) = from(begin + i, j);
-  return matrix;
 }
 
 morv::Value ArrayFromJson(const Json &elements, const NamedValues &named, const std::string &folder,
@@ -136,11 +123,15 @@ morv::Value ObjectFromJson(const Json &json, const NamedValues &named, const std
   if (json.contains("column")) return VectorFromJson(json["column"], true, place);
   if (json.contains("number")) return morv::Value::Double(CellFromJson(json["number"], place));
   if (json.contains("array")) return ArrayFromJson(json["array"], named, folder, place);
-  if (json.contains("csv") && json["csv"].is_string()) return Selected(CsvMatrix(json, folder, place), json, place);
+  if (json.contains("csv") && json["csv"].is_string()) {
+    Json selection = json;
+    selection.erase("columns");  // names, and already chosen
+    return Selected(CsvMatrix(json, folder, place), selection, place);
+  }
   if (json.contains("use") && json["use"].is_string()) {
     const auto found = named.find(json["use"].get<std::string>());
     if (found == named.end()) Fail(place, "no earlier call has a result or an output " + json["use"].dump());
-    return Selected(found->second.Clone(), json, place);
+    return Selected(found->second, json, place);
   }
   Fail(place, std::string(kForms) + ", found " + json.dump().substr(0, 60));
 }
@@ -162,6 +153,20 @@ morv::Value ValueFromJson(const Json &json, const NamedValues &named, const std:
   if (json.is_array() && std::ranges::all_of(json, [](const Json &e) { return e.is_string(); }))
     return ArrayFromJson(json, named, folder, place);
   Fail(place, std::string(kForms) + ", found " + json.dump().substr(0, 60));
+}
+
+morv::Value Selected(const morv::Value &value, const Json &json, const std::string &place) {
+  if (value.Tag() != MORV_MATRIX) return value.Clone();
+  const morv::MatrixView from = value.AsMatrix();
+  const auto [row, rowEnd] = RangeOf(json, "rows", from.rows, place);
+  const auto [column, columnEnd] = RangeOf(json, "columns", from.columns, place);
+  const int rows = rowEnd - row, columns = columnEnd - column;
+  const bool transposed = json.contains("transposed") && json["transposed"] == true;
+  morv::Value matrix = transposed ? morv::Value::Matrix(columns, rows) : morv::Value::Matrix(rows, columns);
+  const morv::MatrixView to = matrix.AsMatrix();
+  for (int i = 0; i < rows; ++i)
+    for (int j = 0; j < columns; ++j) (transposed ? to(j, i) : to(i, j)) = from(row + i, column + j);
+  return matrix;
 }
 
 Json ValueToJson(const morv::Value &value, int digits) {

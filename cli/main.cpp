@@ -112,7 +112,7 @@ std::string UsageLine(const CLI::App &app, const CLI::ParseError &error) {
   for (const CLI::App *command : app.get_subcommands()) name += " " + command->get_name();
   std::string what = error.what();
   if (const auto rest = app.remaining(); app.get_subcommands().empty() && !rest.empty())
-    what = "expected run, fit, check, functions or an option, found " + Quoted(rest[0]);
+    what = "expected run, fit, check, functions, call or an option, found " + Quoted(rest[0]);
   return name + ": " + what + " (see " + name + " --help)";
 }
 

@@ -39,7 +39,7 @@ MORV_API void FnInitAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
 /* Runs the program over a range of observations.
  *   0 matrix  parameters  as many cells as the program has parameters, in ascending order of number; 0 x 0 for none
  *   1 integer first       observation, inside the sample
- *   2 integer last        observation, inside the sample
+ *   2 integer last        observation, inside the sample; one before `first` runs the program at `first` alone
  * rtn: untouched when the run succeeded; the string "Algebra run error" for a wrong count of parameters, a range
  * outside the sample or no workspace, with no run; an empty string when the run failed. */
 MORV_API void FnRunAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
@@ -83,8 +83,9 @@ MORV_API void FnExitAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
  *   8 double  delta
  *   9 output  l       T x 1
  *  10 output  e       T x 1
- * rtn: 1, also for an empty series; 0 with outputs unchanged when y has more than one column, c fewer than T cells, a
- * or b columns but no row, or an output has no memory. Without work memory rtn is 1 and both outputs hold zeros.
+ * rtn: 1, also for an empty series; 0 with outputs unchanged when y has not one column, c fewer than T cells, a or b
+ * columns but no row, or an output has no memory. Without work memory rtn is 1 and both outputs hold zeros. From
+ * t = max(columns of a, of b) on, l holds the bounded values, earlier those before the bound.
  * Nelson, D.B. (1991), Econometrica 59. */
 MORV_API void FnEgarchVar(MorvValue *rtn, MorvValue *args, int count);
 
@@ -100,18 +101,21 @@ MORV_API void FnEgarchVar(MorvValue *rtn, MorvValue *args, int count);
  *   6 double  delta  7 double tau  8 double gamma
  *   9 output  h      T x 1
  *  10 output  e      T x 1
- * rtn: 1; 0 with outputs unchanged when T is below 1, y has more than one column, c fewer than T cells, a lag order is
- * negative or the coefficients are too few, or memory fails. Bollerslev, T. (1986), Journal of Econometrics 31. */
+ * rtn: 1; 0 with outputs unchanged when T is below 1, y has not one column, c fewer than T cells, a lag order is
+ * negative or the coefficients are too few, or memory fails. Neither h nor its logarithm is tested or bounded.
+ * Bollerslev, T. (1986), Journal of Econometrics 31; Glosten, L.R., Jagannathan, R. and Runkle, D.E. (1993), Journal of
+ * Finance 48. */
 MORV_API void FnGarchVar(MorvValue *rtn, MorvValue *args, int count);
 
 /* Forward filter of a Markov chain of n hidden regimes.
- *   0 matrix  F   T x n, the density of each observation given each regime
+ *   0 matrix  F   T x n, the density of each observation given each regime; a negative one counts as 0
  *   1 matrix  P   n x n, P[i][j] the probability of regime i after regime j
  *   2 matrix  pi  1 x n, probabilities of the first regime
  *   3 output      T x 1, the likelihood of each observation given the past
  *   4 optional output  filtered probabilities, T x n
  * rtn: 1; untouched when an output has no memory. Without work memory the outputs hold missing values. A likelihood of
- * 0 leaves probabilities that are not numbers. Hamilton, J.D. (1989), Econometrica 57. */
+ * 0 leaves probabilities that are not numbers from there on. Matrices P and pi of other shapes are refused. Hamilton,
+ * J.D. (1989), Econometrica 57. */
 MORV_API void FnFilterMS(MorvValue *rtn, MorvValue *args, int count);
 
 /* Backward smoother of a Markov chain of n hidden regimes.
@@ -119,8 +123,9 @@ MORV_API void FnFilterMS(MorvValue *rtn, MorvValue *args, int count);
  *   1 matrix  P  n x n, P[i][j] the probability of regime i after regime j
  *   2 output  T x n, probabilities of the regimes given all observations
  *   3 output  n x n, cell (i, j) the expected number of moves from regime j to regime i
+ * Smoothed probabilities at or below 1e-100 become 0, those above 1 become 1, and rows are not scaled to sum to 1.
  * rtn: 1; untouched when T is below 1 or an output has no memory. Without work memory the outputs hold missing values.
- * Kim, C.-J. (1994), Journal of Econometrics 60. */
+ * A matrix P of another shape is refused. Kim, C.-J. (1994), Journal of Econometrics 60. */
 MORV_API void FnSmoothMS(MorvValue *rtn, MorvValue *args, int count);
 
 /* ---- Forecasting. Series stand one to a row, time along the columns, counted from 0. A linear system of nY endogenous
@@ -204,7 +209,8 @@ MORV_API void FnActFitTable(MorvValue *rtn, MorvValue *args, int count);
  *   3 matrix  w      weights, T cells; another size means a weight of 1 everywhere
  *   4 optional output  score            nP x 1, nP the cells of theta
  *   5 optional output  information      nP x nP, the expected one
- *   6 optional output  probabilities    T x 2, of outcome 0 and of outcome 1
+ *   6 optional output  probabilities    T x 2, of outcome 0 (at least 2^-104) and of outcome 1 (not bounded: it is 0
+ *                                       below an index of -36.35, and the derivatives are then infinite or missing)
  *   7 optional output  log-likelihoods  T x 1
  *   8 optional output  outer product    nP x nP
  * rtn: the log-likelihood; missing also unless Y has one column and X T rows and at least one column. */

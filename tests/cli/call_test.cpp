@@ -28,9 +28,10 @@ TEST(Call, ValuesCanBeCutTurnedAndChosen) {
   const Folder folder;
   folder.Write("d.csv", "a,b\n1,5\n2,6\n3,7\n");
   folder.Write("open.json", R"([{"csv": "d.csv", "rows": [1, 2], "transposed": true}, ["p", "q"], 1, 1, 1, 0,
-                "u = p - &1 * q; &1 = 0.123456;", {"output": "values"}, {"output": "numbers"}])");
+                "&1 = 9; &2 = 0.123456; u = p - &1 * q - &2;", {"output": "values", "rows": [1, 1], "transposed": true}, {"output": "numbers"}])");
   folder.Write("get.json", R"(["q", 0, 1, null])");
-  folder.Write("means.json", R"([{"use": "FnGetAlgebraVar", "rows": [1, 1], "transposed": true}, 2])");
+  folder.Write("means.json",
+               R"([{"use": "FnGetAlgebraVar", "rows": [1, 1], "columns": [0, 0], "transposed": true}, 2])");
   const CommandResult result = folder.Tessel(
       "call FnInitAlgebraNls open.json FnGetAlgebraVar get.json FnDeSeasonalize means.json --only values,result "
       "--digits 3");
