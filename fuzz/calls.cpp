@@ -1,12 +1,13 @@
 // Calls of all exports with arguments drawn from any bytes: nothing outside the memory that a call was given is read or
 // written, nothing leaks, and results are the same when a call is repeated.
 #include "algebra_program.h"
+#include "random_calls.h"
 #include "support/exports.h"
-#include "support/random_calls.h"
 
 // Memory may be short, as it is for sizes that are given by mistake.
-// NOLINTNEXTLINE(bugprone-reserved-identifier)
-extern "C" const char *__asan_default_options() { return "allocator_may_return_null=1:max_allocation_size_mb=256"; }
+extern "C" MORV_API const char *__asan_default_options() {
+  return "allocator_may_return_null=1:max_allocation_size_mb=256";
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   SilenceMessages();

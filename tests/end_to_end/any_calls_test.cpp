@@ -6,13 +6,14 @@
 #include <fstream>
 #include <new>
 
-#include "../support/random_calls.h"
+#include "../../fuzz/random_calls.h"
 #include "library.h"
 
 namespace {
 
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool kSanitizer = true;
+extern "C" MORV_API const char *__asan_default_options() { return "max_allocation_size_mb=512"; }
 #else
 constexpr bool kSanitizer = false;
 #endif

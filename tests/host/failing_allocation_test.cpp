@@ -4,8 +4,8 @@
 #include <new>
 #include <set>
 
+#include "../../fuzz/random_calls.h"
 #include "support/exports.h"
-#include "support/random_calls.h"
 
 namespace {
 

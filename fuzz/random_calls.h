@@ -9,7 +9,7 @@
 #include <span>
 #include <sstream>
 
-#include "calls.h"
+#include "../tests/support/calls.h"
 
 class Bytes {
  public:
