@@ -40,8 +40,9 @@ TEST(FailingAllocation, EveryExportTellsOrGivesTheFullResult) {
   std::set<std::string> succeeded;
   testing::internal::CaptureStdout();
   const auto exit = [] { Call("FnExitAlgebraNls", {}); };
-  for (const auto &[name, words] : kSoundCalls)
+  for (const auto &sound : kSoundCalls)
     for (unsigned seed = 1; seed <= 8; ++seed) {
+      const std::string &name = sound.first;
       SCOPED_TRACE(name + " " + std::to_string(seed));
       Bytes none({});
       Draw first{none};
