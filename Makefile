@@ -3,7 +3,7 @@ PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
 CONFIGURE_FLAGS ?=
 
-.PHONY: all demo test asan bench fuzz install format lint clean
+.PHONY: all demo test asan coverage bench fuzz install package format lint clean
 
 all: build/release
 	cmake --build --preset release
@@ -18,6 +18,7 @@ SETUP_release = test
 SETUP_asan = test
 SETUP_bench = bench
 SETUP_fuzz = fuzz
+SETUP_coverage = test coverage
 
 # The main job on real data.
 demo: all
@@ -32,6 +33,13 @@ asan: build/asan
 	cmake --build --preset asan
 	ctest --preset asan
 
+# The lines of src/ that the tests run, by file.
+coverage: build/coverage
+	cmake --build --preset coverage
+	find build/coverage -name '*.gcda' -delete
+	ctest --preset coverage
+	gcovr --root . --filter src/ build/coverage
+
 # One table of our time against our peers'.
 bench: build/bench
 	cmake --build --preset bench
@@ -44,6 +52,11 @@ fuzz: build/fuzz
 
 install: all
 	cmake --install build/release --prefix $(PREFIX)
+
+# A Debian package, in build/.
+package: all
+	cd build/release && cpack -B $(CURDIR)/build
+	@rm -rf build/_CPack_Packages
 
 format:
 	@tools/setup lint

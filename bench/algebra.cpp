@@ -53,8 +53,7 @@ bool Run(const std::vector<double> &parameters, int first, int last) {
   return morv::Call("FnRunAlgebraNls", FnRunAlgebraNls, args).Untouched();
 }
 
-void OurRun(benchmark::State &state, const char *code) {
-  const int n = 1000000;
+void OurRun(benchmark::State &state, int n, const char *code) {
   Open(Data(n), code, false);
   for (auto _ : state) {
     if (!Run({}, 0, n - 1)) std::abort();
@@ -95,15 +94,15 @@ struct Lua {
   }
 };
 
-void LuaRun(benchmark::State &state, const char *body) {
-  Lua lua(Data(1000000), body);
+void LuaRun(benchmark::State &state, int n, const char *body) {
+  Lua lua(Data(n), body);
   for (auto _ : state) lua.Call({});
 }
 
 // ---- y = log(x) - 0.5*lag(x,1) + 0.25*(z > 0)
 
-void PlainLogLag(benchmark::State &state) {
-  Data d(1000000);
+void PlainLogLag(benchmark::State &state, int n) {
+  Data d(n);
   for (auto _ : state) {
     d.y[0] = NAN;
     for (std::size_t t = 1; t < d.x.size(); ++t)
@@ -112,11 +111,17 @@ void PlainLogLag(benchmark::State &state) {
   }
 }
 
-BENCHMARK_CAPTURE(OurRun, _, "y = log(x) - 0.5*lag(x,1) + 0.25*(z > 0);")->Name("algebra: log and lag/1000000/tessel");
-BENCHMARK_CAPTURE(LuaRun, _,
-                  "y[1] = 0/0 for t = 2, n do y[t] = log(x[t]) - 0.5*x[t-1] + (z[t] > 0 and 0.25 or 0.0) end")
-    ->Name("algebra: log and lag/1000000/Lua 5.4");
-BENCHMARK(PlainLogLag)->Name("algebra: log and lag/1000000/C++ loop");
+const bool logLagRegistered = [] {
+  for (int n : {10, 100, 1000, 10000, 100000, 1000000}) {
+    const std::string name = "algebra: log and lag/" + std::to_string(n) + "/";
+    benchmark::RegisterBenchmark((name + "tessel").c_str(), OurRun, n, "y = log(x) - 0.5*lag(x,1) + 0.25*(z > 0);");
+    benchmark::RegisterBenchmark(
+        (name + "Lua 5.4").c_str(), LuaRun, n,
+        "y[1] = 0/0 for t = 2, n do y[t] = log(x[t]) - 0.5*x[t-1] + (z[t] > 0 and 0.25 or 0.0) end");
+    benchmark::RegisterBenchmark((name + "C++ loop").c_str(), PlainLogLag, n);
+  }
+  return true;
+}();
 
 // ---- y = 0.9*y[-1] + x
 
@@ -139,7 +144,7 @@ void OurRecursion(benchmark::State &state) {
 }
 
 BENCHMARK(OurRecursion)->Name("algebra: recursion/1000000/tessel");
-BENCHMARK_CAPTURE(LuaRun, _, "for t = 2, n do y[t] = 0.9*y[t-1] + x[t] end")
+BENCHMARK_CAPTURE(LuaRun, _, 1000000, "for t = 2, n do y[t] = 0.9*y[t-1] + x[t] end")
     ->Name("algebra: recursion/1000000/Lua 5.4");
 BENCHMARK(PlainRecursion)->Name("algebra: recursion/1000000/C++ loop");
 

@@ -1,9 +1,10 @@
-// Likelihoods with score and information at 20,000 observations of 10 regressors, against loops that carry out the
+// Likelihoods with score and information over observations of 10 regressors, against loops that carry out the
 // minimum of scalar arithmetic: the lower triangle of the information matrix, one observation after the other.
 #include <benchmark/benchmark.h>
 
 #include <cmath>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "limdep/count.h"
@@ -14,7 +15,7 @@ using namespace tessel;
 
 namespace {
 
-constexpr int kObservations = 20000, kRegressors = 10, kOutcomes = 4;
+constexpr int kRegressors = 10, kOutcomes = 4;
 
 struct Matrix {
   Matrix(int r, int c) : cells(static_cast<std::size_t>(r) * static_cast<std::size_t>(c)), rows(r) {
@@ -27,9 +28,10 @@ struct Matrix {
 
 // Regressors: a constant and normal variates. Outcomes 0 to 3, or counts of mean about 2, or 0 and 1.
 struct Problem {
-  explicit Problem(int parameters, int outcomes)
-      : x(kObservations, kRegressors),
-        y(kObservations, 1),
+  Problem(const benchmark::State &state, int parameters, int outcomes)
+      : observations(static_cast<int>(state.range(0))),
+        x(observations, kRegressors),
+        y(observations, 1),
         theta(static_cast<std::size_t>(parameters)),
         score(static_cast<std::size_t>(parameters)),
         information(parameters, parameters) {
@@ -37,7 +39,7 @@ struct Problem {
     std::normal_distribution<double> normal;
     std::poisson_distribution<int> count(2.0);
     std::uniform_int_distribution<int> outcome(0, outcomes - 1);
-    for (int t = 0; t < kObservations; ++t) {
+    for (int t = 0; t < observations; ++t) {
       for (int i = 0; i < kRegressors; ++i) x.Get()[t][i] = i == 0 ? 1.0 : normal(generator);
       y.cells[static_cast<std::size_t>(t)] = outcomes > 0 ? outcome(generator) : count(generator);
     }
@@ -48,7 +50,7 @@ struct Problem {
   }
   IndexSample Sample() {
     IndexSample sample;
-    sample.observations = kObservations;
+    sample.observations = observations;
     sample.y = y.Get();
     sample.x = x.Get();
     sample.regressors = kRegressors;
@@ -63,6 +65,7 @@ struct Problem {
       for (int j = 0; j < i; ++j) out.information[j][i] = out.information[i][j];
   }
 
+  int observations;
   Matrix x, y;
   std::vector<double> theta, score;
   Matrix information;
@@ -76,9 +79,9 @@ double Index(const double *x, const double *beta) {
 }
 
 void LogitTessel(benchmark::State &state) {
-  Problem problem(3 * kRegressors, kOutcomes);
+  Problem problem(state, 3 * kRegressors, kOutcomes);
   LogitSample sample;
-  sample.observations = kObservations;
+  sample.observations = problem.observations;
   sample.outcomes = kOutcomes;
   sample.y = problem.y.Get();
   sample.x = problem.x.Get();
@@ -87,11 +90,11 @@ void LogitTessel(benchmark::State &state) {
 }
 
 void LogitPlain(benchmark::State &state) {
-  Problem problem(3 * kRegressors, kOutcomes);
+  Problem problem(state, 3 * kRegressors, kOutcomes);
   for (auto _ : state) {
     problem.Clear();
     double total = 0.0;
-    for (int t = 0; t < kObservations; ++t) {
+    for (int t = 0; t < problem.observations; ++t) {
       const double *x = problem.x.Get()[t];
       double p[kOutcomes] = {}, largest = 0.0, sum = 0.0;
       for (int j = 1; j < kOutcomes; ++j) {
@@ -123,11 +126,11 @@ void LogitPlain(benchmark::State &state) {
 // A plain loop over a model of one index: `terms` gives log-likelihood, score and information weight.
 template <class Terms>
 void PlainIndex(benchmark::State &state, int outcomes, Terms terms) {
-  Problem problem(kRegressors, outcomes);
+  Problem problem(state, kRegressors, outcomes);
   for (auto _ : state) {
     problem.Clear();
     double total = 0.0;
-    for (int t = 0; t < kObservations; ++t) {
+    for (int t = 0; t < problem.observations; ++t) {
       const double *x = problem.x.Get()[t];
       double score = 0.0, weight = 0.0;
       total += terms(Index(x, problem.theta.data()), static_cast<int>(problem.y.cells[static_cast<std::size_t>(t)]),
@@ -143,7 +146,7 @@ void PlainIndex(benchmark::State &state, int outcomes, Terms terms) {
 }
 
 void ProbitTessel(benchmark::State &state) {
-  Problem problem(kRegressors, 2);
+  Problem problem(state, kRegressors, 2);
   for (auto _ : state) benchmark::DoNotOptimize(ProbitLikelihood(problem.Sample(), problem.theta.data(), problem.out));
 }
 
@@ -157,7 +160,7 @@ void ProbitPlain(benchmark::State &state) {
 }
 
 void PoissonTessel(benchmark::State &state) {
-  Problem problem(kRegressors, 0);
+  Problem problem(state, kRegressors, 0);
   for (auto _ : state)
     benchmark::DoNotOptimize(CountLikelihood({}, problem.Sample(), problem.theta.data(), problem.out));
 }
@@ -182,7 +185,7 @@ double Digamma(double x) {
 }
 
 void NegativeBinomialTessel(benchmark::State &state) {
-  Problem problem(kRegressors + 1, 0);
+  Problem problem(state, kRegressors + 1, 0);
   CountModel model;
   model.negativeBinomial = true;
   for (auto _ : state)
@@ -190,13 +193,13 @@ void NegativeBinomialTessel(benchmark::State &state) {
 }
 
 void NegativeBinomialPlain(benchmark::State &state) {
-  Problem problem(kRegressors + 1, 0);
+  Problem problem(state, kRegressors + 1, 0);
   for (auto _ : state) {
     problem.Clear();
     const double a = std::exp(-problem.theta[kRegressors]);
     const double logGamma = std::lgamma(a), digamma = Digamma(a);
     double total = 0.0;
-    for (int t = 0; t < kObservations; ++t) {
+    for (int t = 0; t < problem.observations; ++t) {
       const double *x = problem.x.Get()[t];
       const double b = Index(x, problem.theta.data()), mu = std::exp(b),
                    y = problem.y.cells[static_cast<std::size_t>(t)];
@@ -217,13 +220,21 @@ void NegativeBinomialPlain(benchmark::State &state) {
   }
 }
 
-BENCHMARK(LogitTessel)->Name("logit, 4 outcomes/20000x10/tessel")->Unit(benchmark::kMicrosecond);
-BENCHMARK(LogitPlain)->Name("logit, 4 outcomes/20000x10/plain")->Unit(benchmark::kMicrosecond);
-BENCHMARK(ProbitTessel)->Name("probit/20000x10/tessel")->Unit(benchmark::kMicrosecond);
-BENCHMARK(ProbitPlain)->Name("probit/20000x10/plain")->Unit(benchmark::kMicrosecond);
-BENCHMARK(PoissonTessel)->Name("poisson/20000x10/tessel")->Unit(benchmark::kMicrosecond);
-BENCHMARK(PoissonPlain)->Name("poisson/20000x10/plain")->Unit(benchmark::kMicrosecond);
-BENCHMARK(NegativeBinomialTessel)->Name("negative binomial/20000x10/tessel")->Unit(benchmark::kMicrosecond);
-BENCHMARK(NegativeBinomialPlain)->Name("negative binomial/20000x10/plain")->Unit(benchmark::kMicrosecond);
+void Register(const std::string &work, std::initializer_list<int> sizes, void (*tessel)(benchmark::State &),
+              void (*plain)(benchmark::State &)) {
+  for (const int n : sizes) {
+    const std::string name = work + "/" + std::to_string(n) + "x10/";
+    benchmark::RegisterBenchmark((name + "tessel").c_str(), tessel)->Arg(n)->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark((name + "plain").c_str(), plain)->Arg(n)->Unit(benchmark::kMicrosecond);
+  }
+}
+
+const bool registered = [] {
+  Register("logit, 4 outcomes", {200, 2000, 20000, 200000}, LogitTessel, LogitPlain);
+  Register("probit", {20000}, ProbitTessel, ProbitPlain);
+  Register("poisson", {20000}, PoissonTessel, PoissonPlain);
+  Register("negative binomial", {200, 2000, 20000, 200000}, NegativeBinomialTessel, NegativeBinomialPlain);
+  return true;
+}();
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <morv/host.hpp>
 
 #include <cmath>
+#include <string>
 #include <vector>
 
 namespace {
@@ -125,10 +126,14 @@ BENCHMARK_CAPTURE(RlsTessel, 0, 55, 5)->Name("FnRlsEst, 49 rank-one steps/T=55 k
 BENCHMARK_CAPTURE(RlsPlain, 0, 55, 5)->Name("FnRlsEst, 49 rank-one steps/T=55 k=5/plain recursion");
 BENCHMARK_CAPTURE(RlsTessel, 1, 60, 10)->Name("FnRlsEst, 49 rank-one steps/T=60 k=10/tessel");
 BENCHMARK_CAPTURE(RlsPlain, 1, 60, 10)->Name("FnRlsEst, 49 rank-one steps/T=60 k=10/plain recursion");
-BENCHMARK_CAPTURE(RlsTessel, 2, 2000, 5)->Name("FnRlsEst/T=2000 k=5/tessel")->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(RlsPlain, 2, 2000, 5)->Name("FnRlsEst/T=2000 k=5/plain recursion")->Unit(benchmark::kMicrosecond);
-BENCHMARK_CAPTURE(RlsTessel, 3, 10000, 10)->Name("FnRlsEst/T=10000 k=10/tessel")->Unit(benchmark::kMillisecond);
-BENCHMARK_CAPTURE(RlsPlain, 3, 10000, 10)->Name("FnRlsEst/T=10000 k=10/plain recursion")->Unit(benchmark::kMillisecond);
+const bool registered = [] {
+  for (const auto &[T, k] : {std::pair(2000, 2), {2000, 5}, {2000, 10}, {2000, 20}, {2000, 40}, {10000, 10}}) {
+    const std::string name = "FnRlsEst/T=" + std::to_string(T) + " k=" + std::to_string(k) + "/";
+    benchmark::RegisterBenchmark((name + "tessel").c_str(), RlsTessel, T, k)->Unit(benchmark::kMicrosecond);
+    benchmark::RegisterBenchmark((name + "plain recursion").c_str(), RlsPlain, T, k)->Unit(benchmark::kMicrosecond);
+  }
+  return true;
+}();
 BENCHMARK_CAPTURE(RivTessel, 0, 500, 4)->Name("FnRivEst/T=500 k=4 m=2/tessel")->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(CovarianceTessel, 0, 10000, 5)
     ->Name("FnGLScovariance/T=10000 5x1/tessel")

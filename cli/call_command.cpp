@@ -1,12 +1,12 @@
 // tessel call: the library's exports from the command line.
 #include <algorithm>
-#include <fstream>
 #include <iostream>
 #include <list>
 
 #include "commands.h"
 #include "diversion.h"
 #include "failure.h"
+#include "input.h"
 #include "json_values.h"
 #include "workspace.h"
 
@@ -43,22 +43,32 @@ const Export &FindExport(const std::string &name) {
 }
 
 Json ReadJson(const std::string &path) {
-  std::ifstream file(path);
-  if (path != "-" && !file) Fail(path, "it cannot be read");
+  constexpr int deepest = 100;
+  const std::string text = ReadText(path);
   try {
-    return Json::parse(path == "-" ? std::cin : file);
-  } catch (const Json::parse_error &error) {
-    std::string what = error.what();
-    what = what.substr(what.find("parse error"));
-    Fail(path, "no JSON: " + what);
+    return Json::parse(text, [&](int depth, Json::parse_event_t, const Json &) {
+      if (depth > deepest) Fail(path, "values are nested more than " + std::to_string(deepest) + " deep");
+      return true;
+    });
+  } catch (const Json::exception &error) {
+    const std::string what = error.what();
+    Fail(path, "no JSON: " + what.substr(what.find("] ") + 2));
   }
 }
+
+// An output: what its argument asks for, and where it stands in the file. The value is a string, which no output is, as
+// long as it is not written.
+struct Output {
+  const Json &json;
+  std::string name, place;
+  morv::Value value;
+};
 
 // The arguments of one call, and what keeps their values.
 struct CallArguments {
   morv::Arguments list;
   std::list<morv::Value> values;
-  std::list<std::pair<std::string, morv::Value>> outputs;
+  std::list<Output> outputs;
 };
 
 void AddArgument(CallArguments &call, const Json &json, const NamedValues &named, const std::string &folder,
@@ -67,14 +77,17 @@ void AddArgument(CallArguments &call, const Json &json, const NamedValues &named
     call.list.Decline();
   } else if (json.is_object() && json.contains("output")) {
     if (!json["output"].is_string()) Fail(place, "expected the output's name, found " + json["output"].dump());
-    call.outputs.emplace_back(json["output"].get<std::string>(), morv::Value());
-    call.list.Output(call.outputs.back().second);
+    ExpectKeys(json, "output", {"rows", "columns", "transposed"}, place);
+    for (const Output &earlier : call.outputs)
+      if (json["output"] == earlier.name) Fail(place, "two outputs have the name " + json["output"].dump());
+    call.outputs.push_back({json, json["output"].get<std::string>(), place, morv::Value::String("")});
+    call.list.Output(call.outputs.back().value);
   } else {
     call.list.Borrow(call.values.emplace_back(ValueFromJson(json, named, folder, place)));
   }
 }
 
-// Calls one function; its result and outputs join the named values.
+// Calls one function; its result and outputs join the named values, and those that it did not store leave them.
 Json CallOne(const morv::Library &library, const std::string &name, const std::string &path, const CallOptions &options,
              NamedValues &named) {
   const Export &entry = FindExport(name);
@@ -99,12 +112,21 @@ Json CallOne(const morv::Library &library, const std::string &name, const std::s
     return options.only.empty() || std::ranges::find(options.only, value) != options.only.end();
   };
   Json shown = {{"function", name}};
-  if (isShown("result")) shown["result"] = outcome.Returned() ? ValueToJson(outcome.result, options.digits) : Json();
-  if (outcome.Returned()) named[name] = std::move(outcome.result);
+  // What was not stored leaves no value of an earlier call behind.
+  const auto keep = [&](const std::string &as, bool stored, morv::Value &value) {
+    named.erase(as);
+    if (stored) named.emplace(as, std::move(value));
+  };
+  if (isShown("result") || isShown(name))
+    shown["result"] = outcome.Returned() ? ValueToJson(outcome.result, options.digits) : Json();
+  keep(name, outcome.Returned(), outcome.result);
   Json outputs = Json::object();
-  for (auto &[output, value] : call.outputs) {
-    if (isShown(output)) outputs[output] = ValueToJson(value, options.digits);
-    named[output] = std::move(value);
+  for (Output &output : call.outputs) {
+    const bool stored = output.value.Tag() != MORV_STRING;
+    if (isShown(output.name))
+      outputs[output.name] =
+          stored ? ValueToJson(Selected(output.value, output.json, output.place), options.digits) : Json();
+    keep(output.name, stored, output.value);
   }
   if (!outputs.empty()) shown["outputs"] = std::move(outputs);
   return shown;

@@ -39,7 +39,7 @@ int FunctionsCommand(const std::string &name);
 
 struct CallOptions {
   std::vector<std::string> calls;  // function and file of arguments in turn
-  std::vector<std::string> only;   // outputs to print, "result" for the result; all when empty
+  std::vector<std::string> only;   // outputs to print, a function for its result, "result" for every one; all if empty
   int digits = 17;                 // significant digits
 };
 

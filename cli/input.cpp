@@ -27,3 +27,10 @@ std::string_view InputFile::Part() {
   atStart_ = false;
   return part;
 }
+
+std::string ReadText(const std::string &path) {
+  InputFile file(path);
+  std::string text;
+  for (std::string_view part = file.Part(); !part.empty(); part = file.Part()) text += part;
+  return text;
+}

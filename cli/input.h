@@ -7,6 +7,9 @@
 #include <string_view>
 #include <vector>
 
+// All of a file. Throws Failure as InputFile does.
+std::string ReadText(const std::string &path);
+
 class InputFile {
  public:
   // "-" is standard input. Throws Failure with the reason when the file cannot be opened.

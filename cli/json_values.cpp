@@ -9,12 +9,13 @@
 
 #include "data_table.h"
 #include "failure.h"
+#include "input.h"
 
 namespace {
 
 constexpr const char *kForms =
     "expected a number, a string, an array of strings, an array of rows of numbers, or an object with one of "
-    "\"matrix\", \"row\", \"column\", \"array\", \"number\", \"csv\" and \"use\"";
+    "\"matrix\", \"row\", \"column\", \"array\", \"number\", \"csv\", \"text\" and \"use\"";
 
 // A cell: a number, null for a missing value, or "inf", "-inf" and "nan".
 double CellFromJson(const Json &json, const std::string &place) {
@@ -51,7 +52,11 @@ const Json &ExpectArray(const Json &json, const std::string &place) {
 // Rows of equal length; without any, `columns` may tell the width.
 morv::Value MatrixFromJson(const Json &rows, const Json *columns, const std::string &place) {
   int width = rows.empty() ? 0 : SizeOf(ExpectArray(rows[0], place), place);
-  if (rows.empty() && columns != nullptr && columns->is_number_unsigned()) width = columns->get<int>();
+  if (rows.empty() && columns != nullptr) {
+    if (!columns->is_number_unsigned() || *columns > std::numeric_limits<int>::max())
+      Fail(place, "\"columns\": expected a count, found " + columns->dump());
+    width = columns->get<int>();
+  }
   morv::Value matrix = morv::Value::Matrix(SizeOf(rows, place), width);
   const morv::MatrixView view = matrix.AsMatrix();
   for (int i = 0; i < view.rows; ++i) {
@@ -72,10 +77,14 @@ morv::Value VectorFromJson(const Json &cells, bool isColumn, const std::string &
   return matrix;
 }
 
+std::string PathBeside(const std::string &folder, const Json &name) {
+  return (std::filesystem::path(folder) / name.get<std::string>()).string();
+}
+
 // {"csv": FILE, "columns": [NAME, ...]}: columns of a data file, a row for each observation.
 morv::Value CsvMatrix(const Json &json, const std::string &folder, const std::string &place) {
   DataOptions options;
-  options.file = (std::filesystem::path(folder) / json["csv"].get<std::string>()).string();
+  options.file = PathBeside(folder, json["csv"]);
   const DataTable data = ReadData(options);
   std::vector<int> columns;
   if (json.contains("columns")) {
@@ -94,29 +103,16 @@ morv::Value CsvMatrix(const Json &json, const std::string &folder, const std::st
   return matrix;
 }
 
-// The rows that "rows": [first, last] chooses, as a range [begin, end).
-std::pair<int, int> RowRange(const Json &json, int rows, const std::string &place) {
-  if (!json.contains("rows")) return {0, rows};
-  const Json &range = json["rows"];
+// The range that "rows": [first, last] or "columns": [first, last] keeps of `size` lines, as [begin, end).
+std::pair<int, int> RangeOf(const Json &json, const char *lines, int size, const std::string &place) {
+  if (!json.contains(lines)) return {0, size};
+  const Json &range = json[lines];
   const bool isRange = range.is_array() && range.size() == 2 && range[0].is_number_unsigned() &&
-                       range[1].is_number_unsigned() && range[0] <= range[1] && range[1] < rows;
+                       range[1].is_number_unsigned() && range[0] <= range[1] && range[1] < size;
   if (!isRange)
-    Fail(place, "\"rows\": expected [first, last] from 0 to " + std::to_string(rows - 1) + ", found " + range.dump());
+    Fail(place, Json(lines).dump() + ": expected [first, last] from 0 to " + std::to_string(size - 1) + ", found " +
+                    range.dump());
   return {range[0].get<int>(), range[1].get<int>() + 1};
-}
-
-// A matrix from elsewhere, with "rows": [first, last] and "transposed": true applied.
-morv::Value Selected(morv::Value value, const Json &json, const std::string &place) {
-  const bool transposed = json.value("transposed", Json(false)) == Json(true);
-  if (value.Tag() != MORV_MATRIX || (!transposed && !json.contains("rows"))) return value;
-  const morv::MatrixView from = value.AsMatrix();
-  const auto [begin, end] = RowRange(json, from.rows, place);
-  const int rows = end - begin;
-  morv::Value matrix = transposed ? morv::Value::Matrix(from.columns, rows) : morv::Value::Matrix(rows, from.columns);
-  const morv::MatrixView to = matrix.AsMatrix();
-  for (int i = 0; i < rows; ++i)
-    for (int j = 0; j < from.columns; ++j) (transposed ? to(j, i) : to(i, j)) = from(begin + i, j);
-  return matrix;
 }
 
 morv::Value ArrayFromJson(const Json &elements, const NamedValues &named, const std::string &folder,
@@ -126,21 +122,40 @@ morv::Value ArrayFromJson(const Json &elements, const NamedValues &named, const 
   return array;
 }
 
+// The value of an object of one form, in full.
+morv::Value FormFromJson(const std::string &form, const Json &json, const NamedValues &named, const std::string &folder,
+                         const std::string &place) {
+  const Json &content = json[form];
+  if (form == "matrix")
+    return MatrixFromJson(ExpectArray(content, place), json.contains("columns") ? &json["columns"] : nullptr, place);
+  if (form == "row" || form == "column") return VectorFromJson(content, form == "column", place);
+  if (form == "number") return morv::Value::Double(CellFromJson(content, place));
+  if (form == "array") return ArrayFromJson(content, named, folder, place);
+  if (!content.is_string()) Fail(place, Json(form).dump() + ": expected a name, found " + content.dump().substr(0, 60));
+  if (form == "csv") return CsvMatrix(json, folder, place);
+  if (form == "text") return morv::Value::String(ReadText(PathBeside(folder, content)));
+  const auto found = named.find(content.get<std::string>());
+  if (found == named.end()) Fail(place, "no earlier call stored a result or an output " + content.dump());
+  return found->second.Clone();
+}
+
 morv::Value ObjectFromJson(const Json &json, const NamedValues &named, const std::string &folder,
                            const std::string &place) {
-  if (json.contains("matrix")) {
-    const Json *columns = json.contains("columns") ? &json["columns"] : nullptr;
-    return MatrixFromJson(ExpectArray(json["matrix"], place), columns, place);
-  }
-  if (json.contains("row")) return VectorFromJson(json["row"], false, place);
-  if (json.contains("column")) return VectorFromJson(json["column"], true, place);
-  if (json.contains("number")) return morv::Value::Double(CellFromJson(json["number"], place));
-  if (json.contains("array")) return ArrayFromJson(json["array"], named, folder, place);
-  if (json.contains("csv") && json["csv"].is_string()) return Selected(CsvMatrix(json, folder, place), json, place);
-  if (json.contains("use") && json["use"].is_string()) {
-    const auto found = named.find(json["use"].get<std::string>());
-    if (found == named.end()) Fail(place, "no earlier call has a result or an output " + json["use"].dump());
-    return Selected(found->second.Clone(), json, place);
+  // Each form, and what may stand beside it. "columns" has a meaning of its own where the form makes the columns.
+  static const std::map<std::string, std::vector<std::string>> forms = {{"matrix", {"columns"}},
+                                                                        {"row", {}},
+                                                                        {"column", {}},
+                                                                        {"number", {}},
+                                                                        {"array", {}},
+                                                                        {"text", {}},
+                                                                        {"csv", {"columns", "rows", "transposed"}},
+                                                                        {"use", {"columns", "rows", "transposed"}}};
+  for (const auto &[form, beside] : forms) {
+    if (!json.contains(form)) continue;
+    ExpectKeys(json, form, beside, place);
+    Json selection = json;
+    if (form != "use") selection.erase("columns");
+    return Selected(FormFromJson(form, json, named, folder, place), selection, place);
   }
   Fail(place, std::string(kForms) + ", found " + json.dump().substr(0, 60));
 }
@@ -162,6 +177,29 @@ morv::Value ValueFromJson(const Json &json, const NamedValues &named, const std:
   if (json.is_array() && std::ranges::all_of(json, [](const Json &e) { return e.is_string(); }))
     return ArrayFromJson(json, named, folder, place);
   Fail(place, std::string(kForms) + ", found " + json.dump().substr(0, 60));
+}
+
+void ExpectKeys(const Json &json, const std::string &form, const std::vector<std::string> &beside,
+                const std::string &place) {
+  for (const auto &[key, value] : json.items())
+    if (key != form && std::ranges::find(beside, key) == beside.end())
+      Fail(place, Json(key).dump() + " does not go with " + Json(form).dump());
+}
+
+morv::Value Selected(const morv::Value &value, const Json &json, const std::string &place) {
+  if (value.Tag() != MORV_MATRIX) return value.Clone();
+  const morv::MatrixView from = value.AsMatrix();
+  const auto [row, rowEnd] = RangeOf(json, "rows", from.rows, place);
+  const auto [column, columnEnd] = RangeOf(json, "columns", from.columns, place);
+  const int rows = rowEnd - row, columns = columnEnd - column;
+  const Json turn = json.value("transposed", Json(false));
+  if (!turn.is_boolean()) Fail(place, "\"transposed\": expected true or false, found " + turn.dump());
+  const bool transposed = turn.get<bool>();
+  morv::Value matrix = transposed ? morv::Value::Matrix(columns, rows) : morv::Value::Matrix(rows, columns);
+  const morv::MatrixView to = matrix.AsMatrix();
+  for (int i = 0; i < rows; ++i)
+    for (int j = 0; j < columns; ++j) (transposed ? to(j, i) : to(i, j)) = from(row + i, column + j);
+  return matrix;
 }
 
 Json ValueToJson(const morv::Value &value, int digits) {

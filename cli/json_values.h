@@ -17,6 +17,14 @@ using NamedValues = std::map<std::string, morv::Value>;
 morv::Value ValueFromJson(const Json &json, const NamedValues &named, const std::string &folder,
                           const std::string &place);
 
+// Throws Failure when a key of an object stands neither for its form nor among those that go with it.
+void ExpectKeys(const Json &json, const std::string &form, const std::vector<std::string> &beside,
+                const std::string &place);
+
+// A copy; of a matrix the part that "rows": [first, last] and "columns": [first, last] keep, counted from 0, turned
+// when "transposed" is true.
+morv::Value Selected(const morv::Value &value, const Json &json, const std::string &place);
+
 // Numbers are rounded to so many significant digits; 17 keep them exact.
 Json ValueToJson(const morv::Value &value, int digits);
 

@@ -92,7 +92,8 @@ CLI::App *AddCall(CLI::App &app, CallOptions &options) {
   call->add_option("FUNCTION ARGS.json", options.calls,
                    "a function and the file of its arguments (- is standard input), in turn")
       ->required();
-  call->add_option("--only", options.only, "print these outputs; \"result\" is the result")
+  call->add_option("--only", options.only,
+                   "print these outputs, and the results of functions named here; \"result\" names all results")
       ->type_name("NAME,...")
       ->delimiter(',')
       ->allow_extra_args(false);
@@ -112,7 +113,7 @@ std::string UsageLine(const CLI::App &app, const CLI::ParseError &error) {
   for (const CLI::App *command : app.get_subcommands()) name += " " + command->get_name();
   std::string what = error.what();
   if (const auto rest = app.remaining(); app.get_subcommands().empty() && !rest.empty())
-    what = "expected run, fit, check, functions or an option, found " + Quoted(rest[0]);
+    what = "expected run, fit, check, functions, call or an option, found " + Quoted(rest[0]);
   return name + ": " + what + " (see " + name + " --help)";
 }
 

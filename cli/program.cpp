@@ -64,9 +64,7 @@ std::string Program::Excerpt(const Statement &statement) const {
 int Program::LineCount() const { return static_cast<int>(std::ranges::count(text, '\n')); }
 
 Program ReadProgram(const std::string &path) {
-  Program program{path, {}, {}};
-  InputFile file(path);
-  for (std::string_view part; !(part = file.Part()).empty();) program.text += part;
+  Program program{path, ReadText(path), {}};
   if (!program.text.ends_with('\n')) program.text += '\n';
   int line = 1;
   for (const char c : program.text) {

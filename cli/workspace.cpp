@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
 
 #include "diversion.h"
 #include "failure.h"
@@ -16,15 +15,6 @@ constexpr const char *kLibrary = "libtessel13_morv_64.so";
 }  // namespace
 
 void OpenLibrary(morv::Library &library) {
-  namespace fs = std::filesystem;
-  std::error_code ignored;
-  const fs::path own = fs::read_symlink("/proc/self/exe", ignored).parent_path();
-  for (const fs::path &folder : {own / ".." / "lib", own / ".." / TESSEL_LIBRARY_DIR, own})
-    if (fs::exists(folder / kLibrary, ignored)) {
-      const std::string error = library.Open((folder / kLibrary).string());
-      if (error.empty()) return;
-      Fail("tessel", error);
-    }
   if (const std::string error = library.Open(kLibrary); !error.empty()) Fail("tessel", error);
 }
 

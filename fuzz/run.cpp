@@ -45,7 +45,7 @@ void CompareRuns(AlgebraContext &context, int first, int last) {
   const std::vector<double> inBlocks = Columns(context);
   const std::string message = context.message;
   Restore(context, before.data());
-  HeapFailAt(2);  // the stack is had, the scratch of the blocks is not
+  HeapFailAt(1);  // the scratch of the blocks
   Run(context, first, last);
   HeapFailAt(0);
   const std::vector<double> single = Columns(context);

@@ -1,10 +1,14 @@
 // Argument lists, calls and libraries.
+#include <morv/host.h>
 #include <morv/host.hpp>
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "memory.h"
@@ -48,6 +52,18 @@ std::string Message(const std::string &function, const CallError &error) {
   if (error.rows >= 0) text += " of " + std::to_string(error.rows) + " x " + std::to_string(error.columns);
   if (error.argument > 0) text += ", " + Describe(error.tag, error.shape);
   return text;
+}
+
+// The file of that name in the folder that this runtime was loaded from; empty when there is none.
+std::string BesideRuntime(const std::string &name) {
+  static const char here = 0;
+  Dl_info info;
+  if (name.find('/') != std::string::npos || dladdr(&here, &info) == 0) return {};
+  const std::string own = info.dli_fname;
+  const std::size_t slash = own.rfind('/');
+  if (slash == std::string::npos) return {};
+  std::string path = own.substr(0, slash + 1) + name;
+  return access(path.c_str(), F_OK) == 0 ? path : std::string();
 }
 
 // The elements of an array that a call borrows, as records of the call's own: whatever a function puts in their place
@@ -122,6 +138,12 @@ Arguments &Arguments::Decline() { return Integer(0); }
 // The call proper. Inputs are marked as borrowed, the elements of arrays too, so nothing that the function does
 // releases or changes them, and outputs go to fresh records that are moved to their targets when the call has ended.
 struct CallAccess {
+  // A C program's argument. An array that owns nothing is what MorvOutputValue makes: it stands for its one element.
+  static void Add(Arguments &args, const MorvValue &record) {
+    const bool isOutput = TagOf(record) == MORV_ARRAY && record.opaque[1] == kBorrowed;
+    args.entries_.push_back({record, isOutput ? static_cast<Value *>(record.data) : nullptr});
+  }
+
   static Outcome Run(std::string_view name, MorvFunction function, Arguments &args) {
     const std::size_t count = args.entries_.size();
     std::vector<MorvValue> records(std::max(count, kPositions));
@@ -181,7 +203,8 @@ Library::~Library() {
 }
 
 std::string Library::Open(const std::string &path) {
-  void *handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+  const std::string beside = BesideRuntime(path);
+  void *handle = dlopen(beside.empty() ? path.c_str() : beside.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) return dlerror();
   if (handle_ != nullptr) dlclose(handle_);
   handle_ = handle;
@@ -203,3 +226,20 @@ Outcome Library::Call(const std::string &name, Arguments &args) const {
 }
 
 }  // namespace morv
+
+int MorvCall(const char *name, MorvFunction function, MorvValue *result, const MorvValue *args, int count,
+             char *message, size_t size) {
+  morv::Outcome outcome;
+  try {
+    morv::Arguments list;
+    for (int i = 0; i < count; ++i) morv::CallAccess::Add(list, args[i]);
+    outcome = morv::Call(name, function, list);
+    if (size > 0) std::snprintf(message, size, "%s", outcome.message.c_str());
+  } catch (const std::bad_alloc &) {
+    outcome.status = morv::Outcome::Status::OutOfMemory;
+    if (size > 0) std::snprintf(message, size, "%s: out of memory", name);
+  }
+  MorvFreeByValue(result);
+  *result = std::exchange(outcome.result.Record(), MorvIntegerValue(0));
+  return static_cast<int>(outcome.status);
+}

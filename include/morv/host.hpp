@@ -142,7 +142,8 @@ class MORV_API Library {
   Library &operator=(const Library &) = delete;
   ~Library();
 
-  // A path, or a name that the loader looks for. Returns the loader's message, empty on success.
+  // A path, or a name: of a file beside the runtime's own, or else one that the loader looks for. Returns the loader's
+  // message, empty on success.
   std::string Open(const std::string &path);
   MorvFunction Find(const std::string &name) const;  // null when absent
   Outcome Call(const std::string &name, Arguments &args) const;

@@ -39,7 +39,7 @@ MORV_API void FnInitAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
 /* Runs the program over a range of observations.
  *   0 matrix  parameters  as many cells as the program has parameters, in ascending order of number; 0 x 0 for none
  *   1 integer first       observation, inside the sample
- *   2 integer last        observation, inside the sample
+ *   2 integer last        observation, inside the sample; one before `first` runs the program at `first` alone
  * rtn: untouched when the run succeeded; the string "Algebra run error" for a wrong count of parameters, a range
  * outside the sample or no workspace, with no run; an empty string when the run failed. */
 MORV_API void FnRunAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
@@ -83,8 +83,9 @@ MORV_API void FnExitAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
  *   8 double  delta
  *   9 output  l       T x 1
  *  10 output  e       T x 1
- * rtn: 1, also for an empty series; 0 with outputs unchanged when y has more than one column, c fewer than T cells, a
- * or b columns but no row, or an output has no memory. Without work memory rtn is 1 and both outputs hold zeros.
+ * rtn: 1, also for an empty series; 0 with outputs unchanged when y has not one column, c fewer than T cells, a or b
+ * columns but no row, or an output has no memory. Without work memory rtn is 1 and both outputs hold zeros. From
+ * t = max(columns of a, of b) on, l holds the bounded values, earlier those before the bound.
  * Nelson, D.B. (1991), Econometrica 59. */
 MORV_API void FnEgarchVar(MorvValue *rtn, MorvValue *args, int count);
 
@@ -100,18 +101,21 @@ MORV_API void FnEgarchVar(MorvValue *rtn, MorvValue *args, int count);
  *   6 double  delta  7 double tau  8 double gamma
  *   9 output  h      T x 1
  *  10 output  e      T x 1
- * rtn: 1; 0 with outputs unchanged when T is below 1, y has more than one column, c fewer than T cells, a lag order is
- * negative or the coefficients are too few, or memory fails. Bollerslev, T. (1986), Journal of Econometrics 31. */
+ * rtn: 1; 0 with outputs unchanged when T is below 1, y has not one column, c fewer than T cells, a lag order is
+ * negative or the coefficients are too few, or memory fails. Neither h nor its logarithm is tested or bounded.
+ * Bollerslev, T. (1986), Journal of Econometrics 31; Glosten, L.R., Jagannathan, R. and Runkle, D.E. (1993), Journal of
+ * Finance 48. */
 MORV_API void FnGarchVar(MorvValue *rtn, MorvValue *args, int count);
 
 /* Forward filter of a Markov chain of n hidden regimes.
- *   0 matrix  F   T x n, the density of each observation given each regime
+ *   0 matrix  F   T x n, the density of each observation given each regime; a negative one counts as 0
  *   1 matrix  P   n x n, P[i][j] the probability of regime i after regime j
  *   2 matrix  pi  1 x n, probabilities of the first regime
  *   3 output      T x 1, the likelihood of each observation given the past
  *   4 optional output  filtered probabilities, T x n
  * rtn: 1; untouched when an output has no memory. Without work memory the outputs hold missing values. A likelihood of
- * 0 leaves probabilities that are not numbers. Hamilton, J.D. (1989), Econometrica 57. */
+ * 0 leaves probabilities that are not numbers from there on. Matrices P and pi of other shapes are refused. Hamilton,
+ * J.D. (1989), Econometrica 57. */
 MORV_API void FnFilterMS(MorvValue *rtn, MorvValue *args, int count);
 
 /* Backward smoother of a Markov chain of n hidden regimes.
@@ -119,8 +123,9 @@ MORV_API void FnFilterMS(MorvValue *rtn, MorvValue *args, int count);
  *   1 matrix  P  n x n, P[i][j] the probability of regime i after regime j
  *   2 output  T x n, probabilities of the regimes given all observations
  *   3 output  n x n, cell (i, j) the expected number of moves from regime j to regime i
+ * Smoothed probabilities at or below 1e-100 become 0, those above 1 become 1, and rows are not scaled to sum to 1.
  * rtn: 1; untouched when T is below 1 or an output has no memory. Without work memory the outputs hold missing values.
- * Kim, C.-J. (1994), Journal of Econometrics 60. */
+ * A matrix P of another shape is refused. Kim, C.-J. (1994), Journal of Econometrics 60. */
 MORV_API void FnSmoothMS(MorvValue *rtn, MorvValue *args, int count);
 
 /* ---- Forecasting. Series stand one to a row, time along the columns, counted from 0. A linear system of nY endogenous
@@ -148,13 +153,15 @@ MORV_API void FnSmoothMS(MorvValue *rtn, MorvValue *args, int count);
  *  15 integer h           0 or below: dynamic over the span. Above: each forecast starts h columns back from actual
  *                         values, the first h - 1 from those before t1
  *  16 optional output     standard errors, of the shape of rtn
- *  17 integer identities  not 0: the variables that the open Algebra workspace's program added are forecast as well.
- * Its first nY variables are the endogenous ones 18 integer observation of the workspace just before the first forecast
- * rtn: nY rows, and one for each identity, with a column for each forecast. Standard errors of a system with identities
- * come from central differences; the program then runs from the observation before the forecasts on. In an h-step
- * forecast the identities see the endogenous variables of the h columns and all before them, but their own past values
- * only up to the observation of argument 18. Where the program fails, its variables are missing in that column. A
- * variance that is missing or not above 0 gives a standard error of 0.
+ *  17 integer identities  not 0: the variables that the open Algebra workspace's program added are forecast as well;
+ *                         the workspace's first nY variables are the endogenous ones
+ *  18 integer before      observation of the workspace just before the first forecast
+ * rtn: nY rows, and one for each identity, with a column for each forecast. A variance that is missing or not above 0
+ * gives a standard error of 0. Standard errors of a system with identities come from central differences; the program
+ * then runs from the observation before the forecasts on. Where the program fails, its variables are missing in that
+ * column. In an h-step forecast the h columns that lead to each forecast go to the same observations, those behind
+ * argument 18. So lags of up to h - 1 columns in an identity see the right columns. A longer one reaches what the
+ * workspace holds from before the first forecast: give an identity with such lags a dynamic forecast.
  *
  * rtn and output are untouched when the span is empty, t1 is below the longest lag, a matrix is too small, or nQ below
  * 1 with a Q; with identities also when no workspace is open, it has fewer than nY variables of the host's, or t2 or an
@@ -164,11 +171,16 @@ MORV_API void FnSmoothMS(MorvValue *rtn, MorvValue *args, int count);
 MORV_API void FnDynForc(MorvValue *rtn, MorvValue *args, int count);
 
 /* Responses of the endogenous variables to a one-off shock, from a history of zeros. Regressors other than lags, and
- * all values of y and x, play no part. 0 matrix  y           nY rows 1 matrix  x           nX x T 2 integer t1 column
- * of the shock, at least the longest lag less 1; a negative one counts as 0 3 integer t2          last column; at most
- * T - 1 4 integer reduced     not 0: the shock acts on the variables, and there are nS = nY equations with errors. 0:
- * minus map times the shock does, and nS is the number of rows of Omega 5 integer first kind  6 integer second kind 7
- * matrix  identities  8 matrix kinds  9 matrix lags: nY + nX integers in the first row 10 matrix  Pi          nY x nX
+ * all values of y and x, play no part.
+ *   0 matrix  y           nY rows
+ *   1 matrix  x           nX x T
+ *   2 integer t1          column of the shock, at least the longest lag less 1; a negative one counts as 0
+ *   3 integer t2          last column; at most T - 1
+ *   4 integer reduced     not 0: the shock acts on the variables, and there are nS = nY equations with errors.
+ *                         0: minus map times the shock does, and nS is the number of rows of Omega
+ *   5 integer first kind  6 integer second kind
+ *   7 matrix  identities  8 matrix kinds  9 matrix lags: nY + nX integers in the first row
+ *  10 matrix  Pi          nY x nX
  *  11 matrix  Omega       nS x nS, covariance of the errors; read for kinds 1 and 2
  *  12 matrix  map         nY x nY; read when argument 4 is 0
  *  13 matrix  shock       nY cells in the first row; read for kind 3
@@ -178,7 +190,7 @@ MORV_API void FnDynForc(MorvValue *rtn, MorvValue *args, int count);
  * rtn: nY x t2 - t1 + 1, column 0 the shock. It is untouched when the span is empty, a matrix is absent or too small,
  * the equation is nY or above (or, but for kind 3, negative; for kinds 1 and 2, nS or above), the kind is none of
  * these, Omega is not positive definite or nS above nY for kind 2, fewer than nY variables have lag 0, or memory fails.
- */
+ * Sims, C.A. (1980), Econometrica 48. */
 MORV_API void FnImpulse(MorvValue *rtn, MorvValue *args, int count);
 
 /* ---- Limited dependent variable models. Each of the three evaluators returns the log-likelihood at the parameters
@@ -204,7 +216,8 @@ MORV_API void FnActFitTable(MorvValue *rtn, MorvValue *args, int count);
  *   3 matrix  w      weights, T cells; another size means a weight of 1 everywhere
  *   4 optional output  score            nP x 1, nP the cells of theta
  *   5 optional output  information      nP x nP, the expected one
- *   6 optional output  probabilities    T x 2, of outcome 0 and of outcome 1
+ *   6 optional output  probabilities    T x 2, of outcome 0 (at least 2^-104) and of outcome 1 (not bounded: it is 0
+ *                                       below an index of -36.35, and the derivatives are then infinite or missing)
  *   7 optional output  log-likelihoods  T x 1
  *   8 optional output  outer product    nP x nP
  * rtn: the log-likelihood; missing also unless Y has one column and X T rows and at least one column. */
@@ -408,7 +421,7 @@ MORV_API void FnKroneckerSel(MorvValue *rtn, MorvValue *args, int count);
  * Identities, lags and flags are truncated to integers.
  * rtn (integer): 0, or a status that leaves both outputs 1 x 0: 1 when a variable's lags from 0 on are not complete, or
  * in part excluded, or a term occurs twice; 2 when a variable has lag 0 alone; 3 with fewer than two variables; 4 when
- * a covariance matrix of restrictions is singular or a statistic is negative or not finite; -1 without memory. -1 with
+ * a covariance matrix of restrictions is singular or a statistic is negative or missing; -1 without memory. -1 with
  * the outputs untouched when nC is below 1 or another argument has fewer cells than told.
  * Sargan, J.D. (1980), Econometrica 48. */
 MORV_API void FnComfac(MorvValue *rtn, MorvValue *args, int count);
@@ -431,7 +444,7 @@ MORV_API void FnComfac(MorvValue *rtn, MorvValue *args, int count);
  * a moment matrix is singular; 4 when a variance, or a difference of variances, is not positive; 5 without memory.
  * Outputs 9 and 10 are written with status 0 alone. -1 with all outputs untouched when a model has no dependent
  * variable, a negative count or fewer rows than its counts tell, or the numbers of columns differ or are 0.
- * Ericsson, N.R. (1983), Econometrica 51. */
+ * Ericsson, N.R. (1983), Review of Economic Studies 50. */
 MORV_API void FnEncompassing(MorvValue *rtn, MorvValue *args, int count);
 
 /* Exact autocovariances of a stationary fractionally integrated ARMA process,
@@ -442,11 +455,11 @@ MORV_API void FnEncompassing(MorvValue *rtn, MorvValue *args, int count);
  *   4 integer n
  *   5 output  1 x n: the autocovariances at lags 0 to n - 1
  * Stationary means d below 0.5, which is left to the caller. With p above 0 a d of exactly 0 gives values that are not
- * finite: pass 1e-9 for an ARMA process. The series of a root of modulus above 0.997 ends early, with a warning on the
+ * finite: pass 1e-20 for an ARMA process. The series of a root of modulus above 0.997 ends early, with a warning on the
  * standard output.
  * rtn (integer): 0, or a status that leaves cells without use: 1 |d| above 5; 2 sigma2 at or below 0.0001; 4 an
  * autoregressive root (inverse) of modulus at or above 0.9999; 6 no roots found; 7 roots too near to each other; 10
- * without memory. 10 with the output untouched when p or q is negative or n below 1. A matrix of another shape is
+ * without memory, or when n is 0. 10 with the output untouched when p, q or n is negative. A matrix of another shape is
  * refused. Sowell, F. (1992), Journal of Econometrics 53. */
 MORV_API void FnFracSigma(MorvValue *rtn, MorvValue *args, int count);
 

@@ -24,7 +24,8 @@ enum RunError : std::uint32_t {
   ErrSqrtNegative = 32,
   ErrSameArguments = 64,
   ErrStack = 128,
-  ErrLogZero = 256
+  ErrLogZero = 256,
+  ErrNoMemory = 512
 };
 
 enum SymbolKind : std::uint32_t {

@@ -27,8 +27,11 @@ inline bool MustFill(AlgebraContext *context, const SymbolEntry &target, int few
   return true;
 }
 
-// What a function that needs memory says when there is none; it leaves its columns as they were.
-inline void ReportNoMemory() { AlgebraReport("Error", "Out of memory"); }
+// A function that needs memory and finds none says so and fails the run; it leaves its columns as they were.
+inline void ReportNoMemory(AlgebraContext *context) {
+  context->errors |= ErrNoMemory;
+  AlgebraReport("Error", "Out of memory");
+}
 
 // functions_element.cpp: functions of values and of the position.
 double AlgAbs(AlgebraContext *, const double *);

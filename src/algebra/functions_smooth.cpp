@@ -18,7 +18,7 @@ double Smoothed(AlgebraContext *context, const double *args, SmoothFunction smoo
   if (x == target.data) return Fault(context, ErrSameArguments);
   if (MustFill(context, target, kFewest)) {
     const int a = context->firstObs, n = context->lastObs - a + 1;
-    if (!smooth(x + a, n, args[1], target.data + a)) ReportNoMemory();
+    if (!smooth(x + a, n, args[1], target.data + a)) ReportNoMemory(context);
   }
   return target.data[context->currentObs];
 }

@@ -24,7 +24,7 @@ double Transformed(AlgebraContext *context, const double *args, Transform transf
   if (MustFill(context, values, 1)) {
     DbMarkChanged(context->database, positions.handle);
     const int a = context->firstObs, n = context->lastObs - a + 1;
-    if (!transform(x + a, n, values.data + a, positions.data + a)) ReportNoMemory();
+    if (!transform(x + a, n, values.data + a, positions.data + a)) ReportNoMemory(context);
   }
   return values.data[context->currentObs];
 }

@@ -30,6 +30,7 @@ constexpr RunMessage kRunMessages[] = {
     {ErrSameArguments, "Arguments must be different (smooth, sortby)"},
     {ErrStack, "Stack error"},
     {ErrLogZero, "Logarithm of zero"},
+    {ErrNoMemory, "Out of memory"},
 };
 constexpr std::uint32_t kWarnings = ErrExponentOverflow | ErrDivideByZero | ErrLogZero;
 
@@ -378,11 +379,7 @@ int RunAlgebra(AlgebraContext *context, int first, int last, int obsLimit, bool 
   if (context->message == nullptr || context->symbols == nullptr || context->database == nullptr ||
       context->plan == nullptr)
     return 0;
-  OwnedBlock<double> stack(kStackCells + 2);
-  if (!stack) {
-    AlgebraReport("Error", "Out of memory");
-    return 0;
-  }
+  double stack[kStackCells + 2];  // no memory is asked for that could fail a run
   context->obsLimit = obsLimit;
   context->firstObs = first;
   context->lastObs = last;
@@ -395,7 +392,7 @@ int RunAlgebra(AlgebraContext *context, int first, int last, int obsLimit, bool 
   if (last - first + 1 >= kFewestForBlocks)
     scratch = OwnedBlock<double>(std::int64_t{context->plan->blockDepth} * kBlock);
   blocks.scratch = scratch.get();
-  Execute(context, stack.get(), scratch ? &blocks : nullptr);
+  Execute(context, stack, scratch ? &blocks : nullptr);
 
   if (context->errors != 0) {
     if (!quiet) {

@@ -241,7 +241,7 @@ ComfacStatus WaldStatistic(Elimination *elimination, int r, int coefficients, Ro
   if (MatInvertSpd(s.get(), n) != 0) return ComfacStatus::NoStatistic;
   if (finite && IsMissing(s[0][0])) return ComfacStatus::NoMemory;  // all cells are, then
   *statistic = QuadraticForm(values, s.get(), n);
-  return std::isfinite(*statistic) && *statistic >= 0 ? ComfacStatus::Success : ComfacStatus::NoStatistic;
+  return *statistic >= 0 ? ComfacStatus::Success : ComfacStatus::NoStatistic;
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 // equation, or one with shorter lags, with an autoregressive error of order r. For each r from the smallest order of a
 // polynomial down to 1 the restrictions are eliminated from the coefficients by Euclid's algorithm for many
 // polynomials, with the denominators cleared: for two polynomials they are subresultants. Derivatives are central
-// differences, which leaves the statistics with 1e-10 of their value, as measured against 50-digit ones.
+// differences, which leaves the statistics with 2e-9 of their value at worst, as measured against 40-digit ones.
 //
 // Literature: Sargan (1964), in Econometric Analysis for National Economic Planning. Sargan (1980), Econometrica 48,
 // 879-897. Hendry and Mizon (1978), Economic Journal 88, 549-563.
@@ -35,7 +35,7 @@ enum class ComfacStatus {
                     // or a term occurs twice
   OrderZero = 2,    // a variable has lag 0 alone
   TooFew = 3,       // fewer than two variables
-  NoStatistic = 4,  // a covariance matrix cannot be inverted, or a statistic is negative or not finite
+  NoStatistic = 4,  // a covariance matrix cannot be inverted, or a statistic is negative or missing
 };
 
 // statistics, degrees: room for `terms` cells; the first is for the largest r, the last of `count` for r = 1. With any

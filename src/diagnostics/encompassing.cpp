@@ -61,16 +61,43 @@ struct Moments {
   double yy = 0, yPy = 0;
 };
 
+// y, the regressors of the union, and those of its instruments that are not the same rows: most exogenous regressors
+// stand in both lists, and their inner products are needed once.
+struct DistinctRows {
+  DistinctRows(double *y, const RowUnion &x, const RowUnion &w)
+      : rows(std::int64_t{1} + x.count + w.count), instrument(w.count) {
+    if (!rows || !instrument) return;
+    double **regressors = rows.get() + 1, **end = std::copy_n(x.rows.get(), x.count, regressors);
+    rows[0] = y;
+    for (int i = 0; i < w.count; ++i) {
+      double **same = std::find(regressors, regressors + x.count, w.rows[i]);
+      if (same == regressors + x.count) *(same = end++) = w.rows[i];
+      instrument[i] = static_cast<int>(same - rows.get());
+    }
+    count = static_cast<int>(end - rows.get());
+  }
+
+  OwnedBlock<double *> rows;
+  OwnedBlock<int> instrument;  // where each instrument stands
+  int count = 0;               // 0 without memory
+};
+
 EncompassingStatus FormMoments(double *y, const RowUnion &w, const RowUnion &x, int T, Moments *out) {
   const int n = w.count, m = x.count;
+  const DistinctRows z(y, x, w);
+  const OwnedMatrix zz(z.count, z.count);
   const OwnedMatrix ww(n, n), xw(m, n), projected(m, n), yw(1, n), yProjected(1, n);
-  if (!ww || !xw || !projected || !yw || !yProjected) return EncompassingStatus::NoMemory;
-  MatCrossRows(w.rows.get(), n, 0, T - 1, ww.get());
-  MatCrossRows(x.rows.get(), m, 0, T - 1, out->xx.get());
-  MatCrossRows2(x.rows.get(), m, 0, T - 1, w.rows.get(), n, xw.get());
-  MatCrossRows2(&y, 1, 0, T - 1, w.rows.get(), n, yw.get());
-  MatCrossRows2(&y, 1, 0, T - 1, x.rows.get(), m, out->yx.get());
-  out->yy = DotProduct(y, y, T);
+  if (!zz || !ww || !xw || !projected || !yw || !yProjected) return EncompassingStatus::NoMemory;
+  MatCrossRows(z.rows.get(), z.count, 0, T - 1, zz.get());
+  out->yy = zz[0][0];
+  std::copy_n(zz[0] + 1, m, out->yx[0]);
+  for (int i = 0; i < m; ++i) std::copy_n(zz[1 + i] + 1, m, out->xx[i]);
+  for (int j = 0; j < n; ++j) {
+    const double *products = zz[z.instrument[j]];
+    yw[0][j] = products[0];
+    for (int i = 0; i < m; ++i) xw[i][j] = products[1 + i];
+    for (int i = 0; i < n; ++i) ww[i][j] = products[z.instrument[i]];
+  }
 
   const EncompassingStatus status = InvertMoments(ww.get(), n);
   if (status != EncompassingStatus::Success) return status;
@@ -175,9 +202,10 @@ EncompassingStatus Compare(const Moments &moments, const RowUnion &x, int k1, in
   Contrast contrast1, contrast2;
   if (!ContrastWith(moments, e1, e2, &contrast1) || !ContrastWith(moments, e2, e1, &contrast2))
     return EncompassingStatus::NoMemory;
-  const bool below = std::max({e1.q, e2.q, contrast1.c, contrast2.c}) < moments.yy;
-  if (!(e1.s > 0 && e2.s > 0 && below && contrast1.d < contrast1.c && contrast2.d < contrast2.c))
-    return EncompassingStatus::NotPositive;
+  const auto positive = [&](const Estimate &e, const Contrast &contrast) {
+    return e.s > 0 && e.q < moments.yy && contrast.c < moments.yy && contrast.d < contrast.c;
+  };
+  if (!positive(e1, contrast1) || !positive(e2, contrast2)) return EncompassingStatus::NotPositive;
   status = EstimateModel(moments, T, &joint);
   if (status != EncompassingStatus::Success) return status;
   if (!(joint.s > 0)) return EncompassingStatus::NotPositive;

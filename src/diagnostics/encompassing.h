@@ -1,9 +1,9 @@
 // Encompassing tests of two non-nested single-equation models of one dependent variable, each estimated by instrumental
 // variables on the union of the instruments of both.
 //
-// Literature: Ericsson (1983), Econometrica 51, 287-304. Cox (1961), Proceedings of the Fourth Berkeley Symposium 1,
-// 105-123. Sargan (1964), in Econometric Analysis for National Economic Planning. Mizon and Richard (1986),
-// Econometrica 54, 657-678.
+// Literature: Ericsson (1983), Review of Economic Studies 50, 287-304. Cox (1961), Proceedings of the Fourth Berkeley
+// Symposium 1, 105-123. Sargan (1964), in Econometric Analysis for National Economic Planning. Mizon and Richard
+// (1986), Econometrica 54, 657-678.
 #pragma once
 
 #include "host/heap.h"

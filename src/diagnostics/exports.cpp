@@ -105,14 +105,14 @@ void FnFracSigma(MorvValue *rtn, MorvValue *args, int) {
   const MatrixView parameters = MatrixAt(args, 0);
   const int p = IntegerAt(args, 1), q = IntegerAt(args, 2), n = IntegerAt(args, 4);
   constexpr int noData = static_cast<int>(FracStatus::NoMemory);
-  if (p < 0 || q < 0 || n < 1) return ReturnIntegerField(rtn, noData);
+  if (p < 0 || q < 0 || n < 0) return ReturnIntegerField(rtn, noData);
 
   const OutputView autocov = OutputAt(args, 5, 1, n);
   if (parameters.rows != 1 || parameters.columns < std::int64_t{1} + p + q) {
     ReturnIntegerField(rtn, noData);
     return MorvLibArgError(1);
   }
-  if (autocov.failed) return ReturnIntegerField(rtn, noData);
+  if (autocov.failed || autocov.Empty()) return ReturnIntegerField(rtn, noData);
   const double *cells = parameters.Flat();
   const FractionalProcess process = {cells[0], cells + 1, cells + 1 + p, p, q, DoubleAt(args, 3)};
   ReturnIntegerField(rtn, static_cast<int>(FracSigma(process, n, autocov.Flat())));

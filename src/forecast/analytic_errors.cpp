@@ -24,7 +24,7 @@ void MovingAverageWeights(const ForecastModel &model, int steps, RowMatrix weigh
       const RowMatrix earlier = current - std::ptrdiff_t{lagOf} * nY;
       for (int r = 0; r < nY; ++r) {
         double sum = 0.0;
-        for (int s = 0; s < nY; ++s) sum += earlier[r][s] * model.pi[s][k];
+        for (int s = 0; s < nY; ++s) sum += earlier[r][s] * model.piColumns[k][s];
         current[r][varIndex] += sum;
       }
     }

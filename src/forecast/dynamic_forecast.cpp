@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "algebra/workspace.h"
+
 namespace tessel {
 
 namespace {
@@ -37,13 +39,11 @@ int HStepForecast(const ForecastModel &model, const ForecastUncertainty &uncerta
   for (int c = h; c < span; ++c) {
     const int t = t1 + c, first = t - h + 1;
     CopyColumns(rows, t1, actual.get(), 0, results, c + 1);
-    PutHistory(model, first);
     done = ForecastWithSE(model, uncertainty, common, first, t, h - 1, se == nullptr ? nullptr : passErrors.get());
     if (!done) break;
     CopyColumns(forecasts.get(), c, rows, t, results, 1);
     if (se != nullptr) CopyColumns(se, c, passErrors.get(), h - 1, results, 1);
   }
-  if (h < span) PutHistory(model, t1);
   if (!done) return 0;
   CopyColumns(rows, t1, forecasts.get(), 0, results, span);
   return 1;
@@ -52,13 +52,25 @@ int HStepForecast(const ForecastModel &model, const ForecastUncertainty &uncerta
 }  // namespace
 
 int Forecast(const ForecastModel &model, const ForecastUncertainty &uncertainty, int t1, int t2, int h, RowMatrix se) {
+  const int nY = model.rows.nY, last = model.rows.Results() - 1, before = model.base - 1;
   AnalyticErrors common;
+  OwnedMatrix known;  // of the observation before the forecasts, which derivatives with identities write to
   if (se != nullptr && model.rows.nIdent == 0) {
     common = NewAnalyticErrors(model, uncertainty, h > 0 ? h : t2 - t1 + 1);
     if (!common) return 0;
+  } else if (se != nullptr) {
+    known = OwnedMatrix(model.rows.Results(), 1);
+    if (!known) return 0;
+    AlgebraGetRows(known.get(), 0, nY - 1, 0, 0, before);
+    AlgebraGetRows(known.get(), nY, last, 0, AlgebraFirstAdded(), before);
   }
-  return h > 0 ? HStepForecast(model, uncertainty, common, t1, t2, h, se)
-               : ForecastWithSE(model, uncertainty, common, t1, t2, 0, se);
+  const int done = h > 0 ? HStepForecast(model, uncertainty, common, t1, t2, h, se)
+                         : ForecastWithSE(model, uncertainty, common, t1, t2, 0, se);
+  if (known) {
+    AlgebraPutRows(known.get(), 0, nY - 1, 0, 0, before);
+    AlgebraPutRows(known.get(), nY, last, 0, AlgebraFirstAdded(), before);
+  }
+  return done;
 }
 
 }  // namespace tessel

@@ -99,10 +99,10 @@ void FnDynForc(MorvValue *rtn, MorvValue *args, int) {
   if (se.failed) return;
   if (se.wanted) MatFillMissing(se.cells, se.rows, se.columns);
   if (!model.index || system.pi.Empty() || h > columns) return;
-  model.pi = OwnedMatrix::Clone(system.pi.cells, system.nY, system.nX);
+  model.piColumns = CoefficientColumns(system.pi.cells, system.nY, system.nX);
   model.rows = NewForecastRows(model.index, system.actual.cells, system.actual.columns, system.regressors.cells,
                                system.nY, nIdent, system.nX, system.t2);
-  if (!model.pi || !model.rows || !Forecast(model, uncertainty, system.t1, system.t2, h, se.cells)) return;
+  if (!model.piColumns || !model.rows || !Forecast(model, uncertainty, system.t1, system.t2, h, se.cells)) return;
 
   const OutputView result = MatrixResult(rtn, model.rows.Results(), columns);
   for (int r = 0; r < result.rows; ++r) std::copy_n(model.rows[r] + system.t1, columns, result.cells[r]);
@@ -136,7 +136,8 @@ void FnImpulse(MorvValue *rtn, MorvValue *args, int) {
   // No actual value is read, and of the regressors only the rows that stand for lags.
   const ForecastRows rows =
       NewForecastRows(index, system.actual.cells, 0, system.regressors.cells, nY, 0, system.nX, system.t2);
-  if (!rows || !ImpulseResponse(rows, index, system.pi.cells, shock, system.t1, system.t2)) return;
+  const OwnedMatrix piColumns = CoefficientColumns(system.pi.cells, nY, system.nX);
+  if (!rows || !piColumns || !ImpulseResponse(rows, index, piColumns.get(), shock, system.t1, system.t2)) return;
   const OutputView result = MatrixResult(rtn, nY, system.Columns());
   for (int r = 0; r < result.rows; ++r) std::copy_n(rows[r] + system.t1, result.columns, result.cells[r]);
 }

@@ -7,6 +7,9 @@ namespace tessel {
 
 namespace {
 
+using Pair [[gnu::vector_size(16)]] = double;
+using PairAnywhere [[gnu::vector_size(16), gnu::aligned(8), gnu::may_alias]] = double;
+
 // Calls visit(identity, lag) for the descriptors of either kind, first kind before second, each once.
 template <class Visit>
 void ForEachEndogenous(const ForecastDescriptors &d, int count, Visit visit) {
@@ -48,7 +51,6 @@ ForecastRows NewForecastRows(const ForecastIndex &index, RowMatrix actual, int a
   ForecastRows rows;
   rows.table = OwnedMatrix(std::int64_t{results} + nX, 0);
   rows.cells = OwnedMatrix(results, width);
-  rows.regressor = OwnedBlock<double>(nX);
   if (!rows) return {};
 
   rows.nY = nY, rows.nIdent = nIdent, rows.nX = nX;
@@ -66,14 +68,30 @@ ForecastRows NewForecastRows(const ForecastIndex &index, RowMatrix actual, int a
   return rows;
 }
 
-void ForecastStep(const ForecastRows &rows, RowMatrix pi, int terms, int t) {
-  double *x = rows.regressor.get();
+OwnedMatrix CoefficientColumns(RowMatrix pi, int nY, int nX) {
+  const std::int64_t width = (std::int64_t{nY} + kStepRows - 1) / kStepRows * kStepRows;
+  OwnedMatrix columns(nX, width);
+  if (!columns) return columns;
+  for (int k = 0; k < nX; ++k) {
+    for (int i = 0; i < nY; ++i) columns[k][i] = pi[i][k];
+    std::fill(columns[k] + nY, columns[k] + width, 0.0);
+  }
+  return columns;
+}
+
+void ForecastStep(const ForecastRows &rows, RowMatrix piColumns, int terms, int t) {
   const RowMatrix regressors = rows.Regressors();
-  for (int k = 0; k < terms; ++k) x[k] = regressors[k][t];
-  for (int i = 0; i < rows.nY; ++i) {
-    double sum = 0.0;
-    for (int k = 0; k < terms; ++k) sum += pi[i][k] * x[k];
-    rows[i][t] = sum;
+  for (int first = 0; first < rows.nY; first += kStepRows) {
+    Pair low = {}, high = {};
+    for (int k = 0; k < terms; ++k) {
+      const PairAnywhere *coefficients = reinterpret_cast<const PairAnywhere *>(piColumns[k] + first);
+      const double x = regressors[k][t];
+      low += coefficients[0] * x;
+      high += coefficients[1] * x;
+    }
+    const double sum[kStepRows] = {low[0], low[1], high[0], high[1]};
+    const int count = std::min(kStepRows, rows.nY - first);
+    for (int i = 0; i < count; ++i) rows[first + i][t] = sum[i];
   }
 }
 

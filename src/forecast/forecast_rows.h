@@ -47,12 +47,11 @@ struct ForecastIndex {
 ForecastIndex BuildForecastIndex(const ForecastDescriptors &descriptors, int nY, int nX);
 
 struct ForecastRows {
-  OwnedMatrix table;             // row pointers alone
-  OwnedMatrix cells;             // of the first two groups of rows
-  OwnedBlock<double> regressor;  // work: the nX regressors of one column
+  OwnedMatrix table;  // row pointers alone
+  OwnedMatrix cells;  // of the first two groups of rows
   int nY = 0, nIdent = 0, nX = 0;
 
-  explicit operator bool() const { return table && cells && regressor; }
+  explicit operator bool() const { return table && cells; }
   int Results() const { return nY + nIdent; }
   double *operator[](int row) const { return table[row]; }
   RowMatrix Regressors() const { return table.get() + Results(); }
@@ -65,7 +64,14 @@ struct ForecastRows {
 ForecastRows NewForecastRows(const ForecastIndex &index, RowMatrix actual, int actualColumns, RowMatrix regressors,
                              int nY, int nIdent, int nX, int t2);
 
-// Column t of every endogenous row i becomes the sum over k below `terms` of pi[i][k] times regressor k at t.
-void ForecastStep(const ForecastRows &rows, RowMatrix pi, int terms, int t);
+// Endogenous rows that a step takes at a time: the sums of several rows run side by side.
+inline constexpr int kStepRows = 4;
+
+// The columns of pi (nY x nX) as rows, each filled up with zeros to a multiple of kStepRows. Null when memory fails.
+OwnedMatrix CoefficientColumns(RowMatrix pi, int nY, int nX);
+
+// Column t of every endogenous row i becomes the sum over k below `terms`, in that order, of piColumns[k][i] times
+// regressor k at t.
+void ForecastStep(const ForecastRows &rows, RowMatrix piColumns, int terms, int t);
 
 }  // namespace tessel

@@ -53,12 +53,12 @@ bool MapShock(const ForecastRows &rows, RowMatrix map, int t) {
 
 }  // namespace
 
-int ImpulseResponse(const ForecastRows &rows, const ForecastIndex &index, RowMatrix pi, const Shock &shock, int t1,
-                    int t2) {
+int ImpulseResponse(const ForecastRows &rows, const ForecastIndex &index, RowMatrix piColumns, const Shock &shock,
+                    int t1, int t2) {
   for (int i = 0; i < rows.nY; ++i) std::fill_n(rows[i], t2 + 1, 0.0);
   if (!PlaceShock(rows, shock, t1)) return 0;
   if (shock.map != nullptr && !MapShock(rows, shock.map, t1)) return 0;
-  for (int t = t1 + 1; t <= t2; ++t) ForecastStep(rows, pi, index.nLag, t);
+  for (int t = t1 + 1; t <= t2; ++t) ForecastStep(rows, piColumns, index.nLag, t);
   return 1;
 }
 

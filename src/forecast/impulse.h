@@ -24,10 +24,11 @@ struct Shock {
   RowMatrix map;        // null: the shock acts on the variables. Else nY x nY: minus map times the shock does
 };
 
-// Endogenous rows of the table become the responses over the columns t1 (the shock) to t2, with zeros before t1; pi is
-// nY x nX, of which the coefficients of lags are read. 1, or 0 when there is no such shock (a kind or equation out of
-// range, no given vector, an omega that is not positive definite or too large for the Cholesky factor) or no memory.
-int ImpulseResponse(const ForecastRows &rows, const ForecastIndex &index, RowMatrix pi, const Shock &shock, int t1,
-                    int t2);
+// Endogenous rows of the table become the responses over the columns t1 (the shock) to t2, with zeros before t1. Of
+// piColumns (CoefficientColumns) the coefficients of lags are read. 1, or 0 when there is no such shock (a kind or
+// equation out of range, no given vector, an omega that is not positive definite or too large for the Cholesky factor)
+// or no memory.
+int ImpulseResponse(const ForecastRows &rows, const ForecastIndex &index, RowMatrix piColumns, const Shock &shock,
+                    int t1, int t2);
 
 }  // namespace tessel

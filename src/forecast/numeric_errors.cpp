@@ -105,7 +105,7 @@ int AddParameterVariance(const ForecastModel &model, const ForecastUncertainty &
   if (!derivatives.cells || !variance) return 0;
 
   for (int i = 0; i < model.rows.nY; ++i)
-    for (int j = 0; j < nX; ++j) PathDerivative(model, &model.pi[i][j], a, b, derivatives, i * nX + j, [] {});
+    for (int j = 0; j < nX; ++j) PathDerivative(model, &model.piColumns[j][i], a, b, derivatives, i * nX + j, [] {});
   for (int k = 0; k <= b - a; ++k) {
     if (!ParameterVariance(uncertainty, derivatives.At(k), results, coefficients, variance.get())) return 0;
     for (int r = 0; r < results; ++r) se[r][k] = StandardError(se[r][k] * se[r][k] + variance[r][r]);
@@ -116,14 +116,16 @@ int AddParameterVariance(const ForecastModel &model, const ForecastUncertainty &
 }  // namespace
 
 int NumericForecastSE(const ForecastModel &model, const ForecastUncertainty &uncertainty, int a, int b, RowMatrix se) {
-  // Derivative passes evaluate the identities of the observation before the pass as well; they are put back.
   const int nY = model.rows.nY, last = model.rows.Results() - 1, before = model.base - 1;
   const OwnedMatrix known(model.rows.Results(), 1);
   if (!known) return 0;
   AlgebraGetRows(known.get(), nY, last, 0, AlgebraFirstAdded(), before);
   const int done = ErrorVariance(model, uncertainty, a, b, se) &&
                    (uncertainty.v == nullptr || AddParameterVariance(model, uncertainty, a, b, se));
-  AlgebraPutRows(known.get(), nY, last, 0, AlgebraFirstAdded(), before);
+  // Derivative passes evaluate the identities of the observation before the pass as well, from disturbed values.
+  const bool disturbed = b > a || uncertainty.v != nullptr;
+  if (disturbed && !AlgebraRunRange(before, before))
+    AlgebraPutRows(known.get(), nY, last, 0, AlgebraFirstAdded(), before);
   ForecastRecursion(model, a, b, PlainPass);
   return done;
 }

@@ -1,8 +1,6 @@
 // The forecast recursion.
 #include "forecast/recursion.h"
 
-#include <algorithm>
-
 #include "algebra/workspace.h"
 
 namespace tessel {
@@ -11,15 +9,10 @@ void PutEndogenous(const ForecastRows &rows, int t, int observation) {
   AlgebraPutRows(rows.table.get(), 0, rows.nY - 1, t, 0, observation);
 }
 
-void PutHistory(const ForecastModel &model, int a) {
-  if (model.rows.nIdent == 0) return;
-  for (int back = 1; back <= std::min(a, model.base); ++back) PutEndogenous(model.rows, a - back, model.base - back);
-}
-
 void ForecastRecursion(const ForecastModel &model, int a, int b, PassStart start) {
   const ForecastRows &rows = model.rows;
   for (int t = a; t <= b; ++t) {
-    ForecastStep(rows, model.pi.get(), rows.nX, t);
+    ForecastStep(rows, model.piColumns.get(), rows.nX, t);
     if (rows.nIdent == 0) continue;
 
     const int observation = model.base + (t - a);

@@ -10,8 +10,8 @@ namespace tessel {
 struct ForecastModel {
   ForecastRows rows;
   ForecastIndex index;
-  OwnedMatrix pi;  // nY x nX
-  int base = 0;    // the database observation of a pass's first column
+  OwnedMatrix piColumns;  // as CoefficientColumns gives them
+  int base = 0;           // the database observation of a pass's first column, whichever column that is
 };
 
 // Where a pass begins in the database: at its first column, or one observation earlier, for a derivative with respect
@@ -24,9 +24,5 @@ void ForecastRecursion(const ForecastModel &model, int a, int b, PassStart start
 
 // Stores the endogenous variables of column t in the database at an observation.
 void PutEndogenous(const ForecastRows &rows, int t, int observation);
-
-// Stores the columns before a in the observations before base, as far as both reach back: what the identities of a pass
-// from a see of the past. Nothing without identities.
-void PutHistory(const ForecastModel &model, int a);
 
 }  // namespace tessel

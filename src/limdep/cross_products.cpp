@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "linalg/four.h"
+
 namespace tessel {
 
 namespace {
@@ -10,12 +12,6 @@ namespace {
 constexpr int kBlock = 8;
 constexpr int kTileRows = 2;
 constexpr int kTileColumns = 4;
-
-// Four doubles at any address; the compiler splits them where the machine's vectors are shorter.
-using Four [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
-
-[[gnu::always_inline]] inline const Four &At(const double *p) { return *reinterpret_cast<const Four *>(p); }
-[[gnu::always_inline]] inline Four &At(double *p) { return *reinterpret_cast<Four *>(p); }
 
 // A block of vectors of n elements, `stride` apart, and the weight of each, `weightStep` apart.
 struct Block {
@@ -34,19 +30,19 @@ struct Block {
   for (int v = 0; v < block.count; ++v) {
     const double weight = block.weights[v * block.weightStep];
     for (std::int64_t i = v * stride; i < (v + 1) * stride; i += kTileColumns)
-      At(scaled + i) = weight * At(block.vectors + i);
+      At(scaled + i).v = weight * At(block.vectors + i).v;
   }
   for (std::int64_t i = 0; i < block.n; i += kTileRows)
     for (std::int64_t j = 0; j < i + kTileRows; j += kTileColumns) {
       double *cells = sum + i * stride + j;
-      Four upper = At(cells), lower = At(cells + stride);
+      Four upper = At(cells).v, lower = At(cells + stride).v;
       const double *left = scaled + i, *right = block.vectors + j;
       for (int v = 0; v < block.count; ++v, left += stride, right += stride) {
-        upper += left[0] * At(right);
-        lower += left[1] * At(right);
+        upper += left[0] * At(right).v;
+        lower += left[1] * At(right).v;
       }
-      At(cells) = upper;
-      At(cells + stride) = lower;
+      At(cells).v = upper;
+      At(cells + stride).v = lower;
     }
 }
 

@@ -3,20 +3,11 @@
 
 #include <algorithm>
 
+#include "linalg/four.h"
 #include "linalg/micro_kernel.h"
 
 namespace tessel {
 namespace {
-
-// Four doubles; the compiler splits them where the machine's vectors are shorter. Only references to memory of others
-// say that it may be at any address: `auto` forgets what a type says of its alignment.
-using Four [[gnu::vector_size(32)]] = double;
-using FourAnywhere [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = double;
-
-[[gnu::always_inline]] inline const FourAnywhere &At(const double *p) {
-  return *reinterpret_cast<const FourAnywhere *>(p);
-}
-[[gnu::always_inline]] inline FourAnywhere &At(double *p) { return *reinterpret_cast<FourAnywhere *>(p); }
 
 // Where fewer rows remain than are taken at once, the last one stands in for the missing: its sums are formed twice.
 
@@ -29,11 +20,11 @@ using FourAnywhere [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = d
   for (int r = 0; r < 4; ++r) {
     const int row = std::min(r, count - 1);
     x[r] = rows[row] + at;
-    s[r] = At(before + (partial != nullptr ? row * step : 0));
+    s[r] = At(before + (partial != nullptr ? row * step : 0)).v;
   }
   const int whole = partial != nullptr || n > 4 ? n - n % 4 : 0;
   for (int k = 0; k < whole; k += 4)
-    for (int r = 0; r < 4; ++r) s[r] += At(x[r] + k) * At(y + k);
+    for (int r = 0; r < 4; ++r) s[r] += At(x[r] + k).v * At(y + k).v;
   // From here on one element stands for one row.
   const Four low01 = __builtin_shufflevector(s[0], s[1], 0, 4, 1, 5);
   const Four low23 = __builtin_shufflevector(s[2], s[3], 0, 4, 1, 5);
@@ -44,7 +35,7 @@ using FourAnywhere [[gnu::vector_size(32), gnu::aligned(8), gnu::may_alias]] = d
   const Four third = __builtin_shufflevector(high01, high23, 0, 1, 4, 5);
   const Four fourth = __builtin_shufflevector(high01, high23, 2, 3, 6, 7);
   for (int k = whole; k < n; ++k) first += Four{x[0][k], x[1][k], x[2][k], x[3][k]} * y[k];
-  At(sums) = third + second + fourth + first;
+  At(sums).v = third + second + fourth + first;
 }
 
 // Elements per pass of AccumulateBody: four rows of a and the rows of b then stay in the first two caches.
@@ -61,20 +52,20 @@ constexpr int kPassLength = 512;
     for (int r = 0; r < 4; ++r) {
       x[r] = a[std::min(i + r, aCount - 1)];
       cell[q][r] = sums.At(std::min(i + r, aCount - 1), std::min(j + q, bCount - 1));
-      s[q][r] = from > 0 ? At(cell[q][r]) : Four{};
+      s[q][r] = from > 0 ? At(cell[q][r]).v : Four{};
     }
   }
   for (int k = from; k < to; k += 4) {
-    const Four y0 = At(y[0] + k);
-    const Four y1 = At(y[1] + k);
+    const Four y0 = At(y[0] + k).v;
+    const Four y1 = At(y[1] + k).v;
     for (int r = 0; r < 4; ++r) {
-      const Four xr = At(x[r] + k);
+      const Four xr = At(x[r] + k).v;
       s[0][r] += xr * y0;
       s[1][r] += xr * y1;
     }
   }
   for (int q = 0; q < 2; ++q)
-    for (int r = 0; r < 4; ++r) At(cell[q][r]) = s[q][r];
+    for (int r = 0; r < 4; ++r) At(cell[q][r]).v = s[q][r];
 }
 
 [[gnu::always_inline]] inline void AccumulateBody(const PartialSums &sums, const double *const *a, int aCount,
@@ -97,11 +88,11 @@ constexpr int kPassLength = 512;
   }
   const int whole = n > 4 ? n - n % 4 : 0;
   for (int k = 0; k < whole; k += 4) {
-    const Four vk = At(v + k);
-    const Four wk = At(w + k);
+    const Four vk = At(v + k).v;
+    const Four wk = At(w + k).v;
     for (int r = 0; r < count; ++r) {
-      const Four cell = At(x[r] + k) + scale[r] * vk;
-      At(x[r] + k) = cell;
+      const Four cell = At(x[r] + k).v + scale[r] * vk;
+      At(x[r] + k).v = cell;
       s[r] += cell * wk;
     }
   }
@@ -122,7 +113,7 @@ constexpr int kPassLength = 512;
 
 [[gnu::always_inline]] inline void AddScaledBody(double *x, double scale, const double *v, int n) {
   const int whole = n - n % 4;
-  for (int k = 0; k < whole; k += 4) At(x + k) += scale * At(v + k);
+  for (int k = 0; k < whole; k += 4) At(x + k).v += scale * At(v + k).v;
   for (int k = whole; k < n; ++k) x[k] += scale * v[k];
 }
 
@@ -133,10 +124,10 @@ constexpr int kPassLength = 512;
   const int whole = n > 4 ? n - n % 4 : 0;
   for (int k = 0; k < whole; k += 4)
     for (int p = 0; p < 4; ++p)
-      for (int h = 0; h < 2; ++h) s[p][h] += coef[k + p] * At(x[k + p] + 4 * h);
+      for (int h = 0; h < 2; ++h) s[p][h] += coef[k + p] * At(x[k + p] + 4 * h).v;
   for (int k = whole; k < n; ++k)
-    for (int h = 0; h < 2; ++h) s[0][h] += coef[k] * At(x[k] + 4 * h);
-  for (int h = 0; h < 2; ++h) At(target + 4 * h) -= s[2][h] + s[1][h] + s[3][h] + s[0][h];
+    for (int h = 0; h < 2; ++h) s[0][h] += coef[k] * At(x[k] + 4 * h).v;
+  for (int h = 0; h < 2; ++h) At(target + 4 * h).v -= s[2][h] + s[1][h] + s[3][h] + s[0][h];
 }
 
 // Cells divided by d, or 0 where d is exactly 0.

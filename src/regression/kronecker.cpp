@@ -10,6 +10,7 @@ std::int64_t Selection::At(std::int64_t i) const {
 }
 
 bool Selection::Valid() const {
+  if (cells == nullptr) return true;
   for (std::int64_t i = 0; i < count; ++i)
     if (At(i) < 0) return false;
   return true;

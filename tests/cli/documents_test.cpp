@@ -1,4 +1,5 @@
 // What the documentation and the examples show is what the command does.
+#include <algorithm>
 #include <vector>
 
 #include "command.h"
@@ -74,7 +75,7 @@ TEST(Documents, TheirExamplesPrintWhatTheyShow) {
     std::filesystem::create_directory_symlink(TESSEL_SOURCE_DIR "/examples", folder.Path() / "examples");
     commands += CheckDocument(ReadText(document), folder);
   }
-  EXPECT_GE(commands, 16);
+  EXPECT_GE(commands, 18);
 }
 
 TEST(Documents, TheManualOfTheLanguageTellsOfEveryFunction) {
@@ -85,6 +86,34 @@ TEST(Documents, TheManualOfTheLanguageTellsOfEveryFunction) {
     const bool isFunction = line.starts_with("  ");
     EXPECT_TRUE(!isFunction || text.find("`" + line.substr(2, line.find('(') - 1)) != std::string::npos) << line;
   }
+}
+
+// Every declared function has a page whose example calls it, and whose table has a row for each of its arguments.
+TEST(Documents, EveryFunctionHasAReferencePage) {
+  const Folder folder;
+  folder.Write("args.json", "[[[0]],0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0]");
+  std::istringstream header(ReadText(TESSEL_SOURCE_DIR "/include/tessel/tessel.h"));
+  const std::string declaration = "MORV_API void ";
+  int functions = 0;
+  for (std::string line; std::getline(header, line);) {
+    if (!line.starts_with(declaration)) continue;
+    ++functions;
+    const std::string name = line.substr(declaration.size(), line.find('(') - declaration.size());
+    const std::string page = ReadText(TESSEL_SOURCE_DIR "/docs/reference/" + name + ".md");
+    const auto calls = [&](const Block &block) {
+      return block.language == "console" && block.text.find(name + ' ') != std::string::npos;
+    };
+    EXPECT_TRUE(std::ranges::any_of(Blocks(page), calls)) << name;
+    int rows = 0;
+    std::istringstream table(page.substr(std::min(page.size(), page.find("## Arguments"))));
+    for (std::string row; std::getline(table, row) && !row.starts_with("## Result");)
+      rows += row.starts_with("| " + std::to_string(rows) + " |");
+    // The file has more arguments than any function takes, and the message tells how many those are.
+    EXPECT_NE(Says(folder, "tessel call " + name + " args.json").find(" takes " + std::to_string(rows) + " arguments,"),
+              std::string::npos)
+        << name << ": " << rows << " rows";
+  }
+  EXPECT_EQ(functions, 30);
 }
 
 // Each example names its command in a line "// $ tessel ...", and its output stands beside it.

@@ -122,7 +122,7 @@ TEST(Run, RefusesWhatItCannotRead) {
       {"run p.alg", kSum, "x\n1\n", 2, "", "tessel run: --data is required (see tessel run --help)\n"},
       {"", kSum, "", 2, "", "tessel: A subcommand is required (see tessel --help)\n"},
       {"ran p.alg", kSum, "", 2, "",
-       "tessel: expected run, fit, check, functions or an option, found 'ran' (see tessel --help)\n"},
+       "tessel: expected run, fit, check, functions, call or an option, found 'ran' (see tessel --help)\n"},
       {"check p.alg --start 1990:1", kSum, "", 2, "",
        "tessel check: --start requires --data (see tessel check --help)\n"},
       {"run p.alg --data d.csv --only y,x,y", kSum, "x\n1\n", 2, "", "--only: 'y' stands twice, expected once\n"},

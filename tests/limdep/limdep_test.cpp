@@ -1,23 +1,11 @@
 // Likelihoods of limited dependent variable models, called as a user calls them.
-#include <tessel/tessel.h>
-
 #include <cmath>
 
 #include "support/reference_cases.h"
 
 namespace {
 
-const ExportTable kExports = {{"FnLogitJD", FnLogitJD},
-                              {"FnLogitProbDeriv", FnLogitProbDeriv},
-                              {"FnBinProbitJD", FnBinProbitJD},
-                              {"FnActFitTable", FnActFitTable},
-                              {"FnCountJD", FnCountJD}};
-
 const Argument kNone = Mat(0, 0, {});
-
-CaseRun Call(const std::string &name, const std::vector<Argument> &arguments) {
-  return {arguments, name, kExports.at(name)};
-}
 
 std::vector<Argument> Logit(Argument theta, Argument y, int outcomes, Argument x, Argument z = kNone,
                             Argument w = kNone, Argument d = kNone) {
@@ -34,17 +22,7 @@ std::vector<Argument> Count(Argument theta, Argument y, Argument x, int model, i
 
 // Real data: estimates and information matrices of statsmodels. Small cases: 60-digit differences of the likelihood.
 TEST(Limdep, ReferenceCases) {
-  ExpectReferenceCases("limdep_reference.txt", kExports, {{"FnLogitJD", 7}, {"FnBinProbitJD", 4}, {"FnCountJD", 7}});
-}
-
-TEST(Limdep, RandomArguments) {
-  CallAtRandom(kExports,
-               {{"FnLogitJD", "mmimmmmooooo"},
-                {"FnLogitProbDeriv", "mmiii"},
-                {"FnBinProbitJD", "mmmmooooo"},
-                {"FnActFitTable", "mm"},
-                {"FnCountJD", "mmmIIidooooo"}},
-               4000);
+  ExpectReferenceCases("limdep_reference.txt", {{"FnLogitJD", 7}, {"FnBinProbitJD", 4}, {"FnCountJD", 7}});
 }
 
 // Nothing is allocated, and the result is missing or, for the functions that return matrices, untouched.

@@ -60,7 +60,7 @@ TEST(KernelMultiply, EveryShapeSizeSetAndFailingAllocation) {
         const Matrix &second = same ? a : b;
         const Matrix expected = Mul(Op(a, transA), same ? Op(a, !transA) : Op(b, bIsTransposed));
         const auto blocks = HeapLiveBlocks();
-        WithEachMicroKernel([&, m = m, ta = transA, tb = transB, symmetric = same](const char *name) {
+        WithEachMicroKernel([&, m = m, k = k, ta = transA, tb = transB, symmetric = same](const char *name) {
           std::vector<double> untiled;
           bool pending = false;
           for (int fail = 0; !pending; ++fail) {

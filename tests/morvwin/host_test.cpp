@@ -1,5 +1,6 @@
 // The runtime and its host side, with functions that behave as a library's do, and as they must not.
 #include <gtest/gtest.h>
+#include <morv/host.h>
 #include <morv/host.hpp>
 
 #include <cmath>
@@ -160,10 +161,41 @@ TEST(Call, ExhaustedMemoryIsReportedAndLeaksNothing) {
   EXPECT_EQ(morv::LiveBlocks(), blocks);
 }
 
+// The same through the C interface: outputs that are inputs, absent arguments, no memory, and a short buffer.
+TEST(Call, OfCProgramsHasTheSameEnds) {
+  const long blocks = morv::LiveBlocks();
+  MorvValue result = MorvIntegerValue(0), matrix = result, array = result;
+  char message[40];
+  const auto run = [&](MorvFunction function, const std::vector<MorvValue> &args) {
+    return MorvCall("FnTest", function, &result, args.data(), static_cast<int>(args.size()), message, sizeof message);
+  };
+  double cells[] = {1, 2}, *rows[] = {cells};
+  const std::vector<MorvValue> taken = {MorvOutputValue(&matrix), MorvOutputValue(&array), MorvMatrixValue(rows, 1, 2)};
+  EXPECT_EQ(run(TakeMemory, taken), MORV_RETURNED);
+  EXPECT_STREQ(message, "");
+  EXPECT_EQ(result.value.shape.rows, 3);
+  EXPECT_STREQ(MorvValGetString(MorvValGetArrayVal(&array, 1)), "text");
+  const MorvValue before = array;
+  morv::FailAllocationAt(3);
+  EXPECT_EQ(run(TakeMemory, taken), MORV_OUT_OF_MEMORY);
+  morv::FailAllocationAt(0);
+  EXPECT_STREQ(message, "FnTest: out of memory");
+  EXPECT_EQ(array.data, before.data) << "the target keeps what it held";
+
+  EXPECT_EQ(run(AddNumbers, {MorvDoubleValue(1), MorvIntegerValue(2)}), MORV_RETURNED);
+  EXPECT_EQ(result.value.number, 3.0);
+  EXPECT_EQ(run(AddNumbers, {MorvDoubleValue(1)}), MORV_REFUSED);
+  EXPECT_STREQ(message, "FnTest: argument 2 must be an integer, ") << "cut to the buffer";
+  EXPECT_EQ(run([](MorvValue *, MorvValue *, int) {}, {}), MORV_UNTOUCHED);
+  for (MorvValue *record : {&result, &matrix, &array}) MorvFreeByValue(record);
+  EXPECT_EQ(morv::LiveBlocks(), blocks);
+}
+
 TEST(Library, MissingFilesAndFunctionsAreNamed) {
   morv::Library library;
   EXPECT_NE(library.Open("no-such-library.so").find("no-such-library.so"), std::string::npos);
   Arguments args;
+  EXPECT_EQ(library.Open("libtessel13_morv_64.so"), "") << "a bare name is found beside the runtime";
   EXPECT_EQ(library.Call("FnNone", args).message, "FnNone: the library has no such function");
 }
 

@@ -8,21 +8,11 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <morv/host.hpp>
 
-#include <cmath>
 #include <fstream>
-#include <map>
 #include <sstream>
-#include <string>
-#include <vector>
 
-struct Argument {
-  char kind = '-';
-  int integer = 0, rows = 0, columns = 0;
-  double number = 0;
-  std::vector<double> cells;
-};
+#include "support/exports.h"
 
 struct Case {
   std::string name;
@@ -54,7 +44,8 @@ inline const std::map<std::string, std::vector<double>> &DataColumns() {
 
 inline Argument ParseArgument(const std::string &word) {
   Argument a;
-  a.kind = word[0];
+  a.kind = word[0] == '-' ? 'x' : word[0];
+  Cells &m = a.matrix;
   if (word.size() < 2) return a;
   std::istringstream text(word.substr(2));
   std::string cell;
@@ -62,8 +53,8 @@ inline Argument ParseArgument(const std::string &word) {
   if (a.kind == 'i') text >> a.integer;
   if (a.kind == 'd') text >> a.number;
   if (a.kind == 'm') {
-    text >> a.rows >> mark >> a.columns >> mark;
-    while (std::getline(text, cell, ',')) a.cells.push_back(std::stod(cell));
+    text >> m.rows >> mark >> m.columns >> mark;
+    while (std::getline(text, cell, ',')) m.values.push_back(std::stod(cell));
   }
   if (a.kind == 'c' || a.kind == 't') {
     std::size_t first = 0, last = 0;
@@ -72,10 +63,10 @@ inline Argument ParseArgument(const std::string &word) {
     while (std::getline(text, cell, ',')) columns.push_back(DataColumns().at(cell).data() + first);
     const std::size_t variables = columns.size(), observations = last - first + 1;
     for (std::size_t i = 0; i < variables * observations; ++i)
-      a.cells.push_back(a.kind == 'c' ? columns[i % variables][i / variables]
-                                      : columns[i / observations][i % observations]);
-    a.rows = static_cast<int>(a.kind == 'c' ? observations : variables);
-    a.columns = static_cast<int>(a.cells.size()) / a.rows;
+      m.values.push_back(a.kind == 'c' ? columns[i % variables][i / variables]
+                                       : columns[i / observations][i % observations]);
+    m.rows = static_cast<int>(a.kind == 'c' ? observations : variables);
+    m.columns = static_cast<int>(m.values.size()) / m.rows;
     a.kind = 'm';
   }
   return a;

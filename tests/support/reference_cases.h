@@ -16,26 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/failing_allocation.h"
-
-struct Cells {
-  int rows = 0, columns = 0;
-  std::vector<double> values;
-};
-
-struct Argument {
-  char kind = 'i';  // i, d, m, o as in the file, or x: declined
-  int integer = 0;
-  double number = 0;
-  Cells matrix;
-};
-
-inline Argument Int(int value) { return {'i', value, 0, {}}; }
-inline Argument Double(double value) { return {'d', 0, value, {}}; }
-inline Argument Mat(int rows, int columns, std::vector<double> values) {
-  return {'m', 0, 0, {rows, columns, std::move(values)}};
-}
-inline Argument Out() { return {'o', 0, 0, {}}; }
+#include "support/exports.h"
 
 struct Expected {
   bool sums = false;
@@ -102,41 +83,6 @@ inline std::vector<ReferenceCase> ReadReferenceCases(const std::string &file) {
   return cases;
 }
 
-// What a call left behind: its outcome and the outputs, each an integer of value -77 where nothing was written. The
-// matrices are copies, so that a call may change them.
-struct CaseRun {
-  CaseRun(std::vector<Argument> callArguments, const std::string &name, MorvFunction function)
-      : arguments(std::move(callArguments)), outputs(arguments.size()) {
-    morv::Arguments args;
-    for (std::size_t i = 0; i < arguments.size(); ++i) {
-      Argument &a = arguments[i];
-      outputs[i] = morv::Value::Integer(-77);
-      if (a.kind == 'i') args.Integer(a.integer);
-      if (a.kind == 'd') args.Double(a.number);
-      if (a.kind == 'm') args.Matrix(a.matrix.values.data(), a.matrix.rows, a.matrix.columns);
-      if (a.kind == 'o') args.Output(outputs[i]);
-      if (a.kind == 'x') args.Decline();
-    }
-    outcome = morv::Call(name, function, args);
-  }
-
-  bool Wrote(std::size_t position) const { return outputs[position].Tag() == MORV_MATRIX; }
-  bool WroteNothing() const {
-    return std::none_of(outputs.begin(), outputs.end(), [](const auto &value) { return value.Tag() == MORV_MATRIX; });
-  }
-  std::vector<double> At(int position) const {
-    const morv::Value &value = position < 0 ? outcome.result : outputs[static_cast<std::size_t>(position)];
-    if (value.Tag() == MORV_DOUBLE || value.Tag() == MORV_INTEGER) return {value.AsDouble()};
-    const auto cells = value.AsMatrix().Flat();
-    return {cells.begin(), cells.end()};
-  }
-  bool ReturnsMissing() const { return outcome.result.Tag() == MORV_DOUBLE && std::isnan(outcome.result.AsDouble()); }
-
-  std::vector<Argument> arguments;
-  std::vector<morv::Value> outputs;
-  morv::Outcome outcome;
-};
-
 inline void ExpectValues(const CaseRun &run, const Expected &expected) {
   std::vector<double> got = run.At(expected.position);
   const std::vector<double> &wanted = expected.cells.values;
@@ -150,78 +96,29 @@ inline void ExpectValues(const CaseRun &run, const Expected &expected) {
         << "output " << expected.position << ", cell " << i;
 }
 
-using ExportTable = std::map<std::string, MorvFunction>;
-
-// Every case gives its values; declining outputs (of those that `optional` names by export and first position) in any
-// combination changes no other result by a bit; and with an allocation failing the result and each output that was
-// written are the full ones or missing or zero, never something else.
-inline void ExpectReferenceCases(const std::string &file, const ExportTable &exports,
-                                 const std::map<std::string, std::size_t> &optional) {
+// Every case gives its values, and declining outputs (of those that `optional` names by export and first position) in
+// any combination changes no other result by a bit.
+inline void ExpectReferenceCases(const std::string &file, const std::map<std::string, std::size_t> &optional) {
   const std::vector<ReferenceCase> cases = ReadReferenceCases(file);
   ASSERT_FALSE(cases.empty()) << file;
   for (const ReferenceCase &c : cases) {
     SCOPED_TRACE(c.function + " " + c.name);
-    const CaseRun full(c.arguments, c.function, exports.at(c.function));
+    const CaseRun full = Call(c.function, c.arguments);
     ASSERT_TRUE(full.outcome.Returned()) << full.outcome.message;
     for (const Expected &expected : c.expected) ExpectValues(full, expected);
 
-    const auto same = [&](const CaseRun &run, int position, bool failing) {
-      const std::vector<double> a = run.At(position), b = full.At(position);
-      if (failing && position < 0 && run.outcome.Untouched()) return true;
-      bool empty = failing;
-      for (double x : a) empty = empty && (std::isnan(x) || x == 0 || x == -77);
-      return empty ||
-             (a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0));
-    };
     const auto last = static_cast<int>(c.arguments.size()) - 1;
     const std::size_t first = optional.contains(c.function) ? optional.at(c.function) : c.arguments.size();
     for (unsigned mask = 1; mask < 1U << (c.arguments.size() - first); ++mask) {
       std::vector<Argument> arguments = c.arguments;
       for (std::size_t i = first; i < arguments.size(); ++i)
         if (mask >> (i - first) & 1) arguments[i].kind = 'x';
-      const CaseRun run(arguments, c.function, exports.at(c.function));
+      const CaseRun run = Call(c.function, arguments);
       for (int i = -1; i <= last; ++i)
         EXPECT_TRUE(i >= 0 && arguments[static_cast<std::size_t>(i)].kind == 'x'
                         ? !run.Wrote(static_cast<std::size_t>(i))
-                        : same(run, i, false))
+                        : SameValue(run.ValueAt(i), full.ValueAt(i)))
             << "output " << i << ", declined " << mask;
-    }
-    if (c.arguments[0].matrix.rows > 20) continue;
-    ForEachFailingAllocation([&](bool failing) {
-      const CaseRun run(c.arguments, c.function, exports.at(c.function));
-      for (int i = -1; i <= last; ++i) EXPECT_TRUE(same(run, i, failing)) << "output " << i;
-    });
-  }
-}
-
-// Calls each export `rounds` times with arguments drawn at random: tags, sizes and values of every kind. `tags` gives
-// the tags that it expects, in order, with I for an integer that asks for no memory and may be the largest. The run
-// under AddressSanitizer is the test; here each call must come back.
-inline void CallAtRandom(const ExportTable &exports, const std::map<std::string, std::string> &tags, int rounds) {
-  unsigned long state = 12345;
-  const auto draw = [&](int n) {
-    state = state * 6364136223846793005UL + 1442695040888963407UL;
-    return static_cast<int>((state >> 33) % static_cast<unsigned long>(n));
-  };
-  const double odd[] = {NAN, HUGE_VAL, -HUGE_VAL, -1, 1e300, 1e-300, -0.5, 2147483648.0, 0.5};
-  const int integers[] = {-2147483647 - 1, -1, 100, 2147483647};
-  for (const auto &[name, signature] : tags) {
-    for (int round = 0; round < rounds; ++round) {
-      std::vector<Argument> arguments;
-      const int height = draw(4), width = draw(4);
-      for (char tag : signature) {
-        Argument &a = arguments.emplace_back();
-        a.kind = draw(60) == 0 ? "idmox"[draw(5)] : tag == 'I' ? 'i' : tag;
-        a.integer = draw(12) == 0 ? integers[draw(tag == 'I' ? 4 : 3)] : draw(4);
-        a.number = draw(4) == 0 ? odd[draw(9)] : draw(3);
-        // Often the sizes agree, so that calls get past the door.
-        a.matrix.rows = draw(3) == 0 ? draw(6) : height;
-        a.matrix.columns = draw(2) == 0 ? draw(9) : draw(2) == 0 ? 1 : width;
-        for (int i = 0; i < a.matrix.rows * a.matrix.columns; ++i)
-          a.matrix.values.push_back(draw(12) == 0 ? odd[draw(9)] : draw(3));
-      }
-      const CaseRun run(arguments, name, exports.at(name));
-      EXPECT_NE(run.outcome.status, morv::Outcome::Status::NotFound);
     }
   }
 }
