@@ -133,6 +133,10 @@ TEST(Examples, PrintTheirCheckedOutput) {
   }
   EXPECT_GE(count, 4);
   EXPECT_EQ(std::system(TESSEL_SOURCE_DIR "/examples/demo '" TESSEL_COMMAND "' >/dev/null"), 0);
+  for (const auto &page : std::filesystem::directory_iterator(TESSEL_SOURCE_DIR "/docs/examples")) {
+    const std::string run = TESSEL_SOURCE_DIR "/examples/page '" + page.path().string() + "' '" TESSEL_COMMAND "'";
+    EXPECT_EQ(std::system((run + " >/dev/null").c_str()), 0) << page.path();
+  }
 }
 
 }  // namespace
