@@ -121,7 +121,7 @@ std::int64_t PartitionWindow(C c, double pivot, std::int64_t i, std::int64_t j) 
     if (left >= right) return first + std::max(right, exchanged);
     Exchange(c, first + left, first + right);
     high &= high - 1;
-    low ^= std::uint64_t{1} << right;
+    low ^= std::bit_floor(low);
     exchanged = left;
   }
 }
