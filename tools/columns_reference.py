@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The tables of tests/end_to_end/algebra_columns_test.cpp and tests/algebra/sort_test.cpp: statsmodels, numpy and scipy
+"""The tables of tests/end_to_end/algebra_columns_test.cpp and tests/algebra/columns_test.cpp: statsmodels, numpy and scipy
 over a run of the observations 1 to 10 of the series below, with dense matrices, and plain transcriptions of the search
 for a smoothing parameter and of the sort."""
 import math

@@ -55,6 +55,26 @@ struct Predictor {
   }
 };
 
+// Steps k to k + kSteps - 1 of a settled recursion, with one pass over the solution. Each step adds a multiple of the
+// prediction vector to the elements before its own; all but the nearest ones, which the next step looks at, can wait
+// for the last step. The additions to an element keep their order.
+constexpr int kSteps = 4;
+
+[[gnu::noinline]] void SolveSteps(const Predictor &p, int k, double *rhs) {
+  const int near = k - (p.b - 1), far = k + kSteps - 1 - p.length;
+  double next[kSteps];
+  const auto add = [&](int step, int i) { rhs[i] += next[step] * p.end[i - k - step]; };
+  for (int step = 0; step < kSteps; ++step) {
+    double *own = rhs + k + step;
+    *own = next[step] = (*own - p.BandSum(own, k + step)) / p.pivot;
+    for (int i = k + step - p.length; i < far; ++i) add(step, i);
+    for (int i = near; i < k + step; ++i) add(step, i);
+  }
+  const double *a = p.end - k - kSteps + 1;
+  for (int i = far; i < near; ++i)
+    rhs[i] = rhs[i] + next[0] * a[i + 3] + next[1] * a[i + 2] + next[2] * a[i + 1] + next[3] * a[i];
+}
+
 }  // namespace
 
 int ToeplitzSolve(const double *t, int b, int m, double *rhs, double *work) {
@@ -63,6 +83,12 @@ int ToeplitzSolve(const double *t, int b, int m, double *rhs, double *work) {
   rhs[0] /= predictor.pivot;
   double logPivot = std::log(predictor.pivot), logDet = logPivot;
   for (int k = 1; k < m; ++k) {
+    if (predictor.Settled() && predictor.length > b + kSteps && k + kSteps <= m) {
+      SolveSteps(predictor, k, rhs);
+      logDet += kSteps * logPivot;
+      k += kSteps - 1;
+      continue;
+    }
     if (!predictor.Settled()) {
       predictor.Grow();
       if (predictor.pivot == 0) return 1;

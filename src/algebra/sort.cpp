@@ -2,6 +2,7 @@
 #include "algebra/sort.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <utility>
 
@@ -14,6 +15,7 @@ namespace {
 
 constexpr int kDeepest = 32;  // levels of partitioning before the heapsort
 constexpr std::int64_t kBlock = 16;
+constexpr std::int64_t kWindow = 64;  // cells that a word of bits stands for
 
 // A column with its companion, or alone.
 struct Column {
@@ -75,12 +77,12 @@ struct Misplaced {
 
 // The exchanges of Hoare's partition between i and j, as far as whole blocks on either side go: first the misplaced
 // cells of a block are listed, without a branch, then they are exchanged in pairs (Edelkamp and Weiss 2016,
-// BlockQuicksort). Pairs and order are those of the plain loop, which goes on from the new i and j.
+// BlockQuicksort). Pairs and order are those of the plain loop. At most kWindow cells are left between the new i and j.
 template <class C>
 void PartitionBlocks(C c, double pivot, std::int64_t &i, std::int64_t &j) {
   Misplaced left, right;
   std::int64_t leftEnd = i + 1, rightEnd = j - 1;  // the next cells to look at
-  while (rightEnd - leftEnd >= 2 * kBlock) {
+  while (rightEnd - leftEnd >= kWindow - kBlock) {
     if (left.Empty()) {
       left.next = left.count = 0;
       for (const std::int64_t end = leftEnd + kBlock; leftEnd < end; ++leftEnd) {
@@ -101,6 +103,29 @@ void PartitionBlocks(C c, double pivot, std::int64_t &i, std::int64_t &j) {
   j = (right.Empty() ? rightEnd : right.at[right.next]) + 1;
 }
 
+// The rest of the partition, for the cells between i and j: bit s of a mask tells on which side of the pivot cell
+// i + 1 + s may stand. Both indices look at original cells until they cross; then j stops at the next cell at or below
+// the pivot, or at the last one that was exchanged, or at i.
+template <class C>
+std::int64_t PartitionWindow(C c, double pivot, std::int64_t i, std::int64_t j) {
+  const std::int64_t first = i + 1;
+  std::uint64_t high = 0, low = 0;
+  for (std::int64_t s = 0; s < j - first; ++s) {
+    const double key = c.key[first + s];
+    high |= std::uint64_t{key >= pivot} << s;
+    low |= std::uint64_t{key <= pivot} << s;
+  }
+  int exchanged = -1;
+  for (;;) {
+    const int left = std::countr_zero(high), right = 63 - std::countl_zero(low);
+    if (left >= right) return first + std::max(right, exchanged);
+    Exchange(c, first + left, first + right);
+    high &= high - 1;
+    low ^= std::uint64_t{1} << right;
+    exchanged = left;
+  }
+}
+
 // Hoare's partition around the median of three, for at least three cells: cells lo to p are at or below the pivot,
 // cells p + 1 to hi at or above it.
 template <class C>
@@ -112,14 +137,7 @@ std::int64_t Partition(C c, std::int64_t lo, std::int64_t hi) {
   const double pivot = c.key[middle];
   std::int64_t i = lo - 1, j = hi + 1;
   PartitionBlocks(c, pivot, i, j);
-  for (;;) {
-    do ++i;
-    while (c.key[i] < pivot);
-    do --j;
-    while (c.key[j] > pivot);
-    if (i >= j) return j;
-    Exchange(c, i, j);
-  }
+  return PartitionWindow(c, pivot, i, j);
 }
 
 // Up to four cells.

@@ -3,17 +3,16 @@
 // One generator serves the whole process, with one state and no lock: MWC_52 from the start, until RanSelect names
 // another. RanInit comes first; before it the 256 words of MWC8222 and the tables of its normals are zero.
 //
-//   names                            generator                                       uniform, in (0,1) unless told
-//   words PM, LCG31                        Park and Miller (1988, 1993), Communications    31 bits 1
-//                                    of the ACM 31 and 36: multiplier 48271
-//   GM, MWC60                        Marsaglia (1999): two 16-bit                    32 bits, in [0,1)              2
-//                                    multiply-with-carry
-//   LE, LFSR113                      L'Ecuyer (1999), Mathematics of Computation     32 bits, in [0,1)              4
-//                                    68: combined Tausworthe
-//   MWC_32, MWC8222, MWC32           Marsaglia (2003), Communications of the ACM     32 bits                        258
-//                                    46: multiply-with-carry of lag 256
-//   MWC_52, MWC8222_52, MWC52,       the same generator, with the same state, two    52 bits                        258
-//   default                          steps a draw
+//   names                    words  uniform                    generator
+//   PM, LCG31                1      31 bits, in (0,1)          Park and Miller (1988, 1993), Communications of the ACM
+//                                                              31 and 36: multiplier 48271
+//   GM, MWC60                2      32 bits, in [0,1)          Marsaglia (1999): two 16-bit multiply-with-carry
+//   LE, LFSR113              4      32 bits, in [0,1)          L'Ecuyer (1999), Mathematics of Computation 68: combined
+//                                                              Tausworthe
+//   MWC_32, MWC8222, MWC32   258    32 bits, in (0,1)          Marsaglia (2003), Communications of the ACM 46:
+//                                                              multiply-with-carry of lag 256
+//   MWC_52, MWC8222_52,      258    52 bits, in (0,1), of two  the same generator, with the same state
+//   MWC52, default                  steps
 //
 // Seeds. `setSeed` with a null pointer restores the default state of its generator. Otherwise:
 //   PM     one word, whatever the count: a negative one is raised by 2^31 - 1, 0 is the default. Words that the
