@@ -123,24 +123,24 @@ AddObservationFunction MachineAddObservation() {
 void MomentCovariance(RowMatrix a, int m, RowMatrix b, int n, int observations, bool autocovariances, RowMatrix out) {
   const int size = m * n, lags = autocovariances ? BartlettLags(observations) : 0;
   MatZero(out, size, size);
-  // Row l of `moments`: the moments of l observations ago, zero before the first.
+  const int depth = lags + 1;
+  // A ring of the moments of as many observations, zero before the first; `past` holds the ring twice, so that the
+  // pointers from any place on tell the moments of 0, 1, 2, ... observations ago.
   const std::int64_t stride = (static_cast<std::int64_t>(size) + kPadding - 1) / kPadding * kPadding;
-  const auto moments = OwnedBlock<double>::Zeroed((lags + 1) * stride),
-             sums = OwnedBlock<double>::Zeroed(stride * stride);
-  const OwnedBlock<double *> past(lags + 1);
-  const OwnedBlock<double> weight(lags + 1);
+  const auto moments = OwnedBlock<double>::Zeroed(depth * stride), sums = OwnedBlock<double>::Zeroed(stride * stride);
+  const OwnedBlock<double *> past(std::int64_t{2} * depth);
+  const OwnedBlock<double> weight(depth);
   if (!moments || !sums || !past || !weight) return;
   for (int l = 0; l <= lags; ++l) {
-    past[l] = moments.get() + l * stride;
-    weight[l] = 1.0 - static_cast<double>(l) / (lags + 1);
+    past[l] = past[depth + l] = moments.get() + l * stride;
+    weight[l] = 1.0 - static_cast<double>(l) / depth;
   }
 
-  const History history = {past.get(), weight.get(), lags};
   const AddObservationFunction addObservation = MachineAddObservation();
   for (int t = 0; t < observations; ++t) {
-    for (int l = lags; l > 0; --l) std::swap(past[l], past[l - 1]);
+    const History history = {past.get() + (depth - 1 - t % depth), weight.get(), lags};
     for (int i = 0; i < m; ++i)
-      for (int j = 0; j < n; ++j) past[0][i * n + j] = b[t][j] * a[t][i];
+      for (int j = 0; j < n; ++j) history.past[0][i * n + j] = b[t][j] * a[t][i];
     addObservation(history, size, stride, sums.get());
   }
   for (int p = 0; p < size; ++p)
