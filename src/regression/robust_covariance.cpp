@@ -137,8 +137,10 @@ void MomentCovariance(RowMatrix a, int m, RowMatrix b, int n, int observations, 
   }
 
   const AddObservationFunction addObservation = MachineAddObservation();
+  int place = 0;  // of the current observation in the ring
   for (int t = 0; t < observations; ++t) {
-    const History history = {past.get() + (depth - 1 - t % depth), weight.get(), lags};
+    place = place == 0 ? lags : place - 1;
+    const History history = {past.get() + place, weight.get(), lags};
     for (int i = 0; i < m; ++i)
       for (int j = 0; j < n; ++j) history.past[0][i * n + j] = b[t][j] * a[t][i];
     addObservation(history, size, stride, sums.get());
