@@ -20,7 +20,7 @@ std::string_view NextPiece(std::string_view text) {
   if (text.starts_with("\"")) return upTo(text.find('"', 1), 1);
   const auto isWord = [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_'; };
   const auto length = std::ranges::find_if_not(text, isWord) - text.begin();
-  return text.substr(0, std::max<std::ptrdiff_t>(length, 1));
+  return text.substr(0, static_cast<std::size_t>(std::max<std::ptrdiff_t>(length, 1)));
 }
 
 bool IsComment(std::string_view piece) { return piece.starts_with("/*") || piece.starts_with("//"); }

@@ -105,6 +105,7 @@ TEST(Sort, NothingToSort) {
 TEST(Spectral, CorrelogramIsThePlainSum) {
   for (const auto &[n, gap] : {std::pair{1000, 0}, {777, 7}, {65, 3}}) {
     const Series x = Wave(n, gap);
+    const std::ptrdiff_t last = n - 1;
     double sum = 0, count = 0;
     for (const double v : x)
       if (!std::isnan(v)) sum += v, ++count;
@@ -112,7 +113,7 @@ TEST(Spectral, CorrelogramIsThePlainSum) {
         Generate(n, [&](int i) { return std::isnan(x.data()[i]) ? 0 : x.data()[i] - sum / count; });
     const auto products = [&](int k) {
       double total = 0;
-      for (const double *d = deviations.data(), *end = d + n; d + k < end; ++d) total += d[0] * d[k];
+      for (const double *d = deviations.data(), *end = d + last; d + k <= end; ++d) total += d[0] * d[k];
       return total;
     };
     Series out(x.size());
