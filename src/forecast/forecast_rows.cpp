@@ -7,6 +7,7 @@ namespace tessel {
 
 namespace {
 
+// Pairs: a vector of four would be kept in memory where the machine code has pairs alone.
 using Pair [[gnu::vector_size(16)]] = double;
 using PairAnywhere [[gnu::vector_size(16), gnu::aligned(8), gnu::may_alias]] = double;
 

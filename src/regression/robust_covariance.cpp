@@ -3,9 +3,9 @@
 
 #include <cmath>
 #include <cstring>
-#include <utility>
 
 #include "host/heap.h"
+#include "linalg/four.h"
 #include "linalg/moments.h"
 
 namespace tessel {
@@ -46,7 +46,6 @@ namespace {
 
 // Neighbouring cells of a row.
 using Pair [[gnu::vector_size(16)]] = double;
-using Four [[gnu::vector_size(32)]] = double;
 
 template <class Vector>
 [[gnu::always_inline]] inline void Load(const double *cells, Vector *v) {
