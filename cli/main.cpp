@@ -85,6 +85,7 @@ CLI::App *AddFit(CLI::App &app, FitOptions &fit) {
       ->check(CLI::Range(1, 17));
   fit.output.file.clear();
   AddOutputOptions(*command, fit.output, "CSV file for the variables at the estimates");
+  for (const char *option : {"--only", "--added"}) command->get_option(option)->needs(command->get_option("--output"));
   return command;
 }
 
