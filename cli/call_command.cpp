@@ -105,7 +105,7 @@ Json CallOne(const morv::Library &library, const std::string &name, const std::s
     Fail(path, name + " takes " + std::to_string(entry.arguments) + " arguments, the file has " +
                    std::to_string(arguments.size()));
   const std::size_t slash = path.rfind('/');
-  const std::string folder = path == "-" || slash == std::string::npos ? "." : path.substr(0, slash);
+  const std::string folder = path == "-" || slash == std::string::npos ? "." : path.substr(0, slash + 1);
   CallArguments call;
   for (std::size_t i = 0; i < arguments.size(); ++i)
     AddArgument(call, arguments[i], named, folder, path + ": argument " + std::to_string(i + 1));
