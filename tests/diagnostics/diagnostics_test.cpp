@@ -62,6 +62,12 @@ TEST(Comfac, Statuses) {
       {"a negative scale", 4, {7, 7, 1, 1}, {0, 1, 0, 1}, {0, 0, 0, 0}, {0.5, 1, 1}, -1},
       {"a missing coefficient", 4, {7, 7, 1, 1}, {0, 1, 0, 1}, {0, 0, 0, 0}, {NAN, 1, 1}},
       {"a leading coefficient of 0", 4, {7, 7, 1, 1}, {0, 1, 0, 1}, {0, 0, 0, 0}, {0.5, 0, 1}},
+      {"in one restriction of two",
+       4,
+       {7, 7, 1, 1, 2, 2, 2},
+       {0, 1, 0, 1, 0, 1, 2},
+       {0, 0, 0, 0, 0, 0, 0},
+       {0, 1, 0, 0, 0, 1}},
   };
   for (const ComfacCase &c : cases) {
     const CaseRun run = Comfac(c);
