@@ -138,6 +138,7 @@ TEST(Encompassing, Statuses) {
       {"a repeated regressor", 3, {{0, with(x1, 12, {1, 1, 1, 1, 1, 1})}}},
       {"a regressor without variation or missing", 3, {{0, with(x1, 12, {0, 0, 0, 0, 0, 0})}}},
       {"a missing observation", 4, {{0, with(x1, 12, {0, 1, NAN, 4, 3, 5})}}},
+      {"a missing dependent observation of one model", 4, {{4, with(x2, 0, {1, 3, NAN, 5, 4, 6})}}},
       {"a perfect fit", 4, {{0, with(x1, 12, y)}}},
       {"as many regressors as observations",
        4,
