@@ -98,13 +98,18 @@ bool Workspace::Run(const Range &range, std::span<const double> parameters) {
 
 std::vector<std::string> Workspace::Names() {
   std::vector<std::string> names;
-  for (int i = 0;; ++i) {
+  // A program can make one variable with an empty name, out of a name of blanks: the second empty name is the end.
+  for (int i = 0, empty = 0; empty < 2; ++i) {
     morv::Arguments args;
     args.Integer(i);
     const morv::Outcome outcome = Call("FnGetAlgebraName", args);
-    if (!outcome.Returned() || outcome.result.AsText().empty()) return names;
-    names.emplace_back(outcome.result.AsText());
+    if (!outcome.Returned()) break;
+    if (outcome.result.AsText().empty())
+      ++empty;
+    else
+      names.emplace_back(outcome.result.AsText());
   }
+  return names;
 }
 
 std::vector<std::string> Workspace::AddedNames() {

@@ -190,7 +190,7 @@ inline std::vector<Argument> SoundCall(const std::string &name, Draw &d) {
 
 // Another size: the cells that there are, over and over.
 inline void Resize(Cells &matrix, int rows, int columns) {
-  constexpr int most = 2048;
+  constexpr int most = 1024;
   const std::vector<double> old = std::move(matrix.values);
   matrix = {std::min(rows, most), std::min(columns, most), {}};
   for (int i = 0; i < matrix.rows * matrix.columns; ++i)
@@ -237,7 +237,7 @@ inline void Disturb(std::vector<Argument> &call, Draw &d) {
       else if (choice < 7)
         Resize(m, m.rows, d.Below(12));
       else if (choice == 7)
-        Resize(m, 1 + d.Below(2048), d.Below(3));
+        Resize(m, 1 + d.Below(1024), d.Below(3));
       else if (choice == 8)
         m = {0, WildInteger(d) & std::numeric_limits<int>::max(), {}};
       else if (choice == 9)
@@ -264,7 +264,10 @@ inline std::vector<DrawnCall> DrawCalls(std::span<const std::uint8_t> text) {
   const auto add = [&](const std::string &name, int disturbances) {
     Draw draw{bytes};
     calls.push_back({name, SoundCall(name, draw)});
-    for (int i = 0; i < disturbances; ++i) Disturb(calls.back().arguments, draw);
+    std::vector<Argument> &arguments = calls.back().arguments;
+    for (int i = 0; i < disturbances; ++i) Disturb(arguments, draw);
+    // A truncated model sums over the counts up to this argument for each observation.
+    if (name == "FnCountJD" && arguments.size() > 4) arguments[4].integer = std::min(arguments[4].integer, 65536);
   };
   if (bytes.Below(4) != 3) add("FnInitAlgebraNls", 0);
   while (!bytes.Empty() && calls.size() < 16) {

@@ -1,5 +1,6 @@
 // Built-in smoothers: each fills its destination over the run.
 #include "algebra/functions.h"
+#include "algebra/operators.h"
 #include "algebra/smooth.h"
 
 namespace tessel {
@@ -19,6 +20,7 @@ double Smoothed(AlgebraContext *context, const double *args, SmoothFunction smoo
   if (MustFill(context, target, kFewest)) {
     const int a = context->firstObs, n = context->lastObs - a + 1;
     if (!smooth(x + a, n, args[1], target.data + a)) ReportNoMemory(context);
+    SetNansMissing(target.data + a, n);
   }
   return target.data[context->currentObs];
 }

@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "algebra/functions.h"
+#include "algebra/operators.h"
 #include "algebra/spectral.h"
 #include "host/heap.h"
 
@@ -25,6 +26,7 @@ double Transformed(AlgebraContext *context, const double *args, Transform transf
     DbMarkChanged(context->database, positions.handle);
     const int a = context->firstObs, n = context->lastObs - a + 1;
     if (!transform(x + a, n, values.data + a, positions.data + a)) ReportNoMemory(context);
+    SetNansMissing(values.data + a, n);
   }
   return values.data[context->currentObs];
 }

@@ -254,7 +254,7 @@ void CallBlock(AlgebraContext *context, const FunctionRow &row, const double *co
     if (stretch == 0) out[i] = CallFunction(context, row, args);
     i += std::max(stretch, 1);
   }
-  if (row.stretch != nullptr) std::transform(out, out + count, out, OrMissing);
+  if (row.stretch != nullptr) SetNansMissing(out, count);
 }
 
 void RunStepInBlock(AlgebraContext *context, BlockStack &stack, const Step &step, int t, int count) {

@@ -13,6 +13,9 @@
 namespace tessel {
 
 inline double OrMissing(double x) { return x == x ? x : MissingValue(); }
+inline void SetNansMissing(double *cells, int n) {
+  for (int i = 0; i < n; ++i) cells[i] = OrMissing(cells[i]);
+}
 inline double Truth(bool holds) { return holds ? 1.0 : 0.0; }
 inline bool IsNan(double x) { return x != x; }
 

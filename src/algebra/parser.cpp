@@ -2,7 +2,6 @@
 #include "algebra/parser.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -314,26 +313,29 @@ bool TakeTwoMore(Compiler &compiler, Token separator, double (&parts)[2]) {
   return true;
 }
 
-bool IsWhole(double value) { return value == std::trunc(value) && std::fabs(value) <= std::numeric_limits<int>::max(); }
+// Whether a constant's text is digits alone, so that `1.0 - 0.5 - 0.25` stays arithmetic.
+bool IsWhole(const char *text) {
+  return text[std::strspn(text, "0123456789")] == '\0' && ConstantValue(text) <= std::numeric_limits<int>::max();
+}
 
-bool TakeTime(Compiler &compiler, double hours, double *value) {
+bool TakeTime(Compiler &compiler, const char *hours, double *value) {
   double parts[2];
   if (!IsWhole(hours) || !TakeTwoMore(compiler, TokColon, parts)) return false;
   const int hundredths = TruncateToInt(parts[1] * 100.0);
-  *value = TimeFromHms(TruncateToInt(hours), TruncateToInt(parts[0]), hundredths / 100, hundredths % 100);
+  *value =
+      TimeFromHms(TruncateToInt(ConstantValue(hours)), TruncateToInt(parts[0]), hundredths / 100, hundredths % 100);
   return true;
 }
 
 // A date may be followed at once by a time.
-bool TakeDate(Compiler &compiler, double year, double *value) {
+bool TakeDate(Compiler &compiler, const char *year, double *value) {
   double parts[2];
   if (!IsWhole(year) || !TakeTwoMore(compiler, TokMinus, parts)) return false;
-  *value = DateFromYmd(TruncateToInt(year), TruncateToInt(parts[0]), TruncateToInt(parts[1]));
+  *value = DateFromYmd(TruncateToInt(ConstantValue(year)), TruncateToInt(parts[0]), TruncateToInt(parts[1]));
   const unsigned char *afterDate = compiler.context->cursor;
   if (*afterDate == TokConstant) {
     double time = 0.0;
-    const double hours = ConstantValue(TakeText(compiler));
-    if (TakeTime(compiler, hours, &time)) {
+    if (TakeTime(compiler, TakeText(compiler), &time)) {
       *value += time;
     } else {
       compiler.context->cursor = afterDate;
@@ -343,11 +345,11 @@ bool TakeDate(Compiler &compiler, double year, double *value) {
 }
 
 // number
-// number `-` number `-` number      a date, the first number whole
-// number `:` number `:` number      a time, the first number whole
+// number `-` number `-` number      a date, the first number written without a point
+// number `:` number `:` number      a time, the first number written without a point
 void ParseNumber(Compiler &compiler) {
-  const double number = ConstantValue(TakeText(compiler));
-  double value = number;
+  const char *number = TakeText(compiler);
+  double value = ConstantValue(number);
   if (!TakeDate(compiler, number, &value)) TakeTime(compiler, number, &value);
   Emit(compiler, OpConstant, NumberSlot(compiler, value));
 }

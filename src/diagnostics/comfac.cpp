@@ -211,6 +211,12 @@ void ScaleToUnitDiagonal(double *g, RowMatrix s, int n, double *d) {
   }
 }
 
+bool AllFinite(RowMatrix s, int n) {
+  return std::all_of(s, s + n, [n](const double *row) {
+    return std::all_of(row, row + n, [](double x) { return std::isfinite(x); });
+  });
+}
+
 double QuadraticForm(const double *g, RowMatrix s, int n) {
   double sum = 0;
   for (int i = 0; i < n; ++i) {
@@ -237,7 +243,7 @@ ComfacStatus WaldStatistic(Elimination *elimination, int r, int coefficients, Ro
   for (int i = 0; i < n; ++i)
     for (int j = 0; j < n; ++j) s[i][j] *= c;
   ScaleToUnitDiagonal(values, s.get(), n, work);
-  const bool finite = std::isfinite(s[0][0]);
+  const bool finite = AllFinite(s.get(), n);
   if (MatInvertSpd(s.get(), n) != 0) return ComfacStatus::NoStatistic;
   if (finite && IsMissing(s[0][0])) return ComfacStatus::NoMemory;  // all cells are, then
   *statistic = QuadraticForm(values, s.get(), n);

@@ -51,13 +51,13 @@ EncompassingStatus InvertMoments(RowMatrix a, int n) {
 // Inner products of the dependent variable y and the union X of the regressors, before and after the projection P on
 // the union of the instruments.
 struct Moments {
-  explicit Moments(int regressors) : m(regressors), xx(m, m), xPx(m, m), yx(1, m), yPx(1, m) {}
+  explicit Moments(int regressors) : m(regressors), xx(m, m), xPx(m, m), yx(1, m), y2x(1, m), yPx(1, m) {}
 
-  bool Allocated() const { return xx && xPx && yx && yPx; }
+  bool Allocated() const { return xx && xPx && yx && y2x && yPx; }
 
   int m;
   OwnedMatrix xx, xPx;
-  OwnedMatrix yx, yPx;  // one row
+  OwnedMatrix yx, y2x, yPx;  // one row; y2: the dependent variable as the second model has it
   double yy = 0, yPy = 0;
 };
 
@@ -82,7 +82,7 @@ struct DistinctRows {
   int count = 0;               // 0 without memory
 };
 
-EncompassingStatus FormMoments(double *y, const RowUnion &w, const RowUnion &x, int T, Moments *out) {
+EncompassingStatus FormMoments(double *y, double *y2, const RowUnion &w, const RowUnion &x, int T, Moments *out) {
   const int n = w.count, m = x.count;
   const DistinctRows z(y, x, w);
   const OwnedMatrix zz(z.count, z.count);
@@ -91,6 +91,7 @@ EncompassingStatus FormMoments(double *y, const RowUnion &w, const RowUnion &x, 
   MatCrossRows(z.rows.get(), z.count, 0, T - 1, zz.get());
   out->yy = zz[0][0];
   std::copy_n(zz[0] + 1, m, out->yx[0]);
+  MatCrossRows2(&y2, 1, 0, T - 1, x.rows.get(), m, out->y2x.get());
   for (int i = 0; i < m; ++i) std::copy_n(zz[1 + i] + 1, m, out->xx[i]);
   for (int j = 0; j < n; ++j) {
     const double *products = zz[z.instrument[j]];
@@ -124,7 +125,7 @@ struct Estimate {
   double s = 0;  // residual variance
 };
 
-EncompassingStatus EstimateModel(const Moments &moments, int T, Estimate *e) {
+EncompassingStatus EstimateModel(const Moments &moments, const double *yx, int T, Estimate *e) {
   const int k = e->k;
   if (!e->Allocated()) return EncompassingStatus::NoMemory;
   for (int i = 0; i < k; ++i) {
@@ -142,7 +143,7 @@ EncompassingStatus EstimateModel(const Moments &moments, int T, Estimate *e) {
     const double *xx = moments.xx[e->Place(i)];
     double row = 0;
     for (int j = 0; j < k; ++j) row += xx[e->Place(j)] * b[j];
-    cross += moments.yx[0][e->Place(i)] * b[i];
+    cross += yx[e->Place(i)] * b[i];
     square += b[i] * row;
   }
   e->s = T > k ? (moments.yy - 2 * cross + square) / (T - k) : 0;
@@ -194,11 +195,9 @@ void StoreStatistics(const Moments &moments, const Estimate &own, const Estimate
 
 EncompassingStatus Compare(const Moments &moments, const RowUnion &x, int k1, int k2, int T, double *statistics) {
   Estimate e1(nullptr, k1), e2(x.place2.get(), k2), joint(nullptr, x.count);
-  EncompassingStatus status = EncompassingStatus::Success;
-  for (Estimate *e : {&e1, &e2}) {
-    status = EstimateModel(moments, T, e);
-    if (status != EncompassingStatus::Success) return status;
-  }
+  EncompassingStatus status = EstimateModel(moments, moments.yx[0], T, &e1);
+  if (status == EncompassingStatus::Success) status = EstimateModel(moments, moments.y2x[0], T, &e2);
+  if (status != EncompassingStatus::Success) return status;
   Contrast contrast1, contrast2;
   if (!ContrastWith(moments, e1, e2, &contrast1) || !ContrastWith(moments, e2, e1, &contrast2))
     return EncompassingStatus::NoMemory;
@@ -206,7 +205,7 @@ EncompassingStatus Compare(const Moments &moments, const RowUnion &x, int k1, in
     return e.s > 0 && e.q < moments.yy && contrast.c < moments.yy && contrast.d < contrast.c;
   };
   if (!positive(e1, contrast1) || !positive(e2, contrast2)) return EncompassingStatus::NotPositive;
-  status = EstimateModel(moments, T, &joint);
+  status = EstimateModel(moments, moments.yx[0], T, &joint);
   if (status != EncompassingStatus::Success) return status;
   if (!(joint.s > 0)) return EncompassingStatus::NotPositive;
 
@@ -231,7 +230,7 @@ EncompassingStatus Encompassing(const IvModel &first, const IvModel &second, int
 
   Moments moments(m);
   if (!moments.Allocated()) return EncompassingStatus::NoMemory;
-  EncompassingStatus status = FormMoments(first.rows[0], w, x, T, &moments);
+  EncompassingStatus status = FormMoments(first.rows[0], second.rows[0], w, x, T, &moments);
   if (status == EncompassingStatus::Success) status = Compare(moments, x, k1, k2, T, result->statistics);
   result->index = std::move(w.origin);
   return status;

@@ -52,24 +52,19 @@ int HStepForecast(const ForecastModel &model, const ForecastUncertainty &uncerta
 }  // namespace
 
 int Forecast(const ForecastModel &model, const ForecastUncertainty &uncertainty, int t1, int t2, int h, RowMatrix se) {
-  const int nY = model.rows.nY, last = model.rows.Results() - 1, before = model.base - 1;
+  const int before = model.base - 1;
   AnalyticErrors common;
   OwnedMatrix known;  // of the observation before the forecasts, which derivatives with identities write to
   if (se != nullptr && model.rows.nIdent == 0) {
     common = NewAnalyticErrors(model, uncertainty, h > 0 ? h : t2 - t1 + 1);
     if (!common) return 0;
   } else if (se != nullptr) {
-    known = OwnedMatrix(model.rows.Results(), 1);
+    known = SaveObservations(model.rows, before, 1);
     if (!known) return 0;
-    AlgebraGetRows(known.get(), 0, nY - 1, 0, 0, before);
-    AlgebraGetRows(known.get(), nY, last, 0, AlgebraFirstAdded(), before);
   }
   const int done = h > 0 ? HStepForecast(model, uncertainty, common, t1, t2, h, se)
                          : ForecastWithSE(model, uncertainty, common, t1, t2, 0, se);
-  if (known) {
-    AlgebraPutRows(known.get(), 0, nY - 1, 0, 0, before);
-    AlgebraPutRows(known.get(), nY, last, 0, AlgebraFirstAdded(), before);
-  }
+  if (known) RestoreObservations(model.rows, known.get(), before, 1);
   return done;
 }
 

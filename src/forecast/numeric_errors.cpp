@@ -34,11 +34,13 @@ struct Jacobians {
 };
 
 // Column `column` of the Jacobians of all rows over a to b: their derivative with respect to a cell. One pair of passes
-// gives all horizons. prepare() is called before each pass.
+// gives all horizons: each begins with the observations of the plain pass in the database, so that a lead in an
+// identity reads the same in both. prepare() is called before each pass.
 template <class Prepare>
-void PathDerivative(const ForecastModel &model, double *cell, int a, int b, const Jacobians &out, int column,
-                    Prepare prepare) {
+void PathDerivative(const ForecastModel &model, RowMatrix plain, double *cell, int a, int b, const Jacobians &out,
+                    int column, Prepare prepare) {
   const double width = Disturb(cell, [&](int sign) {
+    RestoreObservations(model.rows, plain, model.base, b - a + 1);
     prepare();
     ForecastRecursion(model, a, b, DerivativePass);
     for (int t = a; t <= b; ++t)
@@ -72,14 +74,15 @@ void IdentityJacobian(const ForecastModel &model, int a, RowMatrix j) {
 }
 
 // The derivatives of the columns a to b with respect to the endogenous variables just before a: how an error travels.
-void DynamicJacobian(const ForecastModel &model, int a, int b, const Jacobians &out) {
+void DynamicJacobian(const ForecastModel &model, RowMatrix plain, int a, int b, const Jacobians &out) {
   const auto putHistory = [&] { PutEndogenous(model.rows, a - 1, model.base - 1); };
-  for (int i = 0; i < model.rows.nY; ++i) PathDerivative(model, &model.rows[i][a - 1], a, b, out, i, putHistory);
+  for (int i = 0; i < model.rows.nY; ++i) PathDerivative(model, plain, &model.rows[i][a - 1], a, b, out, i, putHistory);
   putHistory();
 }
 
 // Variances of the errors of the equations, summed over the steps.
-int ErrorVariance(const ForecastModel &model, const ForecastUncertainty &uncertainty, int a, int b, RowMatrix se) {
+int ErrorVariance(const ForecastModel &model, const ForecastUncertainty &uncertainty, RowMatrix plain, int a, int b,
+                  RowMatrix se) {
   const int nY = model.rows.nY, results = model.rows.Results(), last = b - a;
   const Jacobians jacobians(std::max(last, 1), results, nY);
   const OwnedMatrix variance(results, results), term(results, results);
@@ -87,7 +90,7 @@ int ErrorVariance(const ForecastModel &model, const ForecastUncertainty &uncerta
 
   IdentityJacobian(model, a, jacobians.At(0));
   if (MatSandwich(jacobians.At(0), results, uncertainty.omega, nY, variance.get()) == nullptr) return 0;
-  if (last > 0) DynamicJacobian(model, a, b - 1, jacobians);
+  if (last > 0) DynamicJacobian(model, plain, a, b - 1, jacobians);
   for (int k = 0;; ++k) {
     for (int r = 0; r < results; ++r) se[r][k] = StandardError(variance[r][r]);
     if (k == last) return 1;
@@ -97,15 +100,16 @@ int ErrorVariance(const ForecastModel &model, const ForecastUncertainty &uncerta
 }
 
 // Adds the variances that come from the coefficients.
-int AddParameterVariance(const ForecastModel &model, const ForecastUncertainty &uncertainty, int a, int b,
-                         RowMatrix se) {
+int AddParameterVariance(const ForecastModel &model, const ForecastUncertainty &uncertainty, RowMatrix plain, int a,
+                         int b, RowMatrix se) {
   const int nX = model.rows.nX, coefficients = model.rows.nY * nX, results = model.rows.Results();
   const Jacobians derivatives(std::int64_t{b} - a + 1, results, coefficients);
   const OwnedMatrix variance(results, results);
   if (!derivatives.cells || !variance) return 0;
 
   for (int i = 0; i < model.rows.nY; ++i)
-    for (int j = 0; j < nX; ++j) PathDerivative(model, &model.piColumns[j][i], a, b, derivatives, i * nX + j, [] {});
+    for (int j = 0; j < nX; ++j)
+      PathDerivative(model, plain, &model.piColumns[j][i], a, b, derivatives, i * nX + j, [] {});
   for (int k = 0; k <= b - a; ++k) {
     if (!ParameterVariance(uncertainty, derivatives.At(k), results, coefficients, variance.get())) return 0;
     for (int r = 0; r < results; ++r) se[r][k] = StandardError(se[r][k] * se[r][k] + variance[r][r]);
@@ -117,11 +121,11 @@ int AddParameterVariance(const ForecastModel &model, const ForecastUncertainty &
 
 int NumericForecastSE(const ForecastModel &model, const ForecastUncertainty &uncertainty, int a, int b, RowMatrix se) {
   const int nY = model.rows.nY, last = model.rows.Results() - 1, before = model.base - 1;
-  const OwnedMatrix known(model.rows.Results(), 1);
-  if (!known) return 0;
+  const OwnedMatrix known(model.rows.Results(), 1), plain = SaveObservations(model.rows, model.base, b - a + 1);
+  if (!known || !plain) return 0;
   AlgebraGetRows(known.get(), nY, last, 0, AlgebraFirstAdded(), before);
-  const int done = ErrorVariance(model, uncertainty, a, b, se) &&
-                   (uncertainty.v == nullptr || AddParameterVariance(model, uncertainty, a, b, se));
+  const int done = ErrorVariance(model, uncertainty, plain.get(), a, b, se) &&
+                   (uncertainty.v == nullptr || AddParameterVariance(model, uncertainty, plain.get(), a, b, se));
   // Derivative passes evaluate the identities of the observation before the pass as well, from disturbed values.
   const bool disturbed = b > a || uncertainty.v != nullptr;
   if (disturbed && !AlgebraRunRange(before, before))

@@ -25,4 +25,9 @@ void ForecastRecursion(const ForecastModel &model, int a, int b, PassStart start
 // Stores the endogenous variables of column t in the database at an observation.
 void PutEndogenous(const ForecastRows &rows, int t, int observation);
 
+// What the database holds of the nY + nIdent variables at `count` observations from `first` on, and its way back. Null
+// when memory fails.
+OwnedMatrix SaveObservations(const ForecastRows &rows, int first, int count);
+void RestoreObservations(const ForecastRows &rows, RowMatrix saved, int first, int count);
+
 }  // namespace tessel

@@ -98,6 +98,7 @@ Rise RiseTo(double a, int y) {
 
 // Adds f(c) for each count c below `cells`.
 void AddFrequencies(const Recursion &recursion, const Norm &norm, int cells, double *frequency) {
+  if (norm.log == PositiveInfinity()) return;  // the mean has overflowed: every f(c) is 0
   double logFrequency = -norm.log;
   for (int c = 0; c < cells; ++c) {
     frequency[c] += std::exp(logFrequency);

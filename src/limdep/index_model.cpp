@@ -30,6 +30,7 @@ double IndexLikelihood(IndexModel model, const IndexSample &sample, const double
     if (contribution) outerProduct = CrossProducts(1, used);
   }
   if (wantInformation && !(fromScores ? outerProduct : information)) return MissingValue();
+  if (model.count != nullptr && out.outerProduct != nullptr && !outerProduct) return MissingValue();
   ZeroDerivatives(out);
 
   double total = 0.0;

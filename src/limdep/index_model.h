@@ -38,7 +38,8 @@ struct IndexModel {
 };
 
 // The likelihood of the model at theta (k elements, k + 1 with a shape parameter). Without memory for the sums of the
-// outer product alone, that output is zero and all others are as usual.
+// outer product alone, a count model gives the missing value; in probit that output is zero and all others are as
+// usual.
 double IndexLikelihood(IndexModel model, const IndexSample &sample, const double *theta, const LikelihoodOutputs &out);
 
 }  // namespace tessel

@@ -51,7 +51,7 @@ double InverseRankOneUpdate(RowMatrix rows, RowMatrix inverse, int d, int column
 void LinearResiduals(const double *y, RowMatrix x, int k, const double *beta, int first, int last, double *out) {
   constexpr int width = 8;
   int t = first;
-  for (; t + width <= last + 1; t += width) {
+  for (; t <= last - (width - 1); t += width) {
     double fit[width] = {};
     for (int i = 0; i < k; ++i)
       for (int u = 0; u < width; ++u) fit[u] += x[i][t + u] * beta[i];

@@ -31,7 +31,7 @@ double RalsObjective(const RalsModel &model, double *residuals, RowMatrix gradie
 // the innovation's derivative and parCov the parameters' covariance in units of the error variance (upper triangle
 // read; 0 for a value at or below 0). Both are horizon x 1. start + horizon <= last + 1. Returns the explained sum of
 // squares of a regression of the errors on d over the whole sample, g'(D'D)^-1 g; 0 when D'D is singular, or, with both
-// outputs missing, when work memory fails.
+// outputs missing, when work memory fails; missing when the inversion alone finds none.
 double RalsForecast(const RalsModel &model, int horizon, RowMatrix parCov, RowMatrix errors, RowMatrix scales);
 
 }  // namespace tessel

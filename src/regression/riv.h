@@ -31,7 +31,8 @@ struct RivPaths {
 // Steps at t1 + nInit - 1, ..., t2. 0 <= t1 <= t2, 0 <= b <= k, m > 0. The paths are filled with missing values first.
 // 1 when every step ran, or when the first would lie past t2. 0 when work memory failed, when a is 0, or when the
 // moments of the instruments or of the fitted regressors are not positive definite at some step, as in a first sample
-// that is too short; steps before that one stay in the paths.
+// that is too short; steps before that one stay in the paths. Where an inversion alone finds no memory, the steps that
+// use the inverse are missing.
 int RivEstimate(const RivData &data, int t1, int t2, int nInit, const RivPaths &paths);
 
 // Inverse of the symmetric matrix [P^-1 C'; C D] in place, from P (a x a, top left), C (b x a, bottom left) and D

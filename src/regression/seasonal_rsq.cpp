@@ -1,6 +1,8 @@
 // Goodness of fit of a seasonal series.
 #include "regression/seasonal_rsq.h"
 
+#include <cstdint>
+
 namespace tessel {
 
 double SeasonalRsq(const double *y, int observations, int seasons, double rss, double *means) {
@@ -10,10 +12,10 @@ double SeasonalRsq(const double *y, int observations, int seasons, double rss, d
   for (int s = 0; s < seasons; ++s) {
     double sum = 0.0;
     int count = 0;
-    for (int i = s; i < last; i += seasons, ++count) sum += y[i + 1] - y[i];
+    for (std::int64_t i = s; i < last; i += seasons, ++count) sum += y[i + 1] - y[i];
     const double mean = sum / count;
     double squares = 0.0;
-    for (int i = s; i < last; i += seasons) {
+    for (std::int64_t i = s; i < last; i += seasons) {
       const double deviation = y[i + 1] - y[i] - mean;
       squares += deviation * deviation;
     }

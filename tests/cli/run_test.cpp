@@ -46,6 +46,8 @@ TEST(Run, ReadsCellsAndWritesThemBack) {
       {"run p.alg --data d.csv --added", kSum, "x\n1\n", 0, "period,y\n1,2\n", ""},
       {"run p.alg --data d.csv --only y,x", kSum, "x,z\n1,2\n", 0, "period,y,x\n1,2,1\n", ""},
       {"run --only y p.alg --data - --skip w <d.csv", kSum, "w,x\nhello,1\n", 0, "period,y\n1,2\n", ""},
+      // A variable without a name hides none behind it.
+      {kRun, "\" \" = 1; y = 2;", "x\n1\n", 0, "period,x,y\n1,1,2\n", ""},
       {kRun, "delete(x); period = 3;", "x,z\n1,2\n", 0, ",z,period\n1,2,3\n", ""},
   };
   for (const Case &c : cases) Check(c);

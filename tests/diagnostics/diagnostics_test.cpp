@@ -62,6 +62,12 @@ TEST(Comfac, Statuses) {
       {"a negative scale", 4, {7, 7, 1, 1}, {0, 1, 0, 1}, {0, 0, 0, 0}, {0.5, 1, 1}, -1},
       {"a missing coefficient", 4, {7, 7, 1, 1}, {0, 1, 0, 1}, {0, 0, 0, 0}, {NAN, 1, 1}},
       {"a leading coefficient of 0", 4, {7, 7, 1, 1}, {0, 1, 0, 1}, {0, 0, 0, 0}, {0.5, 0, 1}},
+      {"in one restriction of two",
+       4,
+       {7, 7, 1, 1, 2, 2, 2},
+       {0, 1, 0, 1, 0, 1, 2},
+       {0, 0, 0, 0, 0, 0, 0},
+       {0, 1, 0, 0, 0, 1}},
   };
   for (const ComfacCase &c : cases) {
     const CaseRun run = Comfac(c);
@@ -132,6 +138,7 @@ TEST(Encompassing, Statuses) {
       {"a repeated regressor", 3, {{0, with(x1, 12, {1, 1, 1, 1, 1, 1})}}},
       {"a regressor without variation or missing", 3, {{0, with(x1, 12, {0, 0, 0, 0, 0, 0})}}},
       {"a missing observation", 4, {{0, with(x1, 12, {0, 1, NAN, 4, 3, 5})}}},
+      {"a missing dependent observation of one model", 4, {{4, with(x2, 0, {1, 3, NAN, 5, 4, 6})}}},
       {"a perfect fit", 4, {{0, with(x1, 12, y)}}},
       {"as many regressors as observations",
        4,

@@ -72,6 +72,7 @@ TEST(AlgebraLanguage, ExpressionsAndStatements) {
       {"y = 6:00:00;", {0.25, 0.25, 0.25, 0.25}},
       {"y = 5 - 3;", {2, 2, 2, 2}},
       {"y = 1.5-3-1;", {-2.5, -2.5, -2.5, -2.5}},
+      {"y = 1.0 - 0.5 - 0.25;", {0.25, 0.25, 0.25, 0.25}},
       {"y = 5 -\n3-1;", {1, 1, 1, 1}},
       {"y = x ? 1 : 2;", {1, 1, 2, 1}},
       {"y = 10 - 3 - x;", {6, NA, 7, 3}},
@@ -138,7 +139,8 @@ TEST(AlgebraLanguage, BlocksGiveTheSameBitsAsSingleObservations) {
 TEST(AlgebraLanguage, OneBitPatternForEveryMissingResult) {
   const std::string code =
       "a = acos(2) + 0; b = sin(1/x); c = fmod(x, 0); d = 0*(1/x); e = stock(z, 0, 1/x - 1/x); f = cum(z);"
-      "ewma(z, 0.5, 0.5, g); ewmc0(x, x, 1, h);";
+      "ewma(z, 0.5, 0.5, g); ewmc0(x, x, 1, h); acf(z, i, l); pacf(z, j, l); periodogram(z, k, l);"
+      "smooth_hp(z, 0, m); smooth_np(z, -2, n); smooth_sp(z, -1, o);";
   for (const int count : {5, 300}) {
     const auto n = static_cast<std::size_t>(count);
     std::vector<double> x(n, 0.0), z(n, kInf);
@@ -146,7 +148,7 @@ TEST(AlgebraLanguage, OneBitPatternForEveryMissingResult) {
     Algebra algebra({"x", "z"}, {x, z}, code);
     ASSERT_EQ(algebra.error, "");
     algebra.Run();
-    for (const char *name : {"a", "b", "c", "d", "e", "f", "g", "h"})
+    for (const char *name : {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "k", "m", "n", "o"})
       EXPECT_EQ(std::bit_cast<std::uint64_t>(algebra.Get(name).back()), 0x7FF8000000000000U) << name << " of " << count;
   }
 }

@@ -198,4 +198,13 @@ TEST(Forecast, IdentitiesStayInTheWorkspace) {
   EXPECT_EQ(history(), known) << "what precedes the forecasts stays";
 }
 
+// A lead reads what the database holds from the pass before, which no disturbance reaches: the error is that of -a.
+TEST(Forecast, IdentitiesWithLeads) {
+  const Workspace workspace("rise = lead(a, 1) - a;", {1, 3, {1, 2, 4}}, 7, 2);
+  std::vector<Argument> a = With(With(Forecasts(3, 5), 17, Int(1)), 18, Int(2));
+  a = With(a, 12, Mat(2, 2, {0.04, 0, 0, 0.01}));
+  const std::vector<double> se = Call("FnDynForc", a).At(16);
+  for (const std::size_t c : {0U, 1U}) EXPECT_NEAR(se[3 + c], se[c], 1e-8) << c;
+}
+
 }  // namespace

@@ -1,6 +1,7 @@
 // Likelihoods of limited dependent variable models, called as a user calls them.
 #include <cmath>
 
+#include "host/heap.h"
 #include "support/reference_cases.h"
 
 namespace {
@@ -81,6 +82,22 @@ TEST(Limdep, TheNegativeBinomialEndsInThePoisson) {
       for (std::size_t i = 0; i < poisson.At(position).size(); ++i)
         EXPECT_NEAR(limit.At(position)[i], poisson.At(position)[i], 1e-12) << position;
   }
+}
+
+TEST(Limdep, AnOverflowingMeanAddsNothingToTheFrequencies) {
+  const CaseRun run = Call("FnCountJD", Count(Mat(1, 1, {1}), Mat(2, 1, {0, 1}), Mat(2, 1, {0, 800}), 0, 0, 3));
+  EXPECT_EQ(run.At(-1)[0], -HUGE_VAL);
+  for (int c = 0; c < 3; ++c) EXPECT_NEAR(run.At(9)[c], std::exp(-1.0) / (c < 2 ? 1 : 2), 1e-15) << "mean 1 alone";
+}
+
+TEST(Limdep, ACountModelGivesTheOuterProductOrNoResult) {
+  for (int model : {0, 1})
+    for (int n = 1; n < 12; ++n) {
+      tessel::HeapFailAt(n);
+      const CaseRun run = Call("FnCountJD", Count(Mat(2, 1, {0.1, 0.2}), Mat(1, 1, {3}), Mat(1, 1, {1}), model, 0));
+      tessel::HeapFailAt(0);
+      EXPECT_TRUE(run.ReturnsMissing() || run.At(11)[0] > 0) << model << " without allocation " << n;
+    }
 }
 
 TEST(Logit, FormsOfTheData) {
