@@ -51,11 +51,11 @@ fuzz: build/fuzz
 	@fuzz/run_all build/fuzz/bin $(FUZZ_SECONDS)
 
 install: all
-	cmake --install build/release --prefix $(PREFIX)
+	cmake --install build/release --prefix "$(PREFIX)"
 
 # A Debian package, in build/.
 package: all
-	cd build/release && cpack -B $(CURDIR)/build
+	cd build/release && cpack -B "$(CURDIR)/build"
 	@rm -rf build/_CPack_Packages
 
 format:

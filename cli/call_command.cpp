@@ -2,12 +2,14 @@
 #include <algorithm>
 #include <iostream>
 #include <list>
+#include <set>
 
 #include "commands.h"
 #include "diversion.h"
 #include "failure.h"
 #include "input.h"
 #include "json_values.h"
+#include "text.h"
 #include "workspace.h"
 
 namespace {
@@ -45,9 +47,14 @@ const Export &FindExport(const std::string &name) {
 Json ReadJson(const std::string &path) {
   constexpr int deepest = 100;
   const std::string text = ReadText(path);
+  std::vector<std::set<std::string>> keys;  // of each object that is open
   try {
-    return Json::parse(text, [&](int depth, Json::parse_event_t, const Json &) {
+    return Json::parse(text, [&](int depth, Json::parse_event_t event, const Json &value) {
       if (depth > deepest) Fail(path, "values are nested more than " + std::to_string(deepest) + " deep");
+      if (event == Json::parse_event_t::object_start) keys.emplace_back();
+      if (event == Json::parse_event_t::object_end) keys.pop_back();
+      if (event == Json::parse_event_t::key && !keys.back().insert(value.get<std::string>()).second)
+        Fail(path, value.dump() + " stands twice in one object");
       return true;
     });
   } catch (const Json::exception &error) {
@@ -87,9 +94,10 @@ void AddArgument(CallArguments &call, const Json &json, const NamedValues &named
   }
 }
 
-// Calls one function; its result and outputs join the named values, and those that it did not store leave them.
+// Calls one function; its result and outputs join the named values, and those that it did not store leave them. What it
+// has of the names of `unmet` is taken out of these.
 Json CallOne(const morv::Library &library, const std::string &name, const std::string &path, const CallOptions &options,
-             NamedValues &named) {
+             NamedValues &named, std::vector<std::string> &unmet) {
   const Export &entry = FindExport(name);
   const Json arguments = ReadJson(path);
   if (!arguments.is_array()) Fail(path, "expected an array of arguments");
@@ -97,7 +105,7 @@ Json CallOne(const morv::Library &library, const std::string &name, const std::s
     Fail(path, name + " takes " + std::to_string(entry.arguments) + " arguments, the file has " +
                    std::to_string(arguments.size()));
   const std::size_t slash = path.rfind('/');
-  const std::string folder = path == "-" || slash == std::string::npos ? "." : path.substr(0, slash);
+  const std::string folder = path == "-" || slash == std::string::npos ? "." : path.substr(0, slash + 1);
   CallArguments call;
   for (std::size_t i = 0; i < arguments.size(); ++i)
     AddArgument(call, arguments[i], named, folder, path + ": argument " + std::to_string(i + 1));
@@ -109,6 +117,7 @@ Json CallOne(const morv::Library &library, const std::string &name, const std::s
   }
   if (outcome.Failed()) Fail(path, outcome.message);
   const auto isShown = [&](const std::string &value) {
+    std::erase(unmet, value);
     return options.only.empty() || std::ranges::find(options.only, value) != options.only.end();
   };
   Json shown = {{"function", name}};
@@ -117,7 +126,7 @@ Json CallOne(const morv::Library &library, const std::string &name, const std::s
     named.erase(as);
     if (stored) named.emplace(as, std::move(value));
   };
-  if (isShown("result") || isShown(name))
+  if (const bool every = isShown("result"); isShown(name) || every)
     shown["result"] = outcome.Returned() ? ValueToJson(outcome.result, options.digits) : Json();
   keep(name, outcome.Returned(), outcome.result);
   Json outputs = Json::object();
@@ -151,9 +160,11 @@ int CallCommand(const CallOptions &options) {
   OpenLibrary(library);
   const ClosedWorkspace closed{library};
   NamedValues named;
+  std::vector<std::string> unmet = options.only;
   for (std::size_t i = 0; i < words.size(); i += 2) {
-    const Json shown = CallOne(library, words[i], words[i + 1], options, named);
+    const Json shown = CallOne(library, words[i], words[i + 1], options, named, unmet);
     if (options.only.empty() || shown.size() > 1) std::cout << JsonText(shown) << '\n';
   }
+  if (!unmet.empty()) Misuse("--only", "no call has a result or an output " + Quoted(unmet[0]));
   return 0;
 }

@@ -18,7 +18,6 @@ struct RunOptions {
 struct FitOptions : RunOptions {
   std::string residual;
   std::vector<std::string> startingValues;  // in the place of the program's, in ascending order of parameter number
-  int presample = 0;                        // observations before the range that the program runs over as well
   int maxIterations = 1000;
   double tolerance = 1e-12;
   int digits = 7;  // significant digits of the table

@@ -39,6 +39,16 @@ Json CellToJson(double value, int digits) {
   return value;
 }
 
+// Whether it is a whole number that an int holds. Unsigned numbers are told apart, since those from 2^63 on read as
+// negative.
+bool IsInt(const Json &json) {
+  constexpr int least = std::numeric_limits<int>::min(), most = std::numeric_limits<int>::max();
+  if (json.is_number_unsigned()) return json.get<std::uint64_t>() <= static_cast<std::uint64_t>(most);
+  return json.is_number_integer() && json.get<std::int64_t>() >= least && json.get<std::int64_t>() <= most;
+}
+
+bool IsCount(const Json &json) { return json.is_number_unsigned() && IsInt(json); }
+
 int SizeOf(const Json &json, const std::string &place) {
   if (json.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) Fail(place, "too many elements");
   return static_cast<int>(json.size());
@@ -53,8 +63,7 @@ const Json &ExpectArray(const Json &json, const std::string &place) {
 morv::Value MatrixFromJson(const Json &rows, const Json *columns, const std::string &place) {
   int width = rows.empty() ? 0 : SizeOf(ExpectArray(rows[0], place), place);
   if (rows.empty() && columns != nullptr) {
-    if (!columns->is_number_unsigned() || *columns > std::numeric_limits<int>::max())
-      Fail(place, "\"columns\": expected a count, found " + columns->dump());
+    if (!IsCount(*columns)) Fail(place, "\"columns\": expected a count, found " + columns->dump());
     width = columns->get<int>();
   }
   morv::Value matrix = morv::Value::Matrix(SizeOf(rows, place), width);
@@ -107,8 +116,8 @@ morv::Value CsvMatrix(const Json &json, const std::string &folder, const std::st
 std::pair<int, int> RangeOf(const Json &json, const char *lines, int size, const std::string &place) {
   if (!json.contains(lines)) return {0, size};
   const Json &range = json[lines];
-  const bool isRange = range.is_array() && range.size() == 2 && range[0].is_number_unsigned() &&
-                       range[1].is_number_unsigned() && range[0] <= range[1] && range[1] < size;
+  const bool isRange = range.is_array() && range.size() == 2 && IsCount(range[0]) && IsCount(range[1]) &&
+                       range[0] <= range[1] && range[1] < size;
   if (!isRange)
     Fail(place, Json(lines).dump() + ": expected [first, last] from 0 to " + std::to_string(size - 1) + ", found " +
                     range.dump());
@@ -164,11 +173,7 @@ morv::Value ObjectFromJson(const Json &json, const NamedValues &named, const std
 
 morv::Value ValueFromJson(const Json &json, const NamedValues &named, const std::string &folder,
                           const std::string &place) {
-  if (json.is_number_integer()) {
-    const auto number = json.get<std::int64_t>();
-    if (number >= std::numeric_limits<int>::min() && number <= std::numeric_limits<int>::max())
-      return morv::Value::Integer(static_cast<int>(number));
-  }
+  if (IsInt(json)) return morv::Value::Integer(json.get<int>());
   if (json.is_number()) return morv::Value::Double(json.get<double>());
   if (json.is_boolean()) return morv::Value::Integer(json.get<bool>() ? 1 : 0);
   if (json.is_string()) return morv::Value::String(json.get<std::string>());

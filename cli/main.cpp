@@ -3,6 +3,7 @@
 #include <unistd.h>
 #include <CLI/CLI.hpp>
 
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <iostream>
@@ -84,6 +85,7 @@ CLI::App *AddFit(CLI::App &app, FitOptions &fit) {
       ->check(CLI::Range(1, 17));
   fit.output.file.clear();
   AddOutputOptions(*command, fit.output, "CSV file for the variables at the estimates");
+  for (const char *option : {"--only", "--added"}) command->get_option(option)->needs(command->get_option("--output"));
   return command;
 }
 
@@ -112,8 +114,11 @@ std::string UsageLine(const CLI::App &app, const CLI::ParseError &error) {
   std::string name = "tessel";
   for (const CLI::App *command : app.get_subcommands()) name += " " + command->get_name();
   std::string what = error.what();
-  if (const auto rest = app.remaining(); app.get_subcommands().empty() && !rest.empty())
-    what = "expected run, fit, check, functions, call or an option, found " + Quoted(rest[0]);
+  if (const auto rest = app.remaining(true);
+      !rest.empty())  // a misspelt option tells more than what is missing without it
+    what = app.get_subcommands().empty()
+               ? "expected run, fit, check, functions, call or an option, found " + Quoted(rest[0])
+               : CLI::ExtrasError(std::vector<std::string>{rest[0]}).what();
   return name + ": " + what + " (see " + name + " --help)";
 }
 
@@ -132,6 +137,7 @@ int Main(int argc, char **argv) {
   FitOptions fit;
   AddFit(app, fit)->final_callback([&] {
     if (fit.output.file == "-") Misuse("--output", "the table goes to standard output, expected a file's name");
+    if (std::isnan(fit.tolerance)) Misuse("--tolerance", "expected a share from 0 to 1, found nan");
     CheckSources(fit.program, fit.data);
     status = FitCommand(fit);
   });

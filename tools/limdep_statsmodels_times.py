@@ -6,9 +6,7 @@ recursion of its own, as a linear filter of scipy; filter, and smoother over fil
 routines that the package calls.
 """
 
-import statistics
 import sys
-import time
 
 import numpy
 import scipy
@@ -17,17 +15,13 @@ import statsmodels.api as sm
 from scipy.signal import lfilter
 from statsmodels.tsa.regime_switching.markov_switching import cy_hamilton_filter_log, cy_kim_smoother_log
 
+from timing import seconds
+
 random = numpy.random.default_rng(1)
 
 
-def show(name, work, repeats=9):
-    work()
-    times = []
-    for _ in range(repeats):
-        start = time.perf_counter()
-        work()
-        times.append(time.perf_counter() - start)
-    print(f"{name:32} {1e3 * statistics.median(times):9.2f} ms")
+def show(name, work):
+    print(f"{name:32} {1e3 * seconds(work, 9):9.2f} ms")
 
 
 def likelihoods(T=20000, k=10):

@@ -84,6 +84,13 @@ TEST(Call, MistakesAreNamedInOneLine) {
        "a.json: argument 1: \"rows\": expected [first, last] from 0 to 1, found [1,3]", 1},
       {"FnDeSeasonalize a.json", "[[1, 2], 2]", "a.json: argument 1: expected a number, a string", 1},
       {"FnDeSeasonalize a.json", "[[[1]], 1e300]", "a.json: FnDeSeasonalize: argument 2 must be an integer", 1},
+      // 2^64 - 1, which would be -1 in 64 bits with a sign.
+      {"FnDeSeasonalize a.json", "[[[1]], 18446744073709551615]", "a.json: FnDeSeasonalize: argument 2 must be an", 1},
+      {"FnDeSeasonalize a.json", R"([{"csv": "d.csv", "rows": [0, 18446744073709551615]}, 2])",
+       "a.json: argument 1: \"rows\": expected [first, last] from 0 to 1", 1},
+      {"FnDeSeasonalize a.json", R"([{"row": [1], "row": [2]}, 2])", "a.json: \"row\" stands twice in one object", 1},
+      {"FnDeSeasonalize a.json --only FnDeseasonalize", "[[[1]], 2]",
+       "--only: no call has a result or an output 'FnDeseasonalize'", 2},
   };
   const Folder folder;
   folder.Write("d.csv", "a\n1\n2\n");

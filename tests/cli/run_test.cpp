@@ -122,6 +122,8 @@ TEST(Run, RefusesWhatItCannotRead) {
       {"run p.alg --frequency four --data d.csv", kSum, "x\n1\n", 2, "",
        "tessel run: --frequency: Value four not in range 1 to 1000000 (see tessel run --help)\n"},
       {"run p.alg", kSum, "x\n1\n", 2, "", "tessel run: --data is required (see tessel run --help)\n"},
+      {"run p.alg --dta d.csv", kSum, "x\n1\n", 2, "",
+       "tessel run: The following argument was not expected: --dta (see tessel run --help)\n"},
       {"", kSum, "", 2, "", "tessel: A subcommand is required (see tessel --help)\n"},
       {"ran p.alg", kSum, "", 2, "",
        "tessel: expected run, fit, check, functions, call or an option, found 'ran' (see tessel --help)\n"},
