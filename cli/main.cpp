@@ -114,8 +114,8 @@ std::string UsageLine(const CLI::App &app, const CLI::ParseError &error) {
   std::string name = "tessel";
   for (const CLI::App *command : app.get_subcommands()) name += " " + command->get_name();
   std::string what = error.what();
-  if (const auto rest = app.remaining(true);
-      !rest.empty())  // a misspelt option tells more than what is missing without it
+  const auto rest = app.remaining(true);
+  if (!rest.empty())  // a misspelt option tells more than what is missing without it
     what = app.get_subcommands().empty()
                ? "expected run, fit, check, functions, call or an option, found " + Quoted(rest[0])
                : CLI::ExtrasError(std::vector<std::string>{rest[0]}).what();
