@@ -61,8 +61,9 @@ class Model {
     const std::size_t count = workspace_.parameterNumbers.size();
     if (given.empty()) return workspace_.startingValues;
     if (given.size() != count)
-      Misuse("--starting-values", "expected " + std::to_string(count) + " values, one for each parameter of " +
-                                      session_.GetProgram().path + ", found " + std::to_string(given.size()));
+      Misuse("--starting-values", "expected " + std::to_string(count) + (count == 1 ? " value" : " values") +
+                                      ", one for each parameter of " + session_.GetProgram().path + ", found " +
+                                      std::to_string(given.size()));
     std::vector<double> values;
     for (const std::string &text : given) {
       const std::optional<double> value = ParseNumber(text);

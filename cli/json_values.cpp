@@ -14,8 +14,8 @@
 namespace {
 
 constexpr const char *kForms =
-    "expected a number, a string, an array of strings, an array of rows of numbers, or an object with one of "
-    "\"matrix\", \"row\", \"column\", \"array\", \"number\", \"csv\", \"text\" and \"use\"";
+    "expected a number, a string, null, an array of strings, an array of rows of numbers, or an object with one of "
+    "\"output\", \"matrix\", \"row\", \"column\", \"array\", \"number\", \"csv\", \"text\" and \"use\"";
 
 // A cell: a number, null for a missing value, or "inf", "-inf" and "nan".
 double CellFromJson(const Json &json, const std::string &place) {

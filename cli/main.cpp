@@ -145,7 +145,7 @@ int Main(int argc, char **argv) {
   std::string checked;
   DataOptions checkedData;
   CLI::App *check = app.add_subcommand("check", "Compile an Algebra program without running it");
-  check->add_option("PROGRAM", checked, "file with the Algebra program")->required();
+  check->add_option("PROGRAM", checked, "file with the Algebra program, - is standard input")->required();
   AddDataOptions(*check, checkedData, false);
   check->final_callback([&] {
     CheckSources(checked, checkedData);

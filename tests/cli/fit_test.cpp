@@ -152,7 +152,7 @@ TEST(Fit, SaysWhyAModelCannotBeEstimated) {
       {"&1 = 1; &2 = 3; u = y - &1 * x ^ &2;", "--max-iterations 2", 1,
        "m.alg: no optimum: the maximum number of iterations was reached"},
       {"&1 = 1; u = y - &1;", "--starting-values 1,2", 2,
-       "--starting-values: expected 1 values, one for each parameter of m.alg, found 2"},
+       "--starting-values: expected 1 value, one for each parameter of m.alg, found 2"},
       {"&1 = 1; u = y - &1;", "--tolerance nan", 2, "--tolerance: expected a share from 0 to 1, found nan"},
       {"&1 = 1; u = y - &1;", "--only u", 2, "tessel fit: --only requires --output (see tessel fit --help)"},
       {"&1 = 1; u = y - &1;", "--output -", 2, "--output: the table goes to standard output, expected a file's name"},
