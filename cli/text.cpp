@@ -61,7 +61,10 @@ long TimeOfDay(std::string_view text) {
   return ((hours * 60L + minutes) * 60 + seconds) * 100 + hundredths;
 }
 
-bool IsControl(char c) { return (c >= 0 && c < ' ') || c == 127; }
+bool IsControl(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return byte < ' ' || byte == 127;
+}
 
 bool EqualsIgnoringCase(std::string_view text, std::string_view lower) {
   return std::ranges::equal(text, lower, [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a + 32 : a) == b; });

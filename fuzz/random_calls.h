@@ -224,10 +224,12 @@ inline void Disturb(std::vector<Argument> &call, Draw &d) {
     case 'i': a.integer = choice < 4 ? a.integer ^ 1 : WildInteger(d); break;
     case 'd': a.number = WildNumber(d); break;
     case 's': a = d.Program(true); break;
-    case 'a':
+    case 'a': {
       a.integer = d.Below(4) - 1;
-      a.texts.resize(static_cast<std::size_t>(d.Below(6)), d.Program(true).texts[0]);
+      const int count = d.Below(6);
+      a.texts.resize(static_cast<std::size_t>(count), d.Program(true).texts[0]);
       break;
+    }
     case 'o': a.kind = 'x'; break;
     case 'm':
       if (choice < 3)
@@ -236,9 +238,10 @@ inline void Disturb(std::vector<Argument> &call, Draw &d) {
         Resize(m, d.Below(12), m.columns);
       else if (choice < 7)
         Resize(m, m.rows, d.Below(12));
-      else if (choice == 7)
-        Resize(m, 1 + d.Below(1024), d.Below(3));
-      else if (choice == 8)
+      else if (choice == 7) {
+        const int rows = 1 + d.Below(1024);
+        Resize(m, rows, d.Below(3));
+      } else if (choice == 8)
         m = {0, WildInteger(d) & std::numeric_limits<int>::max(), {}};
       else if (choice == 9)
         a.same = d.Below(static_cast<int>(position) + 1);
