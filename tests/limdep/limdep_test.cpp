@@ -87,7 +87,8 @@ TEST(Limdep, TheNegativeBinomialEndsInThePoisson) {
 TEST(Limdep, AnOverflowingMeanAddsNothingToTheFrequencies) {
   const CaseRun run = Call("FnCountJD", Count(Mat(1, 1, {1}), Mat(2, 1, {0, 1}), Mat(2, 1, {0, 800}), 0, 0, 3));
   EXPECT_EQ(run.At(-1)[0], -HUGE_VAL);
-  for (const std::size_t c : {0U, 1U, 2U}) EXPECT_NEAR(run.At(9)[c], std::exp(-1.0) / (c < 2 ? 1 : 2), 1e-15) << "mean 1 alone";
+  for (const std::size_t c : {0U, 1U, 2U})
+    EXPECT_NEAR(run.At(9)[c], std::exp(-1.0) / (c < 2 ? 1 : 2), 1e-15) << "mean 1 alone";
 }
 
 TEST(Limdep, ACountModelGivesTheOuterProductOrNoResult) {
