@@ -94,10 +94,9 @@ void AddArgument(CallArguments &call, const Json &json, const NamedValues &named
   }
 }
 
-// Calls one function; its result and outputs join the named values, and those that it did not store leave them. What it
-// has of the names of `unmet` is taken out of these.
+// Calls one function; its result and outputs join the named values, and those that it did not store leave them.
 Json CallOne(const morv::Library &library, const std::string &name, const std::string &path, const CallOptions &options,
-             NamedValues &named, std::vector<std::string> &unmet) {
+             NamedValues &named) {
   const Export &entry = FindExport(name);
   const Json arguments = ReadJson(path);
   if (!arguments.is_array()) Fail(path, "expected an array of arguments");
@@ -117,7 +116,6 @@ Json CallOne(const morv::Library &library, const std::string &name, const std::s
   }
   if (outcome.Failed()) Fail(path, outcome.message);
   const auto isShown = [&](const std::string &value) {
-    std::erase(unmet, value);
     return options.only.empty() || std::ranges::find(options.only, value) != options.only.end();
   };
   Json shown = {{"function", name}};
@@ -126,7 +124,7 @@ Json CallOne(const morv::Library &library, const std::string &name, const std::s
     named.erase(as);
     if (stored) named.emplace(as, std::move(value));
   };
-  if (const bool every = isShown("result"); isShown(name) || every)
+  if (isShown("result") || isShown(name))
     shown["result"] = outcome.Returned() ? ValueToJson(outcome.result, options.digits) : Json();
   keep(name, outcome.Returned(), outcome.result);
   Json outputs = Json::object();
@@ -162,7 +160,10 @@ int CallCommand(const CallOptions &options) {
   NamedValues named;
   std::vector<std::string> unmet = options.only;
   for (std::size_t i = 0; i < words.size(); i += 2) {
-    const Json shown = CallOne(library, words[i], words[i + 1], options, named, unmet);
+    const Json shown = CallOne(library, words[i], words[i + 1], options, named);
+    std::erase_if(unmet, [&](const std::string &name) {
+      return name == "result" || name == words[i] || (shown.contains("outputs") && shown["outputs"].contains(name));
+    });
     if (options.only.empty() || shown.size() > 1) std::cout << JsonText(shown) << '\n';
   }
   if (!unmet.empty()) Misuse("--only", "no call has a result or an output " + Quoted(unmet[0]));

@@ -313,29 +313,34 @@ bool TakeTwoMore(Compiler &compiler, Token separator, double (&parts)[2]) {
   return true;
 }
 
-// Whether a constant's text is digits alone, so that `1.0 - 0.5 - 0.25` stays arithmetic.
-bool IsWhole(const char *text) {
-  return text[std::strspn(text, "0123456789")] == '\0' && ConstantValue(text) <= std::numeric_limits<int>::max();
+struct Number {
+  double value;
+  bool whole;  // digits alone, so that `1.0 - 0.5 - 0.25` stays arithmetic, and within the integers
+};
+
+Number TakeNumber(Compiler &compiler) {
+  const char *text = TakeText(compiler);
+  const double value = ConstantValue(text);
+  return {value, text[std::strspn(text, "0123456789")] == '\0' && value <= std::numeric_limits<int>::max()};
 }
 
-bool TakeTime(Compiler &compiler, const char *hours, double *value) {
+bool TakeTime(Compiler &compiler, const Number &hours, double *value) {
   double parts[2];
-  if (!IsWhole(hours) || !TakeTwoMore(compiler, TokColon, parts)) return false;
+  if (!hours.whole || !TakeTwoMore(compiler, TokColon, parts)) return false;
   const int hundredths = TruncateToInt(parts[1] * 100.0);
-  *value =
-      TimeFromHms(TruncateToInt(ConstantValue(hours)), TruncateToInt(parts[0]), hundredths / 100, hundredths % 100);
+  *value = TimeFromHms(TruncateToInt(hours.value), TruncateToInt(parts[0]), hundredths / 100, hundredths % 100);
   return true;
 }
 
 // A date may be followed at once by a time.
-bool TakeDate(Compiler &compiler, const char *year, double *value) {
+bool TakeDate(Compiler &compiler, const Number &year, double *value) {
   double parts[2];
-  if (!IsWhole(year) || !TakeTwoMore(compiler, TokMinus, parts)) return false;
-  *value = DateFromYmd(TruncateToInt(ConstantValue(year)), TruncateToInt(parts[0]), TruncateToInt(parts[1]));
+  if (!year.whole || !TakeTwoMore(compiler, TokMinus, parts)) return false;
+  *value = DateFromYmd(TruncateToInt(year.value), TruncateToInt(parts[0]), TruncateToInt(parts[1]));
   const unsigned char *afterDate = compiler.context->cursor;
   if (*afterDate == TokConstant) {
     double time = 0.0;
-    if (TakeTime(compiler, TakeText(compiler), &time)) {
+    if (TakeTime(compiler, TakeNumber(compiler), &time)) {
       *value += time;
     } else {
       compiler.context->cursor = afterDate;
@@ -345,11 +350,11 @@ bool TakeDate(Compiler &compiler, const char *year, double *value) {
 }
 
 // number
-// number `-` number `-` number      a date, the first number written without a point
-// number `:` number `:` number      a time, the first number written without a point
+// number `-` number `-` number      a date, the first number of digits alone
+// number `:` number `:` number      a time, the first number of digits alone
 void ParseNumber(Compiler &compiler) {
-  const char *number = TakeText(compiler);
-  double value = ConstantValue(number);
+  const Number number = TakeNumber(compiler);
+  double value = number.value;
   if (!TakeDate(compiler, number, &value)) TakeTime(compiler, number, &value);
   Emit(compiler, OpConstant, NumberSlot(compiler, value));
 }

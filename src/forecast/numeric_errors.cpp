@@ -121,9 +121,9 @@ int AddParameterVariance(const ForecastModel &model, const ForecastUncertainty &
 
 int NumericForecastSE(const ForecastModel &model, const ForecastUncertainty &uncertainty, int a, int b, RowMatrix se) {
   const int nY = model.rows.nY, last = model.rows.Results() - 1, before = model.base - 1;
-  const OwnedMatrix known(model.rows.Results(), 1), plain = SaveObservations(model.rows, model.base, b - a + 1);
+  const OwnedMatrix known = SaveObservations(model.rows, before, 1),
+                    plain = SaveObservations(model.rows, model.base, b - a + 1);
   if (!known || !plain) return 0;
-  AlgebraGetRows(known.get(), nY, last, 0, AlgebraFirstAdded(), before);
   const int done = ErrorVariance(model, uncertainty, plain.get(), a, b, se) &&
                    (uncertainty.v == nullptr || AddParameterVariance(model, uncertainty, plain.get(), a, b, se));
   // Derivative passes evaluate the identities of the observation before the pass as well, from disturbed values.
