@@ -66,7 +66,7 @@ format:
 lint: all
 	@tools/setup lint
 	git ls-files '*.cpp' '*.h' '*.hpp' '*.c' | xargs clang-format --dry-run --Werror
-	git ls-files 'src/*.cpp' 'morvwin/*.cpp' 'cli/*.cpp' | xargs -P $$(nproc) -n 2 clang-tidy --quiet -p build/release
+	git ls-files 'src/*.cpp' 'exports/*.cpp' 'morvwin/*.cpp' 'cli/*.cpp' | xargs -P $$(nproc) -n 2 clang-tidy --quiet -p build/release
 
 clean:
 	rm -rf build

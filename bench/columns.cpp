@@ -8,9 +8,9 @@
 #include <random>
 #include <vector>
 
-#include "algebra/smooth.h"
-#include "algebra/sort.h"
-#include "algebra/spectral.h"
+#include "series/smooth.h"
+#include "series/sort.h"
+#include "series/spectral.h"
 
 extern "C" void openblas_set_num_threads(int);
 

@@ -27,7 +27,7 @@ void Fill(tessel::RowMatrix m, const std::vector<double> &cells) { std::copy(cel
 
 void InverseOurs(benchmark::State &state, int n) {
   const std::vector<double> input = Uniforms(n * n);
-  const tessel::OwnedMatrix a(n, n);
+  const tessel::OwnedRows a(n, n);
   for (auto _ : state) {
     Fill(a.get(), input);
     benchmark::DoNotOptimize(tessel::MatInvert(a.get(), n));
@@ -49,7 +49,7 @@ void InversePeer(benchmark::State &state, int n) {
 void LeastSquaresOurs(benchmark::State &state, int k, int t) {
   const std::vector<double> regressors = Uniforms(k * t);
   const std::vector<double> dependent = Uniforms(t);
-  const tessel::OwnedMatrix x(k, t), y(1, t), b(1, k), inverse(k, k);
+  const tessel::OwnedRows x(k, t), y(1, t), b(1, k), inverse(k, k);
   for (auto _ : state) {
     Fill(x.get(), regressors);
     Fill(y.get(), dependent);

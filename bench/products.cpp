@@ -14,7 +14,7 @@
 namespace {
 
 using tessel::KernelMultiply;
-using tessel::OwnedMatrix;
+using tessel::OwnedRows;
 
 struct Operands {
   explicit Operands(int n) : a(n, n), b(n, n), out(n, n) {
@@ -25,7 +25,7 @@ struct Operands {
       b[0][i] = normal(random);
     }
   }
-  OwnedMatrix a, b, out;
+  OwnedRows a, b, out;
 };
 
 struct Shape {

@@ -31,7 +31,7 @@ void Add(const char *work, const char *who, Draw draw) {
 void AddFill(const char *work, tessel::RowMatrix (*fill)(tessel::RowMatrix, int, int)) {
   const std::string name = std::string(work) + "/" + std::to_string(kCount) + "/tessel";
   benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State &state) {
-    const tessel::OwnedMatrix m(kCount / 1000, 1000);
+    const tessel::OwnedRows m(kCount / 1000, 1000);
     for (auto _ : state) {
       fill(m.get(), kCount / 1000, 1000);
       benchmark::ClobberMemory();

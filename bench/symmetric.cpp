@@ -10,11 +10,11 @@
 
 namespace {
 
-using tessel::OwnedMatrix;
+using tessel::OwnedRows;
 
 // A'A / n + I for a random A. Each run starts from a fresh copy, which both sides pay for.
-OwnedMatrix PositiveDefinite(int n) {
-  OwnedMatrix a(n, n), s(n, n);
+OwnedRows PositiveDefinite(int n) {
+  OwnedRows a(n, n), s(n, n);
   std::mt19937_64 random(1);
   std::normal_distribution<double> normal;
   for (int i = 0; i < n * n; ++i) a[0][i] = normal(random);
@@ -51,8 +51,8 @@ constexpr Work kWorks[] = {
 
 void Run(benchmark::State &state, int (*call)(double **, int), int n) {
   openblas_set_num_threads(1);
-  const OwnedMatrix s = PositiveDefinite(n);
-  OwnedMatrix a(n, n);
+  const OwnedRows s = PositiveDefinite(n);
+  OwnedRows a(n, n);
   for (auto _ : state) {
     tessel::MatCopy(a.get(), s.get(), n, n);
     benchmark::DoNotOptimize(call(a.get(), n));

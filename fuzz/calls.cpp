@@ -1,8 +1,8 @@
 // Calls of all exports with arguments drawn from any bytes: nothing outside the memory that a call was given is read or
 // written, nothing leaks, and results are the same when a call is repeated.
-#include "algebra_program.h"
-#include "random_calls.h"
+#include "support/algebra_program.h"
 #include "support/exports.h"
+#include "support/random_calls.h"
 
 // Memory may be short, as it is for sizes that are given by mistake.
 extern "C" MORV_API const char *__asan_default_options() {

@@ -1,5 +1,5 @@
 // Scanner and compiler over any bytes.
-#include "algebra_program.h"
+#include "support/algebra_program.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   CompileProgram(data, size);

@@ -7,9 +7,9 @@
 
 #include "algebra/machine.h"
 #include "algebra/symbols.h"
-#include "algebra_program.h"
-#include "host/heap.h"
+#include "core/heap.h"
 #include "random/ran_table.h"
+#include "support/algebra_program.h"
 
 namespace {
 

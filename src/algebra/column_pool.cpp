@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "host/heap.h"
-#include "host/missing.h"
+#include "core/heap.h"
+#include "core/missing.h"
 
 namespace tessel {
 

@@ -8,9 +8,9 @@
 #include "algebra/clamp.h"
 #include "algebra/name_hash.h"
 #include "algebra/report.h"
-#include "host/heap.h"
-#include "host/missing.h"
-#include "host/row_matrix.h"
+#include "core/heap.h"
+#include "core/missing.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

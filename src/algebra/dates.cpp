@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "algebra/clamp.h"
-#include "host/missing.h"
+#include "core/missing.h"
 
 namespace tessel {
 

@@ -3,7 +3,7 @@
 
 #include "algebra/function_table.h"
 #include "algebra/report.h"
-#include "host/missing.h"
+#include "core/missing.h"
 
 namespace tessel {
 

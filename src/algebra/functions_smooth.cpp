@@ -1,7 +1,7 @@
 // Built-in smoothers: each fills its destination over the run.
 #include "algebra/functions.h"
 #include "algebra/operators.h"
-#include "algebra/smooth.h"
+#include "series/smooth.h"
 
 namespace tessel {
 

@@ -1,6 +1,6 @@
 // Built-in functions that reorder columns. Where memory fails, every column stays as it was.
 #include "algebra/functions.h"
-#include "algebra/sort.h"
+#include "series/sort.h"
 
 namespace tessel {
 

@@ -6,8 +6,8 @@
 
 #include "algebra/functions.h"
 #include "algebra/operators.h"
-#include "algebra/spectral.h"
-#include "host/heap.h"
+#include "core/heap.h"
+#include "series/spectral.h"
 
 namespace tessel {
 

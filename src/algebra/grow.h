@@ -5,7 +5,7 @@
 #include <bit>
 #include <cstddef>
 
-#include "host/heap.h"
+#include "core/heap.h"
 
 namespace tessel {
 

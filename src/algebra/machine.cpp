@@ -9,8 +9,8 @@
 #include "algebra/operators.h"
 #include "algebra/plan.h"
 #include "algebra/report.h"
-#include "host/heap.h"
-#include "host/missing.h"
+#include "core/heap.h"
+#include "core/missing.h"
 
 namespace tessel {
 

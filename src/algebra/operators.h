@@ -8,7 +8,7 @@
 
 #include "algebra/code.h"
 #include "algebra/tokens.h"
-#include "host/missing.h"
+#include "core/missing.h"
 
 namespace tessel {
 

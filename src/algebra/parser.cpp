@@ -14,8 +14,8 @@
 #include "algebra/scanner.h"
 #include "algebra/symbols.h"
 #include "algebra/tokens.h"
-#include "host/heap.h"
-#include "host/missing.h"
+#include "core/heap.h"
+#include "core/missing.h"
 
 namespace tessel {
 

@@ -5,7 +5,7 @@
 
 #include "algebra/functions.h"
 #include "algebra/operators.h"
-#include "host/heap.h"
+#include "core/heap.h"
 
 namespace tessel {
 

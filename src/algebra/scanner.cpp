@@ -10,8 +10,8 @@
 
 #include "algebra/report.h"
 #include "algebra/tokens.h"
-#include "host/heap.h"
-#include "host/missing.h"
+#include "core/heap.h"
+#include "core/missing.h"
 
 namespace tessel {
 

@@ -6,8 +6,8 @@
 
 #include "algebra/grow.h"
 #include "algebra/name_hash.h"
-#include "host/heap.h"
-#include "host/row_matrix.h"
+#include "core/heap.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

@@ -7,7 +7,7 @@
 #include "algebra/machine.h"
 #include "algebra/parser.h"
 #include "algebra/scanner.h"
-#include "host/heap.h"
+#include "core/heap.h"
 
 namespace tessel {
 

@@ -6,7 +6,7 @@
 #pragma once
 
 #include "algebra/context.h"
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "host/heap.h"
+#include "core/heap.h"
 #include "linalg/moments.h"
 #include "linalg/symmetric.h"
 
@@ -232,7 +232,7 @@ ComfacStatus WaldStatistic(Elimination *elimination, int r, int coefficients, Ro
                            int *restrictions) {
   const int most = elimination->LargestRestrictions();
   const OwnedBlock<double> g(std::int64_t{3} * most);
-  const OwnedMatrix derivatives(most, coefficients), s(most, most);
+  const OwnedRows derivatives(most, coefficients), s(most, most);
   if (!g || !derivatives || !s) return ComfacStatus::NoMemory;
   double *values = g.get(), *work = values + most;
 
@@ -263,7 +263,7 @@ ComfacStatus ComfacTest(const ComfacEquation &equation, double *statistics, doub
 
   Elimination elimination(equation, polynomials);
   const int coefficients = polynomials.coefficientCount, *index = polynomials.coefficient.get();
-  const OwnedMatrix v(coefficients, coefficients);
+  const OwnedRows v(coefficients, coefficients);
   if (!elimination.Allocated() || !v) return ComfacStatus::NoMemory;
   for (int i = 0; i < coefficients; ++i)
     for (int j = 0; j < coefficients; ++j) v[i][j] = equation.covariance[index[i]][index[j]];

@@ -10,7 +10,7 @@
 // 879-897. Hendry and Mizon (1978), Economic Journal 88, 549-563.
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

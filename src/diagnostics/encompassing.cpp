@@ -56,8 +56,8 @@ struct Moments {
   bool Allocated() const { return xx && xPx && yx && y2x && yPx; }
 
   int m;
-  OwnedMatrix xx, xPx;
-  OwnedMatrix yx, y2x, yPx;  // one row; y2: the dependent variable as the second model has it
+  OwnedRows xx, xPx;
+  OwnedRows yx, y2x, yPx;  // one row; y2: the dependent variable as the second model has it
   double yy = 0, yPy = 0;
 };
 
@@ -85,8 +85,8 @@ struct DistinctRows {
 EncompassingStatus FormMoments(double *y, double *y2, const RowUnion &w, const RowUnion &x, int T, Moments *out) {
   const int n = w.count, m = x.count;
   const DistinctRows z(y, x, w);
-  const OwnedMatrix zz(z.count, z.count);
-  const OwnedMatrix ww(n, n), xw(m, n), projected(m, n), yw(1, n), yProjected(1, n);
+  const OwnedRows zz(z.count, z.count);
+  const OwnedRows ww(n, n), xw(m, n), projected(m, n), yw(1, n), yProjected(1, n);
   if (!zz || !ww || !xw || !projected || !yw || !yProjected) return EncompassingStatus::NoMemory;
   MatCrossRows(z.rows.get(), z.count, 0, T - 1, zz.get());
   out->yy = zz[0][0];
@@ -119,7 +119,7 @@ struct Estimate {
 
   const int *places;
   int k;
-  OwnedMatrix inverse;  // of the projected moments
+  OwnedRows inverse;  // of the projected moments
   OwnedBlock<double> b, yPx;
   double q = 0;  // explained by the projected regressors: b X P y
   double s = 0;  // residual variance

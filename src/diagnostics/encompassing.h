@@ -6,8 +6,8 @@
 // (1986), Econometrica 54, 657-678.
 #pragma once
 
-#include "host/heap.h"
-#include "host/row_matrix.h"
+#include "core/heap.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

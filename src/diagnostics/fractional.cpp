@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "host/heap.h"
+#include "core/heap.h"
 #include "linalg/roots.h"
 #include "special/gamma.h"
 

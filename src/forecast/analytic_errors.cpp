@@ -55,7 +55,7 @@ double StandardError(double variance) { return variance > 0.0 ? std::sqrt(varian
 int ParameterVariance(const ForecastUncertainty &uncertainty, RowMatrix d, int n, int coefficients,
                       RowMatrix variance) {
   if (uncertainty.q == nullptr) return MatSandwich(d, n, uncertainty.v, coefficients, variance) != nullptr;
-  const OwnedMatrix dq(n, uncertainty.nQ);
+  const OwnedRows dq(n, uncertainty.nQ);
   if (!dq) return 0;
   MatMul(d, n, coefficients, uncertainty.q, uncertainty.nQ, dq.get());
   return MatSandwich(dq.get(), n, uncertainty.v, uncertainty.nQ, variance) != nullptr;
@@ -66,11 +66,11 @@ AnalyticErrors NewAnalyticErrors(const ForecastModel &model, const ForecastUncer
   const std::int64_t stacked = std::int64_t{steps} * nY;
   AnalyticErrors common;
   if (stacked > std::numeric_limits<int>::max()) return common;
-  const OwnedMatrix weighted(stacked, nY);
-  common.weights = OwnedMatrix(stacked, nY);
-  common.errorVariance = OwnedMatrix(steps, nY);
-  common.regressors = OwnedMatrix(steps, nX);
-  common.derivative = OwnedMatrix(nY, std::int64_t{nY} * nX);
+  const OwnedRows weighted(stacked, nY);
+  common.weights = OwnedRows(stacked, nY);
+  common.errorVariance = OwnedRows(steps, nY);
+  common.regressors = OwnedRows(steps, nX);
+  common.derivative = OwnedRows(nY, std::int64_t{nY} * nX);
   if (!common || !weighted) return {};
 
   // One product for the Psi_i Omega of all steps; of Psi_i Omega Psi_i' the diagonal alone is needed.
@@ -85,7 +85,7 @@ AnalyticErrors NewAnalyticErrors(const ForecastModel &model, const ForecastUncer
 int AnalyticForecastSE(const AnalyticErrors &common, const ForecastModel &model, const ForecastUncertainty &uncertainty,
                        int a, int b, int firstStep, RowMatrix se) {
   const int nY = model.rows.nY, nX = model.rows.nX;
-  const OwnedMatrix parameters(nY, nY);
+  const OwnedRows parameters(nY, nY);
   if (!parameters) return 0;
   MatZero(parameters.get(), nY, nY);
   for (int k = 0; k <= b - a; ++k) {

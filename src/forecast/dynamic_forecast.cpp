@@ -29,7 +29,7 @@ int HStepForecast(const ForecastModel &model, const ForecastUncertainty &uncerta
                   int t1, int t2, int h, RowMatrix se) {
   const int results = model.rows.Results(), span = t2 - t1 + 1;
   const RowMatrix rows = model.rows.table.get();
-  const OwnedMatrix actual(results, span), forecasts(results, span), passErrors(results, h);
+  const OwnedRows actual(results, span), forecasts(results, span), passErrors(results, h);
   if (!actual || !forecasts || !passErrors) return 0;
 
   CopyColumns(actual.get(), 0, rows, t1, results, span);
@@ -54,7 +54,7 @@ int HStepForecast(const ForecastModel &model, const ForecastUncertainty &uncerta
 int Forecast(const ForecastModel &model, const ForecastUncertainty &uncertainty, int t1, int t2, int h, RowMatrix se) {
   const int before = model.base - 1;
   AnalyticErrors common;
-  OwnedMatrix known;  // of the observation before the forecasts, which derivatives with identities write to
+  OwnedRows known;  // of the observation before the forecasts, which derivatives with identities write to
   if (se != nullptr && model.rows.nIdent == 0) {
     common = NewAnalyticErrors(model, uncertainty, h > 0 ? h : t2 - t1 + 1);
     if (!common) return 0;

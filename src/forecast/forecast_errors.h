@@ -20,10 +20,10 @@ struct ForecastUncertainty {
 
 // What all passes of up to `steps` columns have in common, and their work memory.
 struct AnalyticErrors {
-  OwnedMatrix weights;        // nY rows for each step: Psi_i
-  OwnedMatrix errorVariance;  // steps x nY: the diagonal of the sum of Psi_i Omega Psi_i' up to that step
-  OwnedMatrix regressors;     // steps x nX: regressors of the pass's columns
-  OwnedMatrix derivative;     // nY x nY nX
+  OwnedRows weights;        // nY rows for each step: Psi_i
+  OwnedRows errorVariance;  // steps x nY: the diagonal of the sum of Psi_i Omega Psi_i' up to that step
+  OwnedRows regressors;     // steps x nX: regressors of the pass's columns
+  OwnedRows derivative;     // nY x nY nX
 
   explicit operator bool() const { return weights && errorVariance && regressors && derivative; }
 };

@@ -50,8 +50,8 @@ ForecastRows NewForecastRows(const ForecastIndex &index, RowMatrix actual, int a
   const int results = nY + nIdent;
   const std::int64_t before = index.longestLag, width = before + t2 + 1;
   ForecastRows rows;
-  rows.table = OwnedMatrix(std::int64_t{results} + nX, 0);
-  rows.cells = OwnedMatrix(results, width);
+  rows.table = OwnedRows(std::int64_t{results} + nX, 0);
+  rows.cells = OwnedRows(results, width);
   if (!rows) return {};
 
   rows.nY = nY, rows.nIdent = nIdent, rows.nX = nX;
@@ -69,9 +69,9 @@ ForecastRows NewForecastRows(const ForecastIndex &index, RowMatrix actual, int a
   return rows;
 }
 
-OwnedMatrix CoefficientColumns(RowMatrix pi, int nY, int nX) {
+OwnedRows CoefficientColumns(RowMatrix pi, int nY, int nX) {
   const std::int64_t width = (std::int64_t{nY} + kStepRows - 1) / kStepRows * kStepRows;
-  OwnedMatrix columns(nX, width);
+  OwnedRows columns(nX, width);
   if (!columns) return columns;
   for (int k = 0; k < nX; ++k) {
     for (int i = 0; i < nY; ++i) columns[k][i] = pi[i][k];

@@ -13,8 +13,8 @@
 // forecast that is written into an endogenous row is at once seen, under its lags, by all later columns.
 #pragma once
 
-#include "host/heap.h"
-#include "host/row_matrix.h"
+#include "core/heap.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 
@@ -47,8 +47,8 @@ struct ForecastIndex {
 ForecastIndex BuildForecastIndex(const ForecastDescriptors &descriptors, int nY, int nX);
 
 struct ForecastRows {
-  OwnedMatrix table;  // row pointers alone
-  OwnedMatrix cells;  // of the first two groups of rows
+  OwnedRows table;  // row pointers alone
+  OwnedRows cells;  // of the first two groups of rows
   int nY = 0, nIdent = 0, nX = 0;
 
   explicit operator bool() const { return table && cells; }
@@ -68,7 +68,7 @@ ForecastRows NewForecastRows(const ForecastIndex &index, RowMatrix actual, int a
 inline constexpr int kStepRows = 4;
 
 // The columns of pi (nY x nX) as rows, each filled up with zeros to a multiple of kStepRows. Null when memory fails.
-OwnedMatrix CoefficientColumns(RowMatrix pi, int nY, int nX);
+OwnedRows CoefficientColumns(RowMatrix pi, int nY, int nX);
 
 // Column t of every endogenous row i becomes the sum over k below `terms`, in that order, of piColumns[k][i] times
 // regressor k at t.

@@ -14,7 +14,7 @@ namespace {
 // Puts column `equation` of the Cholesky factor into column t of the rows below nS.
 bool PlaceOrthogonal(const ForecastRows &rows, const Shock &shock, int t) {
   if (shock.nS > rows.nY) return false;
-  const OwnedMatrix factor = OwnedMatrix::Clone(shock.omega, shock.nS, shock.nS);
+  const OwnedRows factor = OwnedRows::Clone(shock.omega, shock.nS, shock.nS);
   if (!factor || !MatCholesky(factor.get(), shock.nS)) return false;
   for (int i = 0; i < shock.nS; ++i) rows[i][t] = factor[i][shock.equation];
   return true;

@@ -1,7 +1,7 @@
 // Responses of a linear dynamic system to a one-off shock.
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

@@ -26,7 +26,7 @@ double Disturb(double *cell, Disturbed disturbed) {
 
 // Stacked Jacobians: the nY + nIdent rows of column t of a pass from a are the rows from (t - a)(nY + nIdent) on.
 struct Jacobians {
-  OwnedMatrix cells;
+  OwnedRows cells;
   int results;
 
   Jacobians(std::int64_t steps, int rows, std::int64_t columns) : cells(steps * rows, columns), results(rows) {}
@@ -85,7 +85,7 @@ int ErrorVariance(const ForecastModel &model, const ForecastUncertainty &uncerta
                   RowMatrix se) {
   const int nY = model.rows.nY, results = model.rows.Results(), last = b - a;
   const Jacobians jacobians(std::max(last, 1), results, nY);
-  const OwnedMatrix variance(results, results), term(results, results);
+  const OwnedRows variance(results, results), term(results, results);
   if (!jacobians.cells || !variance || !term) return 0;
 
   IdentityJacobian(model, a, jacobians.At(0));
@@ -104,7 +104,7 @@ int AddParameterVariance(const ForecastModel &model, const ForecastUncertainty &
                          int b, RowMatrix se) {
   const int nX = model.rows.nX, coefficients = model.rows.nY * nX, results = model.rows.Results();
   const Jacobians derivatives(std::int64_t{b} - a + 1, results, coefficients);
-  const OwnedMatrix variance(results, results);
+  const OwnedRows variance(results, results);
   if (!derivatives.cells || !variance) return 0;
 
   for (int i = 0; i < model.rows.nY; ++i)
@@ -121,8 +121,8 @@ int AddParameterVariance(const ForecastModel &model, const ForecastUncertainty &
 
 int NumericForecastSE(const ForecastModel &model, const ForecastUncertainty &uncertainty, int a, int b, RowMatrix se) {
   const int nY = model.rows.nY, last = model.rows.Results() - 1, before = model.base - 1;
-  const OwnedMatrix known = SaveObservations(model.rows, before, 1),
-                    plain = SaveObservations(model.rows, model.base, b - a + 1);
+  const OwnedRows known = SaveObservations(model.rows, before, 1),
+                  plain = SaveObservations(model.rows, model.base, b - a + 1);
   if (!known || !plain) return 0;
   const int done = ErrorVariance(model, uncertainty, plain.get(), a, b, se) &&
                    (uncertainty.v == nullptr || AddParameterVariance(model, uncertainty, plain.get(), a, b, se));

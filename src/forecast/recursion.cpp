@@ -9,8 +9,8 @@ void PutEndogenous(const ForecastRows &rows, int t, int observation) {
   AlgebraPutRows(rows.table.get(), 0, rows.nY - 1, t, 0, observation);
 }
 
-OwnedMatrix SaveObservations(const ForecastRows &rows, int first, int count) {
-  OwnedMatrix saved(rows.Results(), count);
+OwnedRows SaveObservations(const ForecastRows &rows, int first, int count) {
+  OwnedRows saved(rows.Results(), count);
   for (int c = 0; saved && c < count; ++c) {
     AlgebraGetRows(saved.get(), 0, rows.nY - 1, c, 0, first + c);
     AlgebraGetRows(saved.get(), rows.nY, rows.Results() - 1, c, AlgebraFirstAdded(), first + c);

@@ -10,8 +10,8 @@ namespace tessel {
 struct ForecastModel {
   ForecastRows rows;
   ForecastIndex index;
-  OwnedMatrix piColumns;  // as CoefficientColumns gives them
-  int base = 0;           // the database observation of a pass's first column, whichever column that is
+  OwnedRows piColumns;  // as CoefficientColumns gives them
+  int base = 0;         // the database observation of a pass's first column, whichever column that is
 };
 
 // Where a pass begins in the database: at its first column, or one observation earlier, for a derivative with respect
@@ -27,7 +27,7 @@ void PutEndogenous(const ForecastRows &rows, int t, int observation);
 
 // What the database holds of the nY + nIdent variables at `count` observations from `first` on, and its way back. Null
 // when memory fails.
-OwnedMatrix SaveObservations(const ForecastRows &rows, int first, int count);
+OwnedRows SaveObservations(const ForecastRows &rows, int first, int count);
 void RestoreObservations(const ForecastRows &rows, RowMatrix saved, int first, int count);
 
 }  // namespace tessel

@@ -1,7 +1,7 @@
 // Actual against predicted outcomes of a discrete choice model.
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "host/heap.h"
-#include "limdep/cross_products.h"
+#include "core/heap.h"
+#include "linalg/cross_products.h"
 
 namespace tessel {
 

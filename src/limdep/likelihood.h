@@ -9,7 +9,7 @@
 // What is not wanted is not computed. The result is the log-likelihood, or the missing value when memory fails.
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

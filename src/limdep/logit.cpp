@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "host/heap.h"
-#include "limdep/cross_products.h"
+#include "core/heap.h"
+#include "linalg/cross_products.h"
 
 namespace tessel {
 

@@ -5,7 +5,7 @@
 // Every routine works in place on RowMatrix values, keeps nothing between calls, and reports through its result.
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "host/heap.h"
+#include "core/heap.h"
 #include "linalg/dot_product.h"
 #include "linalg/moments.h"
 #include "linalg/products.h"
@@ -186,9 +186,9 @@ int LuFactor(RowMatrix lu, int n, int *piv, double *logDet, int *signCode, RowMa
     scaledTolerance = MatTolerance() * LargestRowSum(lu, n);
   }
   if (signCode != nullptr) *signCode = 0;
-  OwnedMatrix own;
+  OwnedRows own;
   if (mirror == nullptr && n > 0) {
-    own = OwnedMatrix(n, n);
+    own = OwnedRows(n, n);
     if (!own) return -1;
     mirror = own.get();
   }
@@ -252,7 +252,7 @@ void TriangularSolve(RowMatrix l, RowMatrix u, RowMatrix b, int n, int m, bool l
     SolveDiagonalBlock(l, u, 0, n, lowerHasDiagonal, b, m);
     return;
   }
-  const OwnedMatrix scratch(kBlock, m);
+  const OwnedRows scratch(kBlock, m);
   if (l != nullptr) SolveLowerByBlocks(l, b, n, m, lowerHasDiagonal, identityInput, scratch.get());
   if (u != nullptr) SolveUpperByBlocks(u, b, n, m, scratch.get());
 }
@@ -260,7 +260,7 @@ void TriangularSolve(RowMatrix l, RowMatrix u, RowMatrix b, int n, int m, bool l
 int KernelInvertGeneral(RowMatrix a, int n, double *logDet, int *signCode) {
   if (n < 1) return 1;
   const OwnedBlock<int> piv(n);
-  const OwnedMatrix lu = OwnedMatrix::Clone(a, n, n);
+  const OwnedRows lu = OwnedRows::Clone(a, n, n);
   if (!piv || !lu) return 1;
   if (LuFactor(lu.get(), n, piv.get(), logDet, signCode, a) != 0) return 1;
   LuInverse(lu.get(), lu.get(), piv.get(), a, n);

@@ -15,7 +15,7 @@ RowMatrix MatSandwich(RowMatrix x, int n, RowMatrix w, int m, RowMatrix out) {
   if (out == nullptr || out == x || out == w) return nullptr;
   if (w == nullptr) return MatMulBt(x, n, m, x, n, out);
   if (n < 1 || m < 1) return nullptr;
-  OwnedMatrix scratch(std::min(n, block), m);
+  OwnedRows scratch(std::min(n, block), m);
   if (!scratch) return nullptr;
   for (int i = 0; i < n;) {
     const int rows = n - i >= block ? block : 1;

@@ -3,7 +3,7 @@
 // Row tables may be the host's. No matrix has a size below 0; sizes of 0 do nothing except where told.
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <limits>
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 #include "linalg/micro_kernel.h"
 
 namespace tessel {

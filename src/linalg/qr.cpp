@@ -5,7 +5,7 @@
 #include <cmath>
 #include <utility>
 
-#include "host/heap.h"
+#include "core/heap.h"
 #include "linalg/dot_product.h"
 #include "linalg/micro_kernel.h"
 #include "linalg/row_kernels.h"

@@ -212,7 +212,7 @@ void HessenbergEigenvalues(RowMatrix h, double *re, double *im, int n, int low, 
 }
 
 int PolyRoots(const double *coef, double *re, double *im, int n) {
-  const OwnedMatrix companion(n, n);
+  const OwnedRows companion(n, n);
   if (coef == nullptr || re == nullptr || im == nullptr || !companion) return 2;
   const RowMatrix h = MatZero(companion.get(), n, n);
   for (int j = 0; j < n; ++j) h[0][j] = -coef[j];

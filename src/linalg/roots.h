@@ -1,7 +1,7 @@
 // Roots of real polynomials through the eigenvalues of a Hessenberg matrix, and two operations on complex numbers.
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

@@ -171,7 +171,7 @@ void MultiplyInverses(RowMatrix a, int n, const double *d) {
 }
 
 void LdlInvert(RowMatrix a, int n) {
-  OwnedMatrix d(1, n);
+  OwnedRows d(1, n);
   if (!d) {
     MatFillMissing(a, n, n);
     return;
@@ -188,7 +188,7 @@ void LdlInvert(RowMatrix a, int n) {
 int KernelCholesky(RowMatrix a, int n) {
   if (n < 1) return 0;
   if (n > kBlock && a != nullptr) {
-    OwnedMatrix work(kBlock, kBlock), other(kBlock, kBlock);
+    OwnedRows work(kBlock, kBlock), other(kBlock, kBlock);
     if (work && other) return CholeskyBlocked(a, n, work.get(), other.get());
   }
   return CholeskyPlain(a, n);

@@ -19,7 +19,7 @@ struct Tiler {
   const Product &p;
   TilePlan plan;
   const MicroKernel &kernel;
-  OwnedMatrix aTile, bTile, result;  // A is read in place unless it is given transposed
+  OwnedRows aTile, bTile, result;  // A is read in place unless it is given transposed
   double *aPanels = nullptr, *bPanels = nullptr;
   bool direct = false;         // one tile covers the result: no result tile
   int aRow = -1, aInner = -1;  // the place of the packed A tile
@@ -33,11 +33,11 @@ struct SmallPanels {
 };
 
 // Panels of `lines` lines, from a cache line on.
-double *TakePanels(double *small, OwnedMatrix &owner, int lines, int width, int depth) {
+double *TakePanels(double *small, OwnedRows &owner, int lines, int width, int depth) {
   constexpr int line = 8;
   const std::int64_t cells = PanelCells(lines, width, depth);
   if (cells <= kSmallPanels) return small;
-  owner = OwnedMatrix(1, cells + line);
+  owner = OwnedRows(1, cells + line);
   if (!owner) return nullptr;
   const auto address = reinterpret_cast<std::uintptr_t>(owner[0]);
   return owner[0] + (line - address / sizeof(double) % line) % line;
@@ -51,7 +51,7 @@ bool TakeScratch(Tiler &t, SmallPanels &small) {
   }
   t.bPanels = TakePanels(small.b, t.bTile, columns, t.kernel.blockColumns, inner);
   t.direct = rows == t.p.rows && columns == t.p.columns;
-  if (!t.direct) t.result = OwnedMatrix(rows, RoundUp(columns, t.kernel.blockColumns));
+  if (!t.direct) t.result = OwnedRows(rows, RoundUp(columns, t.kernel.blockColumns));
   return t.bPanels != nullptr && (t.direct || t.result);
 }
 

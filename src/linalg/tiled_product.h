@@ -5,7 +5,7 @@
 // 41 (2015).
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

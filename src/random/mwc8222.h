@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

@@ -6,7 +6,7 @@
 // cached and answers the next call.
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

@@ -29,7 +29,7 @@
 // MWC8222 index and carry come together. A state that was copied in full and set again continues the sequence.
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

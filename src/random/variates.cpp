@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "host/missing.h"
+#include "core/missing.h"
 #include "random/ran_table.h"
 
 namespace tessel {

@@ -1,7 +1,7 @@
 // Steps that the estimators of this folder share.
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

@@ -2,7 +2,7 @@
 // models", Journal of Policy Modeling 14, 517-533).
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

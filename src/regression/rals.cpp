@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "host/heap.h"
+#include "core/heap.h"
 #include "linalg/moments.h"
 #include "linalg/symmetric.h"
 #include "linalg/tiled_product.h"
@@ -82,7 +82,7 @@ double RalsForecast(const RalsModel &model, int horizon, RowMatrix parCov, RowMa
   MatFillMissing(errors, horizon, 1);
   MatFillMissing(scales, horizon, 1);
   const int parameters = model.ParameterCount(), firstForecast = model.last - horizon + 1;
-  const OwnedMatrix d(parameters, 1), cross(parameters, parameters);
+  const OwnedRows d(parameters, 1), cross(parameters, parameters);
   const OwnedBlock<double> u(static_cast<std::int64_t>(model.last) + 1), g(parameters);
   if (!d || !u || !g || !cross) return 0.0;
 

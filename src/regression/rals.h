@@ -2,7 +2,7 @@
 // consecutive lags (Sargan 1964; Hendry and Srba 1977).
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "host/heap.h"
+#include "core/heap.h"
 #include "linalg/dot_product.h"
 #include "linalg/moments.h"
 #include "linalg/symmetric.h"
@@ -22,11 +22,11 @@ struct RivRecursion {
   int t1, a, b, k, instrumentCount, rowCount;
   RowMatrix regressors;          // rows of z in their own order
   RowMatrix instruments;         // rows of z: exogenous regressors, additional instruments
-  OwnedMatrix moments;           // rowCount square, cross-products over the sample so far
-  OwnedMatrix x1Inv;             // a x a, inverse cross-products of the exogenous regressors
-  OwnedMatrix zzInv;             // inverse cross-products of the instruments
-  OwnedMatrix proj;              // b rows: cross-products of endogenous regressors and instruments, times zzInv
-  OwnedMatrix xxInv;             // k x k, inverse moments of the fitted regressors
+  OwnedRows moments;             // rowCount square, cross-products over the sample so far
+  OwnedRows x1Inv;               // a x a, inverse cross-products of the exogenous regressors
+  OwnedRows zzInv;               // inverse cross-products of the instruments
+  OwnedRows proj;                // b rows: cross-products of endogenous regressors and instruments, times zzInv
+  OwnedRows xxInv;               // k x k, inverse moments of the fitted regressors
   OwnedBlock<double *> inside;   // rows of z of the regressors in the inside order
   OwnedBlock<double> rhs;        // k
   OwnedBlock<double> solution;   // k, coefficients in the inside order

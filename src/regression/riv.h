@@ -5,7 +5,7 @@
 // time and computed anew at every 50th.
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

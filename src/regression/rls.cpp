@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "host/heap.h"
+#include "core/heap.h"
 #include "linalg/moments.h"
 #include "linalg/qr.h"
 #include "linalg/symmetric.h"
@@ -17,14 +17,14 @@ constexpr int kExactInterval = 50;  // steps from one scheduled exact step to th
 
 struct RlsRecursion {
   int t1, sampleSize, n, k;
-  OwnedMatrix xT, yT;            // variables in rows; column s is observation t1 + s
-  OwnedMatrix xWork, yWork;      // copies for the factorisation to consume; yWork then holds residuals
-  OwnedMatrix xxInv;             // k x k, inverse of X'X; zero row and column for a dropped regressor
-  OwnedMatrix xy;                // n x k, cross-products of equation j's dependent variable with the regressors
-  OwnedMatrix beta;              // n x k, current coefficients
-  OwnedMatrix betaExact;         // n x k, coefficients of the latest factorisation
-  OwnedMatrix resCross;          // n x n, cross-products of the equations' residuals
-  OwnedMatrix covWork;           // n x n
+  OwnedRows xT, yT;              // variables in rows; column s is observation t1 + s
+  OwnedRows xWork, yWork;        // copies for the factorisation to consume; yWork then holds residuals
+  OwnedRows xxInv;               // k x k, inverse of X'X; zero row and column for a dropped regressor
+  OwnedRows xy;                  // n x k, cross-products of equation j's dependent variable with the regressors
+  OwnedRows beta;                // n x k, current coefficients
+  OwnedRows betaExact;           // n x k, coefficients of the latest factorisation
+  OwnedRows resCross;            // n x n, cross-products of the equations' residuals
+  OwnedRows covWork;             // n x n
   OwnedBlock<double> gain;       // k
   OwnedBlock<double> regressor;  // k, this step's observation
   OwnedBlock<double> scaled;     // n, this step's standardised innovations

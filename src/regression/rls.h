@@ -9,7 +9,7 @@
 // growth rates keep 12 digits, Longley's (1967) data 4 to 6.
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

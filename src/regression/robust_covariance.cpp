@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "host/heap.h"
+#include "core/heap.h"
 #include "linalg/four.h"
 #include "linalg/moments.h"
 

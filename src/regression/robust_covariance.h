@@ -1,7 +1,7 @@
 // Covariances of least squares estimates that stay valid under heteroscedasticity or autocorrelation.
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

@@ -1,7 +1,7 @@
 // The chi-squared quantile: algorithm AS 91 (Best and Roberts 1975), with convergence at 1e-10.
 #include <cmath>
 
-#include "host/missing.h"
+#include "core/missing.h"
 #include "special/gamma.h"
 #include "special/quantiles.h"
 

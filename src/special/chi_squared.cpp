@@ -1,7 +1,7 @@
 // The chi-squared distribution: Abramowitz and Stegun 26.4.1, 26.4.19.
 #include <cmath>
 
-#include "host/missing.h"
+#include "core/missing.h"
 #include "special/distributions.h"
 #include "special/gamma.h"
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "host/missing.h"
+#include "core/missing.h"
 #include "special/beta_factor.h"
 #include "special/distributions.h"
 #include "special/normal.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "host/missing.h"
+#include "core/missing.h"
 #include "special/distributions.h"
 #include "special/gamma.h"
 #include "special/quantiles.h"

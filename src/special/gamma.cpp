@@ -8,7 +8,7 @@
 #include <array>
 #include <cmath>
 
-#include "host/missing.h"
+#include "core/missing.h"
 #include "special/gamma_tables.h"
 #include "special/polynomial.h"
 

@@ -1,7 +1,7 @@
 // SafeguardedNewton: Newton's iteration for a distribution function, inside a bracket.
 #include <cmath>
 
-#include "host/missing.h"
+#include "core/missing.h"
 #include "special/quantiles.h"
 
 namespace tessel {

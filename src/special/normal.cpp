@@ -6,7 +6,7 @@
 
 #include <cmath>
 
-#include "host/missing.h"
+#include "core/missing.h"
 #include "special/normal_tables.h"
 #include "special/polynomial.h"
 

@@ -1,7 +1,7 @@
 // The normal quantile: algorithm AS 241 (Wichura 1988), routine PPND16, with its published coefficients.
 #include <cmath>
 
-#include "host/missing.h"
+#include "core/missing.h"
 #include "special/polynomial.h"
 #include "special/quantiles.h"
 

@@ -4,7 +4,7 @@
 // and for many degrees of freedom Hill's normalising expansion (1970, Algorithm 395, Communications of the ACM 13).
 #include <cmath>
 
-#include "host/missing.h"
+#include "core/missing.h"
 #include "special/beta_factor.h"
 #include "special/distributions.h"
 #include "special/normal.h"

@@ -1,7 +1,7 @@
 // The t quantile: the Cornish-Fisher expansion of Abramowitz and Stegun 26.7.5, refined by Newton's iteration.
 #include <cmath>
 
-#include "host/missing.h"
+#include "core/missing.h"
 #include "special/distributions.h"
 #include "special/quantiles.h"
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "host/heap.h"
+#include "core/heap.h"
 
 namespace tessel {
 

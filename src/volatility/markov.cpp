@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "host/heap.h"
+#include "core/heap.h"
 
 namespace tessel {
 

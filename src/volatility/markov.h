@@ -6,7 +6,7 @@
 // Kim, C.-J. (1994), Dynamic linear models with Markov-switching, Journal of Econometrics 60.
 #pragma once
 
-#include "host/row_matrix.h"
+#include "core/row_matrix.h"
 
 namespace tessel {
 

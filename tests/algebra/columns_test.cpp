@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "algebra/smooth.h"
-#include "algebra/sort.h"
-#include "algebra/spectral.h"
 #include "algebra/workspace.h"
-#include "host/heap.h"
-#include "host/missing.h"
+#include "core/heap.h"
+#include "core/missing.h"
+#include "series/smooth.h"
+#include "series/sort.h"
+#include "series/spectral.h"
 
 namespace tessel {
 namespace {

@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
-#include "host/heap.h"
-#include "host/missing.h"
+#include "core/heap.h"
+#include "core/missing.h"
 
 namespace tessel {
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "algebra/tokens.h"
-#include "host/heap.h"
+#include "core/heap.h"
 
 namespace tessel {
 namespace {

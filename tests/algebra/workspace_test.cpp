@@ -104,7 +104,7 @@ TEST(Workspace, CallsOfForecasts) {
   ASSERT_EQ(Open("level = x + z; ratio = x/level;"), "");
   EXPECT_EQ(AlgebraAddedCount(), 2);
   EXPECT_EQ(AlgebraFirstAdded(), 2);
-  OwnedMatrix rows(4, 2);
+  OwnedRows rows(4, 2);
   MatFillMissing(rows.get(), 4, 2);
   rows[0][1] = 10;
   rows[1][1] = 30;

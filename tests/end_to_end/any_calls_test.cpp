@@ -6,8 +6,8 @@
 #include <fstream>
 #include <new>
 
-#include "../../fuzz/random_calls.h"
 #include "library.h"
+#include "support/random_calls.h"
 
 namespace {
 

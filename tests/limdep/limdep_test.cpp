@@ -1,7 +1,7 @@
 // Likelihoods of limited dependent variable models, called as a user calls them.
 #include <cmath>
 
-#include "host/heap.h"
+#include "core/heap.h"
 #include "support/reference_cases.h"
 
 namespace {

@@ -11,13 +11,13 @@ namespace {
 // Both products with the inverse give the identity as nearly as the size of the cells allows: random matrices on both
 // sides of each block size, ill-conditioned ones, and a graded one where every step interchanges rows.
 TEST(MatInvert, ResidualsOfBothProducts) {
-  std::vector<Matrix> matrices = {
-      Hilbert(4), Hilbert(9), Matrix(9, 9, [](int i, int j) { return std::pow((j + 1.0) / 9, i); }),  // Vandermonde
-      Matrix(100, 100, [](int i, int j) { return i + j == 99 ? 1e3 : std::ldexp(1.0, -(i + j) / 8); })};
+  std::vector<TestMatrix> matrices = {
+      Hilbert(4), Hilbert(9), TestMatrix(9, 9, [](int i, int j) { return std::pow((j + 1.0) / 9, i); }),  // Vandermonde
+      TestMatrix(100, 100, [](int i, int j) { return i + j == 99 ? 1e3 : std::ldexp(1.0, -(i + j) / 8); })};
   for (int n : {1, 2, 3, 5, 30, 33, 64, 65, 97, 128, 130, 201}) matrices.push_back(Random(n, n));
-  for (const Matrix &a : matrices)
+  for (const TestMatrix &a : matrices)
     WithEachMicroKernel([&](const char *name) {
-      const Matrix inverse = a;
+      const TestMatrix inverse = a;
       EXPECT_EQ(MatInvert(inverse.Rows(), a.rows), 0) << a.rows;
       const double bound = 1e-15 * a.rows * Largest(a) * Largest(inverse);
       EXPECT_LE(Residual(a, inverse, Identity(a.rows)), bound) << name << a.rows;
@@ -29,7 +29,7 @@ TEST(MatInvert, ResidualsOfBothProducts) {
 TEST(KernelInvertGeneral, StatusDeterminantAndTolerance) {
   const double tolerance = MatTolerance();
   const struct {
-    Matrix a;
+    TestMatrix a;
     int status;
     double determinant;
     int sign;
@@ -54,7 +54,7 @@ TEST(KernelInvertGeneral, StatusDeterminantAndTolerance) {
   EXPECT_EQ(MatInvert(nullptr, 3), 1);
   EXPECT_EQ(MatInvert(cases[0].a.Rows(), 0), 1);
   const int piv[] = {0, 1};
-  EXPECT_EQ(LuLogDet(Matrix{{1, 2}, {3, 0}}.Rows(), 2, piv, 0, &logDet), 0);
+  EXPECT_EQ(LuLogDet(TestMatrix{{1, 2}, {3, 0}}.Rows(), 2, piv, 0, &logDet), 0);
   EXPECT_EQ(logDet, 1);
 }
 
@@ -62,7 +62,7 @@ TEST(KernelInvertGeneral, StatusDeterminantAndTolerance) {
 // elimination with one inner product for each element.
 TEST(LuFactor, SameBitsAsOneInnerProductPerElement) {
   for (int n : {4, 31, 33, 70, 550}) {
-    const Matrix expected = Random(n, n), u(n, n);  // row j of u: column j of U
+    const TestMatrix expected = Random(n, n), u(n, n);  // row j of u: column j of U
     std::vector<int> pivots;
     for (int j = 0; j < n; ++j) {
       int p = j;
@@ -77,7 +77,7 @@ TEST(LuFactor, SameBitsAsOneInnerProductPerElement) {
     }
     WithEachMicroKernel([&](const char *name) {
       for (double **mirror : {static_cast<double **>(nullptr), u.Rows()}) {
-        const Matrix lu = Random(n, n);
+        const TestMatrix lu = Random(n, n);
         std::vector<int> piv(pivots.size());
         EXPECT_EQ(LuFactor(lu.Rows(), n, piv.data(), nullptr, nullptr, mirror), 0);
         EXPECT_TRUE(piv == pivots && lu.cells == expected.cells) << name << n;
@@ -86,9 +86,9 @@ TEST(LuFactor, SameBitsAsOneInnerProductPerElement) {
     });
   }
   int piv[50];
-  EXPECT_EQ(LuFactor(Matrix{{1, 2}, {-1, 2}}.Rows(), 2, piv, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(LuFactor(TestMatrix{{1, 2}, {-1, 2}}.Rows(), 2, piv, nullptr, nullptr, nullptr), 0);
   EXPECT_EQ(piv[0], 0);  // the first of equals
-  const Matrix singular(50, 50, [](int i, int j) { return std::cos((i + 1) * (j == 40 ? 3 : j)); });
+  const TestMatrix singular(50, 50, [](int i, int j) { return std::cos((i + 1) * (j == 40 ? 3 : j)); });
   EXPECT_EQ(LuFactor(singular.Rows(), 50, piv, nullptr, nullptr, nullptr), 41);
   for (int i = 40; i < 50; ++i) EXPECT_TRUE(piv[i] == i && singular[i][i] == 0);
 }
@@ -97,19 +97,19 @@ TEST(LuFactor, SameBitsAsOneInnerProductPerElement) {
 TEST(TriangularSolve, EachFormAndSize) {
   for (int n : {1, 4, 64, 65, 150})
     for (int m : {1, 8, 17}) {
-      const Matrix b = Random(n, m), a(n, n, [](int i, int j) { return i == j ? 2 : std::sin(i + 3 * j) / 9; });
-      const Matrix lower(n, n, [&](int i, int j) { return (i >= j) * a[i][j]; });
-      const Matrix unit(n, n, [&](int i, int j) { return (i > j) * a[i][j] + (i == j); });
-      const Matrix upper(n, n, [&](int i, int j) { return (i <= j) * a[i][j]; });
-      for (const Matrix *triangle : {&lower, &unit, &upper}) {
-        const Matrix x = b;
+      const TestMatrix b = Random(n, m), a(n, n, [](int i, int j) { return i == j ? 2 : std::sin(i + 3 * j) / 9; });
+      const TestMatrix lower(n, n, [&](int i, int j) { return (i >= j) * a[i][j]; });
+      const TestMatrix unit(n, n, [&](int i, int j) { return (i > j) * a[i][j] + (i == j); });
+      const TestMatrix upper(n, n, [&](int i, int j) { return (i <= j) * a[i][j]; });
+      for (const TestMatrix *triangle : {&lower, &unit, &upper}) {
+        const TestMatrix x = b;
         TriangularSolve(triangle == &upper ? nullptr : a.Rows(), triangle == &upper ? a.Rows() : nullptr, x.Rows(), n,
                         m, triangle == &lower, false);
         EXPECT_LE(Residual(*triangle, x, b), 2e-15 * n * Largest(x)) << n << " " << m;
       }
     }
   // A diagonal cell of 0 gives 0, in either triangle.
-  const Matrix zero = {{2, 0, 0}, {1, 0, 0}, {1, 5, 4}}, b = {{4}, {9}, {8}};
+  const TestMatrix zero = {{2, 0, 0}, {1, 0, 0}, {1, 5, 4}}, b = {{4}, {9}, {8}};
   TriangularSolve(zero.Rows(), zero.Rows(), b.Rows(), 3, 1, true, false);
   EXPECT_TRUE(b[0][0] == 1 && b[1][0] == 0 && b[2][0] == 0.375);
 }
@@ -117,10 +117,10 @@ TEST(TriangularSolve, EachFormAndSize) {
 // Without memory for its copy or its sums the inverse fails; without memory for block products it does not.
 TEST(MatInvert, ExhaustedMemory) {
   const int n = 130;
-  const Matrix input = Random(n, n);
+  const TestMatrix input = Random(n, n);
   int failed = 0;
   ForEachFailingAllocation([&](bool) {
-    const Matrix a = input;
+    const TestMatrix a = input;
     const int status = MatInvert(a.Rows(), n);
     failed += status;
     EXPECT_TRUE(status == 1 ? a.cells == input.cells : Residual(input, a, Identity(n)) < 1e-11);

@@ -16,21 +16,21 @@
 
 namespace tessel {
 
-struct Matrix {
+struct TestMatrix {
   static constexpr double kFill = -777.25;  // every cell and gap at first
 
-  Matrix(int r, int c, const std::function<double(int i, int j)> &cell = {}, int g = 2)
+  TestMatrix(int r, int c, const std::function<double(int i, int j)> &cell = {}, int g = 2)
       : rows(r), columns(c), gap(g), cells(static_cast<std::size_t>(r) * static_cast<std::size_t>(c + g), kFill) {
     for (int i = 0; i < r; ++i) table.push_back(cells.data() + static_cast<std::ptrdiff_t>(i) * (c + g));
     for (int i = 0; cell && i < r; ++i)
       for (int j = 0; j < c; ++j) table[static_cast<std::size_t>(i)][j] = cell(i, j);
   }
-  Matrix(std::initializer_list<std::vector<double>> m)
-      : Matrix(static_cast<int>(m.size()), static_cast<int>(m.begin()->size()),
-               [&](int i, int j) { return m.begin()[i][static_cast<std::size_t>(j)]; }) {}
-  Matrix(const Matrix &other) : Matrix(other.rows, other.columns, {}, other.gap) { cells = other.cells; }
-  Matrix(Matrix &&) = default;
-  Matrix &operator=(Matrix &&) = default;
+  TestMatrix(std::initializer_list<std::vector<double>> m)
+      : TestMatrix(static_cast<int>(m.size()), static_cast<int>(m.begin()->size()),
+                   [&](int i, int j) { return m.begin()[i][static_cast<std::size_t>(j)]; }) {}
+  TestMatrix(const TestMatrix &other) : TestMatrix(other.rows, other.columns, {}, other.gap) { cells = other.cells; }
+  TestMatrix(TestMatrix &&) = default;
+  TestMatrix &operator=(TestMatrix &&) = default;
 
   double **Rows() const { return const_cast<double **>(table.data()); }
   double *operator[](int i) const { return table[static_cast<std::size_t>(i)]; }
@@ -40,31 +40,31 @@ struct Matrix {
   std::vector<double *> table;
 };
 
-inline Matrix Random(int rows, int columns, unsigned seed = 1, int gap = 2) {
+inline TestMatrix Random(int rows, int columns, unsigned seed = 1, int gap = 2) {
   std::mt19937_64 random(seed);
   std::normal_distribution<double> normal;
   return {rows, columns, [&](int, int) { return normal(random); }, gap};
 }
 
-inline Matrix Identity(int n) {
+inline TestMatrix Identity(int n) {
   return {n, n, [](int i, int j) { return i == j; }};
 }
 
-inline Matrix T(const Matrix &a) {
+inline TestMatrix T(const TestMatrix &a) {
   return {a.columns, a.rows, [&](int i, int j) { return a[j][i]; }};
 }
 
 // The symmetric matrix of a lower triangle.
-inline Matrix Mirrored(const Matrix &a) {
+inline TestMatrix Mirrored(const TestMatrix &a) {
   return {a.rows, a.rows, [&](int i, int j) { return a[std::max(i, j)][std::min(i, j)]; }};
 }
 
-inline Matrix Hilbert(int n) {
+inline TestMatrix Hilbert(int n) {
   return {n, n, [](int i, int j) { return 1.0 / (i + j + 1); }};
 }
 
 // A B, less C where it is given.
-inline Matrix Mul(const Matrix &a, const Matrix &b, const Matrix *c = nullptr) {
+inline TestMatrix Mul(const TestMatrix &a, const TestMatrix &b, const TestMatrix *c = nullptr) {
   return {a.rows, b.columns, [&](int i, int j) {
             long double sum = c == nullptr ? 0 : -(*c)[i][j];
             for (int k = 0; k < a.columns; ++k) sum += static_cast<long double>(a[i][k]) * b[k][j];
@@ -73,7 +73,7 @@ inline Matrix Mul(const Matrix &a, const Matrix &b, const Matrix *c = nullptr) {
 }
 
 // Infinite where a cell is missing.
-inline double Largest(const Matrix &a) {
+inline double Largest(const TestMatrix &a) {
   double largest = 0;
   for (int i = 0; i < a.rows; ++i)
     for (int j = 0; j < a.columns; ++j)
@@ -82,15 +82,16 @@ inline double Largest(const Matrix &a) {
 }
 
 // The largest absolute cell of A B - C.
-inline double Residual(const Matrix &a, const Matrix &b, const Matrix &c) { return Largest(Mul(a, b, &c)); }
+inline double Residual(const TestMatrix &a, const TestMatrix &b, const TestMatrix &c) { return Largest(Mul(a, b, &c)); }
 
 // Cells within the tolerance, and gaps as they were.
-inline void ExpectNear(const Matrix &actual, const Matrix &expected, double tolerance, const std::string &what) {
+inline void ExpectNear(const TestMatrix &actual, const TestMatrix &expected, double tolerance,
+                       const std::string &what) {
   for (int i = 0; i < actual.rows; ++i) {
     for (int j = 0; j < actual.columns; ++j)
       ASSERT_NEAR(actual[i][j], expected[i][j], tolerance) << what << " at " << i << "," << j;
     for (int j = actual.columns; j < actual.columns + actual.gap; ++j)
-      ASSERT_EQ(actual[i][j], Matrix::kFill) << what << ": written past row " << i;
+      ASSERT_EQ(actual[i][j], TestMatrix::kFill) << what << ": written past row " << i;
   }
 }
 

@@ -1,7 +1,7 @@
 // Moment matrices and quadratic forms, against their definitions in extended precision.
 #include "linalg/moments.h"
 
-#include "host/heap.h"
+#include "core/heap.h"
 #include "matrices.h"
 
 namespace tessel {
@@ -10,14 +10,14 @@ namespace {
 TEST(Moments, SandwichAndItsRefusals) {
   for (int n : {1, 15, 16, 17, 48})
     for (int m : {1, 5, 70}) {
-      Matrix x = Random(n, m, 3), w = Mirrored(Random(m, m, 4)), out(n, n);
+      TestMatrix x = Random(n, m, 3), w = Mirrored(Random(m, m, 4)), out(n, n);
       ASSERT_EQ(MatSandwich(x.Rows(), n, w.Rows(), m, out.Rows()), out.Rows());
       ExpectNear(out, Mul(Mul(x, w), T(x)), 1e-14 * m * m, "X W X'");
       ExpectNear(out, Mirrored(out), 0.0, "symmetry");
       ASSERT_EQ(MatSandwich(x.Rows(), n, nullptr, m, out.Rows()), out.Rows());
       ExpectNear(out, Mul(x, T(x)), 1e-14 * m, "X X'");
     }
-  Matrix x = Random(2, 2, 1), out(2, 2);
+  TestMatrix x = Random(2, 2, 1), out(2, 2);
   for (double **refused : {static_cast<double **>(nullptr), x.Rows()}) {
     EXPECT_EQ(MatSandwich(x.Rows(), 2, nullptr, 2, refused), nullptr);
     EXPECT_EQ(MatCrossWeighted(x.Rows(), 2, nullptr, 2, refused), nullptr);
@@ -27,13 +27,13 @@ TEST(Moments, SandwichAndItsRefusals) {
   HeapFailAt(2);
   EXPECT_EQ(MatSandwich(x.Rows(), 2, x.Rows(), 2, out.Rows()), nullptr);
   HeapFailAt(0);
-  ExpectNear(out, Matrix(2, 2), 0.0, "unchanged");
+  ExpectNear(out, TestMatrix(2, 2), 0.0, "unchanged");
 }
 
 TEST(Moments, CrossWeighted) {
   for (int m : {1, 3, 64, 65, 130})
     for (int n : {1, 4, 7, 30}) {
-      Matrix x = Random(n, m, 3), w = Random(n, n, 4), out(m, m);  // W not symmetric: all of it counts
+      TestMatrix x = Random(n, m, 3), w = Random(n, n, 4), out(m, m);  // W not symmetric: all of it counts
       ASSERT_EQ(MatCrossWeighted(x.Rows(), n, w.Rows(), m, out.Rows()), out.Rows());
       ExpectNear(out, Mirrored(Mul(T(x), Mul(w, x))), 1e-14 * n * n, "X' W X");
       ASSERT_EQ(MatCrossWeighted(x.Rows(), n, nullptr, m, out.Rows()), out.Rows());
@@ -42,10 +42,10 @@ TEST(Moments, CrossWeighted) {
 }
 
 TEST(Moments, RowsOverARange) {
-  Matrix x = Random(11, 40, 3), y = Random(9, 40, 4), own(11, 11), cross(11, 9);
+  TestMatrix x = Random(11, 40, 3), y = Random(9, 40, 4), own(11, 11), cross(11, 9);
   for (const auto &[c0, c1] : {std::pair{0, 39}, {3, 3}, {5, 28}, {6, 5}}) {
-    const auto range = [c0 = c0, c1 = c1](const Matrix &m) {
-      return Matrix(m.rows, c1 - c0 + 1, [&](int i, int j) { return m[i][c0 + j]; });
+    const auto range = [c0 = c0, c1 = c1](const TestMatrix &m) {
+      return TestMatrix(m.rows, c1 - c0 + 1, [&](int i, int j) { return m[i][c0 + j]; });
     };
     MatCrossRows(x.Rows(), 11, c0, c1, own.Rows());
     ExpectNear(own, Mul(range(x), T(range(x))), 1e-13, "own rows");
@@ -56,9 +56,9 @@ TEST(Moments, RowsOverARange) {
 
 TEST(Moments, SymmetricArgumentsReadTheUpperTriangleOnly) {
   for (int n : {1, 2, 9, 30}) {
-    const Matrix s = Mirrored(Random(n, n, 7));
-    Matrix b = Random(n, n, 5);
-    Matrix upper(n, n, [&](int i, int j) { return j < i ? MissingValue() : s[i][j]; });
+    const TestMatrix s = Mirrored(Random(n, n, 7));
+    TestMatrix b = Random(n, n, 5);
+    TestMatrix upper(n, n, [&](int i, int j) { return j < i ? MissingValue() : s[i][j]; });
     EXPECT_NEAR(QuadFormColumn(n / 2, b.Rows(), upper.Rows(), n), Mul(Mul(T(b), s), b)[n / 2][n / 2], 1e-13 * n);
     EXPECT_NEAR(QuadFormRow(n / 2, b.Rows(), upper.Rows(), n), Mul(Mul(b, s), T(b))[n / 2][n / 2], 1e-13 * n);
     MatSymMulBt(upper.Rows(), b.Rows(), n);
@@ -67,14 +67,14 @@ TEST(Moments, SymmetricArgumentsReadTheUpperTriangleOnly) {
 }
 
 TEST(Moments, ZerosSkipRowsOfTheQuadraticForm) {
-  const Matrix x = {{0, 2, 1}, {0, 0, 0}};
-  const Matrix s(3, 3, [](int i, int j) { return i == 0 ? MissingValue() : i + j; });
+  const TestMatrix x = {{0, 2, 1}, {0, 0, 0}};
+  const TestMatrix s(3, 3, [](int i, int j) { return i == 0 ? MissingValue() : i + j; });
   EXPECT_EQ(QuadFormRow(0, x.Rows(), s.Rows(), 3), 2.0 * 4 + 2 * 3.0 * 2 + 4.0);
   EXPECT_EQ(QuadFormRow(1, x.Rows(), s.Rows(), 3), 0.0);
 }
 
 TEST(Moments, CellByCell) {
-  const Matrix a = {{0, 1, 2}, {3, 4, 5}}, b = {{0, 10, 20}, {30, 40, 50}}, out(2, 3);
+  const TestMatrix a = {{0, 1, 2}, {3, 4, 5}}, b = {{0, 10, 20}, {30, 40, 50}}, out(2, 3);
   MatAddScaled(a.Rows(), 2, 3, b.Rows(), -0.5, out.Rows());
   ExpectNear(out, {{0, -4, -8}, {-12, -16, -20}}, 0, "to another matrix");
   MatAddScaled(out.Rows(), 2, 3, b.Rows(), 1.0, out.Rows());

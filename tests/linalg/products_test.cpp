@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "host/heap.h"
+#include "core/heap.h"
 #include "linalg/dot_product.h"
 #include "linalg/tiled_product.h"
 #include "matrices.h"
@@ -20,7 +20,7 @@ double InOrder(const double *x, const double *y, int n) {
 }
 
 TEST(DotProduct, SameBitsInEverySetAndLength) {
-  const Matrix m = Random(20, 90);
+  const TestMatrix m = Random(20, 90);
   WithEachMicroKernel([&](const char *name) {
     for (int n = -1; n <= 80; ++n) {
       EXPECT_EQ(DotProduct(m[0] + 1, m[1] + 2, n), InOrder(m[0] + 1, m[1] + 2, n)) << name << n;
@@ -45,7 +45,7 @@ constexpr int kSizes[][3] = {{1, 1, 1},    {1, 1, 9},     {9, 1, 13},    {1, 9, 
                              {3, 1, 128},  {13, 1, 15},   {14, 2, 14},   {6, 95, 129},   {6, 96, 128}, {97, 97, 126},
                              {3, 3, 5000}, {97, 97, 127}, {25, 31, 300}, {101, 205, 140}};
 
-Matrix Op(const Matrix &m, bool transpose) { return transpose ? T(m) : m; }
+TestMatrix Op(const TestMatrix &m, bool transpose) { return transpose ? T(m) : m; }
 
 // In each set, with all memory and with each allocation failing in turn. The tolerance bounds the rounding of any order
 // of additions, for normal cells. The untiled loop gives the same bits in every set: the smallest sizes, and those
@@ -55,16 +55,16 @@ TEST(KernelMultiply, EveryShapeSizeSetAndFailingAllocation) {
     for (const auto &[m, n, k] : kSizes)
       for (int gap : {0, 3}) {
         const bool bIsTransposed = transB && !transA;
-        const Matrix a = transA ? Random(k, m, 1, gap) : Random(m, k, 1, gap);
-        const Matrix b = same ? T(a) : bIsTransposed ? Random(n, k, 2, gap) : Random(k, n, 2, gap);
-        const Matrix &second = same ? a : b;
-        const Matrix expected = Mul(Op(a, transA), same ? Op(a, !transA) : Op(b, bIsTransposed));
+        const TestMatrix a = transA ? Random(k, m, 1, gap) : Random(m, k, 1, gap);
+        const TestMatrix b = same ? T(a) : bIsTransposed ? Random(n, k, 2, gap) : Random(k, n, 2, gap);
+        const TestMatrix &second = same ? a : b;
+        const TestMatrix expected = Mul(Op(a, transA), same ? Op(a, !transA) : Op(b, bIsTransposed));
         const auto blocks = HeapLiveBlocks();
         WithEachMicroKernel([&, m = m, k = k, ta = transA, tb = transB, symmetric = same](const char *name) {
           std::vector<double> untiled;
           bool pending = false;
           for (int fail = 0; !pending; ++fail) {
-            const Matrix out(m, expected.columns, {}, gap);
+            const TestMatrix out(m, expected.columns, {}, gap);
             HeapFailAt(fail);
             KernelMultiply(out.Rows(), a.Rows(), a.rows, a.columns, second.Rows(), second.rows, second.columns, ta, tb);
             pending = HeapFailPending();
@@ -83,18 +83,18 @@ TEST(KernelMultiply, EveryShapeSizeSetAndFailingAllocation) {
 // An inner size of 0, and sizes that leave the result alone; leading rows of one table against the whole of it, since
 // the same pointer is not the same matrix; and a single column with reordered rows, which is no vector.
 TEST(KernelMultiply, EmptyAliasedAndReordered) {
-  const Matrix a = Random(20, 6), few(3, 20), empty(3, 2, {}, 0), kept(3, 2), out(1, 1);
+  const TestMatrix a = Random(20, 6), few(3, 20), empty(3, 2, {}, 0), kept(3, 2), out(1, 1);
   MatMul(a.Rows(), 3, 0, a.Rows(), 2, empty.Rows());
   for (double cell : empty.cells) EXPECT_TRUE(IsMissing(cell));
   for (const auto &[rA, cA, cB] : {std::array{0, 4, 2}, {3, 4, 0}, {-1, 4, 2}, {3, -1, 2}})
     KernelMultiply(kept.Rows(), a.Rows(), rA, cA, a.Rows(), cA, cB, false, false);
-  ExpectNear(kept, Matrix(3, 2), 0.0, "kept");
+  ExpectNear(kept, TestMatrix(3, 2), 0.0, "kept");
   KernelMultiply(kept.Rows(), a.Rows(), 0, 3, few.Rows(), 0, 2, true, true);
   EXPECT_TRUE(IsMissing(kept[2][1]));
   MatMulBt(a.Rows(), 3, 6, a.Rows(), 20, few.Rows());
   ExpectNear(few, Mul(a, T(a)), 1e-14, "leading rows");
-  const Matrix digits = {{1, 10, 100, 1000}};
-  Matrix column(
+  const TestMatrix digits = {{1, 10, 100, 1000}};
+  TestMatrix column(
       4, 1, [](int i, int) { return i + 1; }, 0);
   std::swap(column.table[2], column.table[3]);
   MatMul(digits.Rows(), 1, 4, column.Rows(), 1, out.Rows());

@@ -10,15 +10,15 @@ namespace tessel {
 namespace {
 
 struct Fit {
-  Matrix b, inverse, moments, y;
+  TestMatrix b, inverse, moments, y;
   int code;
 };
 
 // wanted: bit 0 for the coefficients, 1 for the inverse, 2 for the moments
-Fit FitOf(const Matrix &x, const Matrix &y, int wanted = 7) {
+Fit FitOf(const TestMatrix &x, const TestMatrix &y, int wanted = 7) {
   const int k = x.rows, m = y.rows;
-  Fit fit{Matrix(m, k), Matrix(k, k), Matrix(k, k), y, 0};
-  fit.code = MatOlsQr(Matrix(x).Rows(), k, x.columns, fit.y.Rows(), m, wanted & 1 ? fit.b.Rows() : nullptr,
+  Fit fit{TestMatrix(m, k), TestMatrix(k, k), TestMatrix(k, k), y, 0};
+  fit.code = MatOlsQr(TestMatrix(x).Rows(), k, x.columns, fit.y.Rows(), m, wanted & 1 ? fit.b.Rows() : nullptr,
                       wanted & 2 ? fit.inverse.Rows() : nullptr, wanted & 4 ? fit.moments.Rows() : nullptr);
   return fit;
 }
@@ -30,13 +30,13 @@ Fit FitOf(const Matrix &x, const Matrix &y, int wanted = 7) {
 TEST(MatOlsQr, Filippelli) {
   std::ifstream file(TESSEL_SOURCE_DIR "/tests/data/filippelli.csv");
   file.ignore(99, '\n');  // the heading
-  const Matrix data(82, 2, [&, cell = 0.0](int, int) mutable {
+  const TestMatrix data(82, 2, [&, cell = 0.0](int, int) mutable {
     file >> cell;
     file.ignore();
     return cell;
   });
-  const Matrix y(1, 82, [&](int, int j) { return data[j][0]; });
-  const Matrix x(11, 82, [&](int i, int j) { return std::pow(data[j][1], i); });
+  const TestMatrix y(1, 82, [&](int, int j) { return data[j][0]; });
+  const TestMatrix x(11, 82, [&](int i, int j) { return std::pow(data[j][1], i); });
   const double certified[][11] = {
       {-1467.48961422980, -2772.17959193342, -2316.37108160893, -1127.97394098372, -354.478233703349, -75.1242017393757,
        -10.8753180355343, -1.06221498588947, -0.670191154593408E-01, -0.246781078275479E-02, -0.402962525080404E-04},
@@ -62,11 +62,11 @@ TEST(KernelQrPivot, ReflectionsAndSmallFactors) {
   EXPECT_EQ(HouseholderVector(beta, 3), -2);
   EXPECT_EQ(beta[0], 1);
   for (double sign : {1.0, -1.0}) {
-    const Matrix row = {{9, sign * 2, 3, 6}}, v = row;
+    const TestMatrix row = {{9, sign * 2, 3, 6}}, v = row;
     HouseholderApplyRows(row.Rows(), 1, 4, v[0], 0, 1, HouseholderVector(v[0] + 1, 3));
     ExpectNear(row, {{9, -7 * sign, 0, 0}}, 1e-14, "image");
   }
-  const Matrix one = {{3}}, zero = {{3, 0, 0, 4}, {0, 0, 0, 0}, {1, 5, 6, 2}};
+  const TestMatrix one = {{3}}, zero = {{3, 0, 0, 4}, {0, 0, 0, 0}, {1, 5, 6, 2}};
   EXPECT_TRUE(KernelQrPivot(one.Rows(), 1, 1, nullptr, beta) == 1 && beta[0] == -2 && one[0][0] == -3);
   EXPECT_EQ(KernelQrPivot(zero.Rows(), 3, 4, nullptr, beta), 1);
   ExpectNear(zero, {{-5, 0, 0, 0.5}, {0, 0, 0, 0}, {-2.2, 5, 0, 0.4}}, 1e-14, "zero row");
@@ -76,7 +76,7 @@ TEST(KernelQrPivot, ReflectionsAndSmallFactors) {
 TEST(MatOlsQr, RankCodes) {
   const struct {
     int code;
-    Matrix x, b;
+    TestMatrix x, b;
   } cases[] = {
       {1, {{1, 1, 1, 0}, {1, -1, 0, 0}}, {{2, 3}}},
       {-1, {{1, -1, 0, 0}, {1, 1, 1, 0}, {1, 1, 1, 0}}, {{3, 2, 0}}},
@@ -110,7 +110,7 @@ TEST(QrRank, ToleranceEdges) {
                              {0, -root * (1 + 1e-9), 2, 1}};
   for (const auto &c : cases) {
     int rank = 9;
-    EXPECT_EQ(QrRank(Matrix{{1, 9}, {c[0], c[1]}}.Rows(), 2, 2, &rank), c[3]) << c[1];
+    EXPECT_EQ(QrRank(TestMatrix{{1, 9}, {c[0], c[1]}}.Rows(), 2, 2, &rank), c[3]) << c[1];
     EXPECT_EQ(rank, c[2]) << c[1];
   }
 }
@@ -118,8 +118,8 @@ TEST(QrRank, ToleranceEdges) {
 // Outputs in the order of the input, whatever the pivoting; each of them the same whether or not others are wanted, and
 // at every vector width.
 TEST(MatOlsQr, OutputsAreConsistentAndIndependent) {
-  const Matrix noise = Random(13, 57), y = Random(6, 57, 5);
-  const Matrix x(13, 57, [&](int i, int j) { return noise[i][j] * (1 + i % 5); });
+  const TestMatrix noise = Random(13, 57), y = Random(6, 57, 5);
+  const TestMatrix x(13, 57, [&](int i, int j) { return noise[i][j] * (1 + i % 5); });
   WithEachMicroKernel([&](const char *name) {
     const Fit fit = FitOf(x, y);
     EXPECT_EQ(fit.code, 1);
@@ -133,7 +133,7 @@ TEST(MatOlsQr, OutputsAreConsistentAndIndependent) {
       EXPECT_TRUE(!(wanted & 1) || part.b.cells == fit.b.cells) << wanted;
       EXPECT_TRUE(!(wanted & 2) || part.inverse.cells == fit.inverse.cells) << wanted;
       EXPECT_TRUE(!(wanted & 4) || part.moments.cells == fit.moments.cells) << wanted;
-      for (const Matrix *m : {&part.y, &part.b, &part.inverse, &part.moments})
+      for (const TestMatrix *m : {&part.y, &part.b, &part.inverse, &part.moments})
         cells.insert(cells.end(), m->cells.begin(), m->cells.end());
     }
     return cells;

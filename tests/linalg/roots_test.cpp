@@ -34,9 +34,9 @@ TEST(PolyRoots, ExactRoots) {
 TEST(PolyRoots, RootsOfANearbyPolynomial) {
   for (int n : {3, 4, 5, 16, 20, 30}) {
     for (bool cyclic : {true, false}) {
-      const Matrix coef = cyclic ? Matrix(1, n, [=](int, int j) { return j == n - 1 ? -1 : 0; })
-                                 : Random(1, n, static_cast<unsigned>(n));
-      const Matrix roots(2, n);
+      const TestMatrix coef = cyclic ? TestMatrix(1, n, [=](int, int j) { return j == n - 1 ? -1 : 0; })
+                                     : Random(1, n, static_cast<unsigned>(n));
+      const TestMatrix roots(2, n);
       ASSERT_EQ(PolyRoots(coef[0], roots[0], roots[1], n), 0);
       std::vector<std::complex<long double>> product = {1};
       for (int i = 0; i < n; ++i) {
@@ -72,7 +72,7 @@ TEST(HessenbergEigenvalues, RangeAndLimit) {
     bool converges;
   } cases[] = {{30, 11, true}, {0, 11, false}, {1 << 30, MissingValue(), false}};
   for (const auto &c : cases) {
-    const Matrix h = {{7, 1, 2, 3, 4}, {0, 6, -c.cell, 6, 1}, {0, 1, 0, 0, 1}, {0, 0, 1, 0, 1}, {0, 0, 0, 0, 5}};
+    const TestMatrix h = {{7, 1, 2, 3, 4}, {0, 6, -c.cell, 6, 1}, {0, 1, 0, 0, 1}, {0, 0, 1, 0, 1}, {0, 0, 0, 0, 5}};
     double re[5] = {}, im[5];
     int info = -9;
     HessenbergEigenvalues(h.Rows(), re, im, 5, 1, 3, c.limit, &info);
@@ -83,7 +83,7 @@ TEST(HessenbergEigenvalues, RangeAndLimit) {
     for (int i = 1; i <= 3 && c.converges; ++i) EXPECT_NEAR(re[i], i, 1e-13);
   }
   // The cyclic block needs the exceptional shift, of 0.5, which the row above it must follow. The range is cut to fit.
-  const Matrix cyclic = {{2, 1, 1, 1}, {0, 0.5, 0, 1}, {0, 1, 0.5, 0}, {0, 0, 1, 0.5}};
+  const TestMatrix cyclic = {{2, 1, 1, 1}, {0, 0.5, 0, 1}, {0, 1, 0.5, 0}, {0, 0, 1, 0.5}};
   double re[4], im[4];
   int info = -9;
   HessenbergEigenvalues(cyclic.Rows(), re, im, 4, -1, 9, 30, &info);

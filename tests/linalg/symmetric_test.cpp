@@ -3,7 +3,7 @@
 
 #include <limits>
 
-#include "host/heap.h"
+#include "core/heap.h"
 #include "linalg/dot_product.h"
 #include "matrices.h"
 
@@ -13,18 +13,18 @@ namespace {
 constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 
 // The lower triangle of a matrix; what the routines must not read is missing.
-Matrix Lower(const Matrix &a) {
+TestMatrix Lower(const TestMatrix &a) {
   return {a.rows, a.rows, [&](int i, int j) { return j <= i ? a[i][j] : MissingValue(); }};
 }
 
 // X X' / n + shift I for a random X, of which X X' / n has eigenvalues down to about n^-2.
-Matrix RandomSpd(int n, double shift = 0.1) {
-  const Matrix x = Random(n, n, static_cast<unsigned>(n)), s = Mul(x, T(x));
+TestMatrix RandomSpd(int n, double shift = 0.1) {
+  const TestMatrix x = Random(n, n, static_cast<unsigned>(n)), s = Mul(x, T(x));
   return {n, n, [&](int i, int j) { return s[i][j] / n + (i == j ? shift : 0.0); }};
 }
 
 // The factor cell by cell, each an inner product of its own.
-Matrix PlainFactor(Matrix a) {
+TestMatrix PlainFactor(TestMatrix a) {
   for (int i = 0; i < a.rows; ++i) {
     double squares = 0.0;
     for (int j = 0; j < i; ++j) {
@@ -40,14 +40,14 @@ Matrix PlainFactor(Matrix a) {
 // Stability of Numerical Algorithms", 2nd ed., theorem 10.3). The plain form, which is all there is without work
 // memory, has its own order of additions.
 TEST(MatCholesky, FactorReproducesTheMatrix) {
-  std::vector<Matrix> matrices = {Hilbert(11)};
+  std::vector<TestMatrix> matrices = {Hilbert(11)};
   for (int n : {1, 2, 7, 8, 9, 17, 63, 64, 65, 71, 128, 129, 200})
     for (double shift : {0.1, 1e-9}) matrices.push_back(RandomSpd(n, shift));
-  for (const Matrix &a : matrices) {
-    const Matrix plain = PlainFactor(a);
+  for (const TestMatrix &a : matrices) {
+    const TestMatrix plain = PlainFactor(a);
     WithEachMicroKernel([&](const char *name) {
       for (int fail : {0, 1, 4}) {
-        const Matrix l = Lower(a);
+        const TestMatrix l = Lower(a);
         HeapFailAt(fail);
         EXPECT_EQ(MatCholesky(l.Rows(), a.rows), 1) << name << a.rows;
         HeapFailAt(0);
@@ -62,11 +62,11 @@ TEST(MatCholesky, FactorReproducesTheMatrix) {
 
 TEST(MatInvertSpd, InverseTimesTheMatrix) {
   for (int n : {1, 2, 3, 8, 9, 16, 17, 40, 65, 150}) {
-    const Matrix a = RandomSpd(n), l = PlainFactor(a);
+    const TestMatrix a = RandomSpd(n), l = PlainFactor(a);
     double expected = 0.0;
     for (int i = 0; i < n; ++i) expected += 2 * std::log(l[i][i]);
     WithEachMicroKernel([&](const char *name) {
-      const Matrix x = Lower(a);
+      const TestMatrix x = Lower(a);
       double logDet = 0.0;
       EXPECT_EQ(MatInvertSpdDet(x.Rows(), n, &logDet), 0);
       ExpectNear(Mul(a, x), Identity(n), 2e-14 * n, name);
@@ -82,7 +82,7 @@ TEST(MatInvertSpd, InverseTimesTheMatrix) {
 TEST(MatInvertSpd, HilbertMatrices) {
   double logDet = 0.0, expected = 0.0;
   for (int n = 1; n <= 12; ++n) {
-    const Matrix h = Lower(Hilbert(n));
+    const TestMatrix h = Lower(Hilbert(n));
     ASSERT_EQ(MatInvertSpdDet(h.Rows(), n, &logDet), n < 12 ? 0 : 1);
     if (n == 12) break;
     expected += 4 * std::lgamma(n) - std::lgamma(2 * n - 1) - std::lgamma(2 * n);
@@ -101,8 +101,8 @@ TEST(Symmetric, StatusToleranceAndMemory) {
   for (const auto &[pivot, positive] : cases)
     for (int n : {1, 30, 100})  // plain and blocked
       for (int at : {0, n / 2, n - 1}) {
-        const Matrix l = Lower({n, n, [&, p = pivot](int i, int j) { return i != j ? 0.0 : i == at ? p : 1.0; }});
-        const Matrix x = l;
+        const TestMatrix l = Lower({n, n, [&, p = pivot](int i, int j) { return i != j ? 0.0 : i == at ? p : 1.0; }});
+        const TestMatrix x = l;
         logDet = -5.0;
         EXPECT_EQ(MatCholesky(l.Rows(), n), positive) << pivot << " at " << at << " of " << n;
         EXPECT_EQ(MatInvertSpdDet(x.Rows(), n, &logDet), !positive) << pivot;
@@ -116,7 +116,7 @@ TEST(Symmetric, StatusToleranceAndMemory) {
   EXPECT_EQ(KernelInvertSpd(none, 0, &logDet), 0);
   EXPECT_EQ(logDet, 0.0);
   for (int fail : {1, 2}) {
-    const Matrix a = RandomSpd(4);
+    const TestMatrix a = RandomSpd(4);
     HeapFailAt(fail);
     EXPECT_EQ(MatInvertSpd(a.Rows(), 4), 0);
     HeapFailAt(0);

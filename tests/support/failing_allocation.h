@@ -6,7 +6,7 @@
 
 #include <functional>
 
-#include "host/heap.h"
+#include "core/heap.h"
 
 // `call` makes the whole call (arguments included) and destroys what it made, except what `release` releases. `check`
 // sees whether an allocation failed in it. Both the library's own memory and the runtime's are made to fail, one after

@@ -1,0 +1,143 @@
+// FnDynForc, FnImpulse.
+#include <tessel/tessel.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "algebra/workspace.h"
+#include "forecast/dynamic_forecast.h"
+#include "forecast/impulse.h"
+#include "frame.h"
+
+using namespace tessel;
+
+namespace {
+
+// Arguments 0 to 3 and 5 to 10, which the two exports have in common.
+struct System {
+  MatrixView actual, regressors, pi;
+  ForecastDescriptors descriptors;
+  int nY, nX, t1, t2;
+
+  int Columns() const { return t2 - t1 + 1; }
+};
+
+// False when the span is empty or the descriptors or pi (unless that is empty) are too short for the variables.
+bool SystemAt(MorvValue *args, System *system) {
+  const MatrixView identities = MatrixAt(args, 7), kinds = MatrixAt(args, 8), lags = MatrixAt(args, 9);
+  system->actual = MatrixAt(args, 0);
+  system->regressors = MatrixAt(args, 1);
+  system->pi = MatrixAt(args, 10);
+  system->nY = system->actual.rows;
+  system->nX = system->regressors.rows;
+  system->t1 = std::max(IntegerAt(args, 2), 0);
+  system->t2 = std::min(IntegerAt(args, 3), system->regressors.columns - 1);
+  if (system->t2 < system->t1 || system->nY < 1) return false;
+
+  const std::int64_t variables = std::int64_t{system->nY} + system->nX;
+  for (const MatrixView &row : {identities, kinds, lags})
+    if (row.rows < 1 || row.columns < variables) return false;
+  system->descriptors = {identities.Flat(), kinds.Flat(), lags.Flat(), IntegerAt(args, 5), IntegerAt(args, 6)};
+  if (system->pi.Empty()) return true;
+  const std::int64_t coefficients = std::int64_t{system->nY} * system->nX;
+  return system->pi.rows >= system->nY && system->pi.columns >= system->nX &&
+         coefficients <= std::numeric_limits<int>::max();
+}
+
+// Reads arguments 11 to 14. False when a matrix is too small.
+bool UncertaintyAt(MorvValue *args, const System &system, ForecastUncertainty *uncertainty) {
+  const auto optional = [&](int position) {
+    return HasTag(args + position, MORV_MATRIX) ? MatrixAt(args, position) : MatrixView{};
+  };
+  const MatrixView omega = MatrixAt(args, 11), v = optional(12), q = optional(13);
+  const int nQ = IntegerAt(args, 14);
+  *uncertainty = {omega.cells, v.Empty() ? nullptr : v.cells, q.Empty() ? nullptr : q.cells, nQ};
+  if (omega.rows < system.nY || omega.columns < system.nY) return false;
+  if (v.Empty()) return true;
+  const std::int64_t coefficients = std::int64_t{system.nY} * system.nX;
+  const std::int64_t order = q.Empty() ? coefficients : nQ;
+  if (!q.Empty() && (nQ < 1 || q.rows < coefficients || q.columns < nQ)) return false;
+  return v.rows >= order && v.columns >= order;
+}
+
+// Whether the open workspace has what the identities of a forecast touch: the endogenous variables, the forecast
+// columns as observations, and the observations of the longest pass, with the one before for standard errors.
+bool WorkspaceServes(const System &system, int base, int h, bool errors) {
+  const std::int64_t steps = h > 0 ? std::min(h, system.Columns()) : system.Columns();
+  const std::int64_t first = std::int64_t{base} - errors, last = base + steps - 1;
+  if (Workspace().database == nullptr || AlgebraAddedCount() < 0 || AlgebraFirstAdded() < system.nY) return false;
+  if (last > std::numeric_limits<int>::max() || (errors && system.t1 < 1)) return false;
+  return WorkspaceHolds(static_cast<int>(first), static_cast<int>(last)) && WorkspaceHolds(0, system.t2);
+}
+
+}  // namespace
+
+void FnDynForc(MorvValue *rtn, MorvValue *args, int) {
+  CheckTypes(MORV_MATRIX, args, 0, 1);
+  CheckTypes(MORV_INTEGER, args, 2, 6);
+  CheckTypes(MORV_MATRIX, args, 7, 11);
+  CheckTypes(MORV_INTEGER, args, 14, 15);
+  CheckTypes(MORV_INTEGER, args, 17, 18);
+  System system;
+  if (!SystemAt(args, &system)) return;
+  const int h = IntegerAt(args, 15), columns = system.Columns(), before = IntegerAt(args, 18);
+  const bool errors = HasTag(args + 16, MORV_ARRAY), identities = IntegerAt(args, 17) != 0;
+  ForecastUncertainty uncertainty = {};
+  if (errors && !UncertaintyAt(args, system, &uncertainty)) return;
+  ForecastModel model;
+  int nIdent = 0;
+  if (identities) {
+    if (Workspace().database == nullptr || before == std::numeric_limits<int>::max()) return;
+    nIdent = AlgebraAddedCount();
+    model.base = before + 1;
+    if (nIdent != 0 && !WorkspaceServes(system, model.base, h, errors)) return;
+  }
+  model.index = BuildForecastIndex(system.descriptors, system.nY, system.nX);
+  if (model.index && system.t1 < model.index.longestLag) return;
+
+  const OutputView se = OptionalOutputAt(args, 16, system.nY + nIdent, columns);
+  if (se.failed) return;
+  if (se.wanted) MatFillMissing(se.cells, se.rows, se.columns);
+  if (!model.index || system.pi.Empty() || h > columns) return;
+  model.piColumns = CoefficientColumns(system.pi.cells, system.nY, system.nX);
+  model.rows = NewForecastRows(model.index, system.actual.cells, system.actual.columns, system.regressors.cells,
+                               system.nY, nIdent, system.nX, system.t2);
+  if (!model.piColumns || !model.rows || !Forecast(model, uncertainty, system.t1, system.t2, h, se.cells)) return;
+
+  const OutputView result = MatrixResult(rtn, model.rows.Results(), columns);
+  for (int r = 0; r < result.rows; ++r) std::copy_n(model.rows[r] + system.t1, columns, result.cells[r]);
+}
+
+void FnImpulse(MorvValue *rtn, MorvValue *args, int) {
+  CheckTypes(MORV_MATRIX, args, 0, 1);
+  CheckTypes(MORV_INTEGER, args, 2, 6);
+  CheckTypes(MORV_MATRIX, args, 7, 11);
+  CheckTypes(MORV_INTEGER, args, 14, 15);
+  System system;
+  if (!SystemAt(args, &system) || system.pi.Empty()) return;
+  const int nY = system.nY;
+  const bool reduced = IntegerAt(args, 4) != 0;
+  const MatrixView omega = MatrixAt(args, 11);
+  const MatrixView map = HasTag(args + 12, MORV_MATRIX) ? MatrixAt(args, 12) : MatrixView{};
+  const MatrixView given = HasTag(args + 13, MORV_MATRIX) ? MatrixAt(args, 13) : MatrixView{};
+  Shock shock = {IntegerAt(args, 15),       IntegerAt(args, 14), omega.cells,
+                 reduced ? nY : omega.rows, given.Flat(),        nullptr};
+  if (shock.kind == GivenShock && given.columns < nY) return;
+  if (shock.nS < 1) return;
+  const bool usesOmega = shock.kind == StandardErrorShock || shock.kind == OrthogonalShock;
+  if (usesOmega && (omega.rows < shock.nS || omega.columns < shock.nS)) return;
+  if (!reduced) {
+    if (map.rows < nY || map.columns < nY) return;
+    shock.map = map.cells;
+  }
+  const ForecastIndex index = BuildForecastIndex(system.descriptors, nY, system.nX);
+  if (!index || system.t1 < index.longestLag - 1) return;
+
+  // No actual value is read, and of the regressors only the rows that stand for lags.
+  const ForecastRows rows =
+      NewForecastRows(index, system.actual.cells, 0, system.regressors.cells, nY, 0, system.nX, system.t2);
+  const OwnedRows piColumns = CoefficientColumns(system.pi.cells, nY, system.nX);
+  if (!rows || !piColumns || !ImpulseResponse(rows, index, piColumns.get(), shock, system.t1, system.t2)) return;
+  const OutputView result = MatrixResult(rtn, nY, system.Columns());
+  for (int r = 0; r < result.rows; ++r) std::copy_n(rows[r] + system.t1, result.columns, result.cells[r]);
+}

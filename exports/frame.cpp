@@ -1,0 +1,62 @@
+// The export frame over the runtime's functions.
+#include "frame.h"
+
+#include <algorithm>
+
+namespace tessel {
+
+namespace {
+
+OutputView NewMatrix(MorvValue *record, int rows, int columns) {
+  MorvLibValMatMalloc(record, rows, columns);
+  OutputView output;
+  output.wanted = true;
+  output.cells = static_cast<RowMatrix>(record->data);
+  output.failed = output.cells == nullptr;
+  if (!output.failed) {
+    output.rows = rows;
+    output.columns = columns;
+  }
+  return output;
+}
+
+}  // namespace
+
+MatrixView MatrixAt(MorvValue *args, int position) {
+  const MorvValue &record = args[position];
+  MatrixView view;
+  view.cells = static_cast<RowMatrix>(record.data);
+  if (view.cells != nullptr) {
+    view.rows = std::max(record.value.shape.rows, 0);
+    view.columns = std::max(record.value.shape.columns, 0);
+  }
+  return view;
+}
+
+OutputView OutputAt(MorvValue *args, int position, int rows, int columns) {
+  auto *target = static_cast<MorvValue *>(args[position].data);
+  if (target == nullptr) {
+    OutputView failed;
+    failed.wanted = failed.failed = true;
+    return failed;
+  }
+  return NewMatrix(target, rows, columns);
+}
+
+OutputView OptionalOutputAt(MorvValue *args, int position, int rows, int columns) {
+  return HasTag(args + position, MORV_ARRAY) ? OutputAt(args, position, rows, columns) : OutputView{};
+}
+
+OutputView MatrixResult(MorvValue *rtn, int rows, int columns) { return NewMatrix(rtn, rows, columns); }
+
+void ReturnDouble(MorvValue *rtn, double value) {
+  rtn->type = MORV_DOUBLE;
+  rtn->value.number = value;
+}
+
+void ReturnInteger(MorvValue *rtn, int value) {
+  rtn->type = MORV_INTEGER;
+  rtn->value.integer = value;
+}
+
+}  // namespace tessel

@@ -1,0 +1,50 @@
+// Sums over observations of w x x': what every information matrix and every outer product of scores is made of.
+//
+// Vectors are collected in blocks of eight, and a block is added to the sums in tiles of two rows by four columns that
+// stay in registers meanwhile. The terms of each cell are added in the order of the observations.
+#pragma once
+
+#include <cstdint>
+
+#include "core/heap.h"
+#include "core/row_matrix.h"
+
+namespace tessel {
+
+class CrossProducts {
+ public:
+  CrossProducts() = default;
+
+  // `sums` sums, one for each weight that comes with a vector of n elements, all zero.
+  CrossProducts(std::int64_t sums, int n);
+
+  // False when there was no memory, and for the empty object, which stands for sums that are not wanted.
+  explicit operator bool() const { return static_cast<bool>(sum_); }
+
+  // Adds weights[s] x x' to each sum s.
+  void Add(const double *x, const double *weights);
+
+  // Copies sum s into the n x n block of `out` whose first cell is (row, column): the whole symmetric block, or its
+  // lower triangle alone.
+  void Store(std::int64_t s, RowMatrix out, int row, int column, bool whole);
+
+ private:
+  void Flush();
+
+  int n_ = 0;
+  int pending_ = 0;  // vectors collected and not yet added
+  std::int64_t sums_ = 0;
+  std::int64_t stride_ = 0;  // n rounded up to whole tiles; the cells beyond n hold zeros
+  OwnedBlock<double> sum_;   // sums x stride x stride, lower triangles in whole tiles
+  OwnedBlock<double> block_;
+  OwnedBlock<double> scaled_;
+  OwnedBlock<double> weights_;
+};
+
+// Adds g g', with g of the length that `sum` was made for.
+inline void AddOuterProduct(CrossProducts &sum, const double *g) {
+  const double one = 1.0;
+  sum.Add(g, &one);
+}
+
+}  // namespace tessel

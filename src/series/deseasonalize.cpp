@@ -1,0 +1,28 @@
+// Seasonal means of a matrix of series.
+#include "series/deseasonalize.h"
+
+#include <algorithm>
+
+#include "core/heap.h"
+
+namespace tessel {
+
+int DeSeasonalize(RowMatrix x, int rows, int columns, int seasons) {
+  // Seasons past the last row have no cells and need no mean.
+  const int used = std::min(seasons, rows);
+  OwnedBlock<double> mean(used);
+  if (!mean) return 0;
+
+  for (int j = 0; j < columns; ++j) {
+    for (int s = 0; s < used; ++s) {
+      double sum = 0.0;
+      int count = 0;
+      for (std::int64_t t = s; t < rows; t += seasons, ++count) sum += x[t][j];
+      mean[s] = sum / count;
+    }
+    for (int t = 0; t < rows; ++t) x[t][j] -= mean[t % seasons];
+  }
+  return 1;
+}
+
+}  // namespace tessel
