@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "core/central_difference.h"
 #include "core/heap.h"
 #include "linalg/moments.h"
 #include "linalg/symmetric.h"
@@ -189,15 +190,13 @@ int Elimination::Restrictions(int r, double *g) {
 
 bool Elimination::Derivatives(int r, int rows, int coefficients, double *g, RowMatrix derivatives) {
   for (int k = 0; k < coefficients; ++k) {
-    double *x = w_.get() + place_[k];
-    const double value = *x, step = std::max((std::fabs(value) + 1e-8) * 1e-8, 5e-6);
-    *x = value + step;
-    const int above = Restrictions(r, g);
-    *x = value - step;
-    const int below = Restrictions(r, g + rows);
-    *x = value;
-    if (above != rows || below != rows) return false;
-    for (int i = 0; i < rows; ++i) derivatives[i][k] = (g[i] - g[rows + i]) / (2 * step);
+    double *above = g, *below = g + rows;
+    bool complete = true;
+    const double width = EvaluateOnBothSides(w_.get() + place_[k], [&](int sign) {
+      complete = Restrictions(r, sign > 0 ? above : below) == rows && complete;
+    });
+    if (!complete) return false;
+    for (int i = 0; i < rows; ++i) derivatives[i][k] = (above[i] - below[i]) / width;
   }
   return true;
 }

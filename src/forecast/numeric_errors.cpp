@@ -1,28 +1,14 @@
 // Standard errors by central differences through the recursion and the workspace's identities.
 #include <algorithm>
-#include <cmath>
 
 #include "algebra/workspace.h"
+#include "core/central_difference.h"
 #include "forecast/forecast_errors.h"
 #include "linalg/moments.h"
 
 namespace tessel {
 
 namespace {
-
-double CentralStep(double v) { return std::max((std::fabs(v) + 1e-8) * 1e-8, 5e-6); }
-
-// Calls disturbed(sign) with the cell at v + s and then at v - s, for sign 1 and -1, and restores it. Returns 2 s.
-template <class Disturbed>
-double Disturb(double *cell, Disturbed disturbed) {
-  const double v = *cell, s = CentralStep(v);
-  for (int sign : {1, -1}) {
-    *cell = v + sign * s;
-    disturbed(sign);
-  }
-  *cell = v;
-  return 2 * s;
-}
 
 // Stacked Jacobians: the nY + nIdent rows of column t of a pass from a are the rows from (t - a)(nY + nIdent) on.
 struct Jacobians {
@@ -39,7 +25,7 @@ struct Jacobians {
 template <class Prepare>
 void PathDerivative(const ForecastModel &model, RowMatrix plain, double *cell, int a, int b, const Jacobians &out,
                     int column, Prepare prepare) {
-  const double width = Disturb(cell, [&](int sign) {
+  const double width = EvaluateOnBothSides(cell, [&](int sign) {
     RestoreObservations(model.rows, plain, model.base, b - a + 1);
     prepare();
     ForecastRecursion(model, a, b, DerivativePass);
@@ -61,7 +47,7 @@ void IdentityJacobian(const ForecastModel &model, int a, RowMatrix j) {
   MatFillMissing(j + rows.nY, rows.nIdent, rows.nY);
   for (int i = 0; i < rows.nY; ++i) {
     bool succeeded = true;
-    const double width = Disturb(&rows[i][a], [&](int sign) {
+    const double width = EvaluateOnBothSides(&rows[i][a], [&](int sign) {
       PutEndogenous(model.rows, a, model.base);
       succeeded = succeeded && AlgebraRunRange(model.base, model.base);
       if (!succeeded) return;
