@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "random/ran_table.h"
+#include "random/generators.h"
 #include "random/variates.h"
 
 namespace {
@@ -13,6 +13,7 @@ namespace {
 constexpr int kCount = 100000;
 
 std::mt19937_64 engine(20240229);
+constinit tessel::Generators generators;
 
 template <class Draw>
 void Add(const char *work, const char *who, Draw draw) {
@@ -28,12 +29,12 @@ void Add(const char *work, const char *who, Draw draw) {
 }
 
 // Our fill of a matrix of 1000 columns; the peer has none and is called cell by cell.
-void AddFill(const char *work, tessel::RowMatrix (*fill)(tessel::RowMatrix, int, int)) {
+void AddFill(const char *work, void (*fill)(tessel::Generators &, tessel::Matrix)) {
   const std::string name = std::string(work) + "/" + std::to_string(kCount) + "/tessel";
   benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State &state) {
-    const tessel::OwnedRows m(kCount / 1000, 1000);
+    const tessel::OwnedMatrix m(kCount / 1000, 1000);
     for (auto _ : state) {
-      fill(m.get(), kCount / 1000, 1000);
+      fill(generators, m);
       benchmark::ClobberMemory();
     }
   });
@@ -45,22 +46,21 @@ void AddPeer(const char *work, Distribution distribution) {
 }
 
 const int registered = [] {
-  tessel::RanInit();
-  Add("Uniform", "tessel", [] { return tessel::ranTable.uniform(); });
-  AddFill("FillUniform", tessel::ranTable.fillUniform);
-  Add("Normal", "tessel", [] { return tessel::ranTable.normal(); });
-  AddFill("FillNormal", tessel::ranTable.fillNormal);
+  Add("Uniform", "tessel", [] { return tessel::RanUniform(generators); });
+  AddFill("FillUniform", tessel::RanFillUniform);
+  Add("Normal", "tessel", [] { return tessel::RanNormal(generators); });
+  AddFill("FillNormal", tessel::RanFillNormal);
   for (const char *work : {"Uniform", "FillUniform"}) AddPeer(work, std::uniform_real_distribution<double>());
   for (const char *work : {"Normal", "FillNormal"}) AddPeer(work, std::normal_distribution<double>());
-  Add("ChiVariate(1)", "tessel", [] { return tessel::ChiVariate(1); });
+  Add("ChiVariate(1)", "tessel", [] { return tessel::ChiVariate(generators, 1); });
   AddPeer("ChiVariate(1)", std::chi_squared_distribution<double>(1));
-  Add("ChiVariate(3)", "tessel", [] { return tessel::ChiVariate(3); });
+  Add("ChiVariate(3)", "tessel", [] { return tessel::ChiVariate(generators, 3); });
   AddPeer("ChiVariate(3)", std::chi_squared_distribution<double>(3));
-  Add("ChiVariate(20)", "tessel", [] { return tessel::ChiVariate(20); });
+  Add("ChiVariate(20)", "tessel", [] { return tessel::ChiVariate(generators, 20); });
   AddPeer("ChiVariate(20)", std::chi_squared_distribution<double>(20));
-  Add("StudentVariate(5)", "tessel", [] { return tessel::StudentVariate(5); });
+  Add("StudentVariate(5)", "tessel", [] { return tessel::StudentVariate(generators, 5); });
   AddPeer("StudentVariate(5)", std::student_t_distribution<double>(5));
-  Add("FVariate(3,20)", "tessel", [] { return tessel::FVariate(3, 20); });
+  Add("FVariate(3,20)", "tessel", [] { return tessel::FVariate(generators, 3, 20); });
   AddPeer("FVariate(3,20)", std::fisher_f_distribution<double>(3, 20));
   return 0;
 }();

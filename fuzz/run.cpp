@@ -5,10 +5,10 @@
 #include <cstring>
 #include <vector>
 
+#include "algebra/functions.h"
 #include "algebra/machine.h"
 #include "algebra/symbols.h"
 #include "core/heap.h"
-#include "random/ran_table.h"
 #include "support/algebra_program.h"
 
 namespace {
@@ -34,7 +34,7 @@ void Restore(const AlgebraContext &context, const double *cells) {
 // Every run draws the same random numbers.
 void Run(AlgebraContext &context, int first, int last) {
   constexpr int seed = 1;
-  RanSetSeed(&seed, 1);
+  RanSetSeed(defaultGenerators, {&seed, 1});
   RunAlgebra(&context, first, last, kFuzzObservations, false);
 }
 

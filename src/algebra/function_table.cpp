@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "algebra/functions.h"
-#include "random/ran_table.h"
 
 namespace tessel {
 
@@ -127,7 +126,6 @@ void RegisterFunctions() {
   static bool registered = false;
   if (registered) return;
   registered = true;
-  RanInit();
   for (const FunctionSpec &spec : kRows) AddRow(spec);
 }
 

@@ -38,7 +38,7 @@ struct FunctionRow {
 inline constexpr int kMaxFunctions = 100;
 inline constexpr int kMaxArguments = 8;
 
-// On its first call in the life of the process: fills the table, and sets up the random numbers (RanInit).
+// On its first call in the life of the process: fills the table.
 void RegisterFunctions();
 
 // The table, ended by a row with a null name.

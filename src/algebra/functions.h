@@ -4,6 +4,7 @@
 #include "algebra/function_table.h"
 #include "algebra/report.h"
 #include "core/missing.h"
+#include "random/generators.h"
 
 namespace tessel {
 
@@ -32,6 +33,9 @@ inline void ReportNoMemory(AlgebraContext *context) {
   context->errors |= ErrNoMemory;
   AlgebraReport("Error", "Out of memory");
 }
+
+// The generators of all runs.
+extern Generators defaultGenerators;
 
 // functions_element.cpp: functions of values and of the position.
 double AlgAbs(AlgebraContext *, const double *);

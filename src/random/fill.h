@@ -3,25 +3,23 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <span>
 
-#include "core/row_matrix.h"
+#include "core/matrix.h"
 
 namespace tessel {
 
-// Calls draw() for each cell, row by row, and returns the matrix; a null matrix stays null. The rows are reached
-// through the table, which may have been reordered.
+// Calls draw() for each cell, row by row.
 template <class Draw>
-RowMatrix FillCells(RowMatrix m, int rows, int columns, Draw draw) {
-  if (m == nullptr) return nullptr;
-  for (int i = 0; i < rows; ++i)
-    for (int j = 0; j < columns; ++j) m[i][j] = draw();
-  return m;
+void FillCells(Matrix m, Draw draw) {
+  for (int i = 0; i < m.rows; ++i)
+    for (int j = 0; j < m.columns; ++j) m[i][j] = draw();
 }
 
-// The first min(size, count) words of a state; none to a null pointer.
-inline void CopyState(const std::uint32_t *state, int size, int *words, int count) {
-  if (words == nullptr) return;
-  for (int i = 0; i < std::min(size, count); ++i) words[i] = static_cast<int>(state[i]);
+// The first words of a state, as many as there is room for.
+inline void CopyState(std::span<const std::uint32_t> state, std::span<int> words) {
+  const std::size_t count = std::min(state.size(), words.size());
+  for (std::size_t i = 0; i < count; ++i) words[i] = static_cast<int>(state[i]);
 }
 
 }  // namespace tessel

@@ -9,71 +9,58 @@ namespace tessel {
 
 namespace {
 
-constexpr std::uint32_t kIndexDefault = kMwcLag - 1;
-constexpr std::uint32_t kCarryDefault = 362436;
-constexpr int kStateWords = kMwcLag + 2;
-
-// Fills the words from the congruential generator of Knuth and Lewis, without its zeros.
-void FillFromSeed(std::uint32_t s) {
-  for (int filled = 0; filled < kMwcLag;) {
-    s = 1664525 * s + 1013904223;
-    if (s != 0) mwcState.q[filled++] = s;
-  }
-}
+constexpr std::size_t kStateWords = kMwcLag + 2;
 
 }  // namespace
 
-constinit MwcState mwcState = {{}, kIndexDefault, kCarryDefault};
-
-int MwcRaw() {
-  MwcCursor cursor;
+int MwcRaw(Generators &generators) {
+  MwcCursor cursor(generators.mwc);
   const std::uint32_t x = cursor.Step();
   cursor.Store();
   return static_cast<int>(x);
 }
 
-double MwcUniform32() { return MwcToUniform32(static_cast<std::uint32_t>(MwcRaw())); }
+double MwcUniform32(Generators &generators) { return MwcToUniform32(static_cast<std::uint32_t>(MwcRaw(generators))); }
 
-double MwcUniform52() {
-  MwcCursor cursor;
+double MwcUniform52(Generators &generators) {
+  MwcCursor cursor(generators.mwc);
   const double u = MwcDraw52(cursor);
   cursor.Store();
   return u;
 }
 
-RowMatrix MwcFillUniform32(RowMatrix m, int rows, int columns) {
-  MwcCursor cursor;
-  FillCells(m, rows, columns, [&] { return MwcToUniform32(cursor.Step()); });
+void MwcFillUniform32(Generators &generators, Matrix m) {
+  MwcCursor cursor(generators.mwc);
+  FillCells(m, [&] { return MwcToUniform32(cursor.Step()); });
   cursor.Store();
-  return m;
 }
 
-RowMatrix MwcFillUniform52(RowMatrix m, int rows, int columns) {
-  MwcCursor cursor;
-  FillCells(m, rows, columns, [&] { return MwcDraw52(cursor); });
+void MwcFillUniform52(Generators &generators, Matrix m) {
+  MwcCursor cursor(generators.mwc);
+  FillCells(m, [&] { return MwcDraw52(cursor); });
   cursor.Store();
-  return m;
 }
 
-void MwcSetSeed(const int *words, int count) {
-  mwcState.index = kIndexDefault;
-  mwcState.carry = kCarryDefault;
-  if (words == nullptr || count < 2) {
-    FillFromSeed(words != nullptr && count == 1 ? static_cast<std::uint32_t>(words[0]) : 0);
+void MwcSetSeed(Generators &generators, std::span<const int> words) {
+  MwcState &state = generators.mwc;
+  if (words.size() < 2) {
+    state = {.q = MwcWords(words.empty() ? 0 : static_cast<std::uint32_t>(words[0]))};
     return;
   }
-  for (int i = 0; i < std::min(count, kMwcLag); ++i) mwcState.q[i] = static_cast<std::uint32_t>(words[i]);
-  if (count >= kStateWords) {
-    mwcState.index = static_cast<std::uint32_t>(words[kMwcLag]) % kMwcLag;
-    mwcState.carry = static_cast<std::uint32_t>(words[kMwcLag + 1]);
+  state = {.q = state.q};
+  for (std::size_t i = 0; i < std::min(words.size(), state.q.size()); ++i)
+    state.q[i] = static_cast<std::uint32_t>(words[i]);
+  if (words.size() >= kStateWords) {
+    state.index = static_cast<std::uint32_t>(words[kMwcLag]) % kMwcLag;
+    state.carry = static_cast<std::uint32_t>(words[kMwcLag + 1]);
   }
 }
 
-int MwcGetSeed(int *words, int count) {
-  CopyState(mwcState.q, kMwcLag, words, count);
-  if (words != nullptr && count >= kStateWords) {
-    words[kMwcLag] = static_cast<int>(mwcState.index);
-    words[kMwcLag + 1] = static_cast<int>(mwcState.carry);
+int MwcGetSeed(const Generators &generators, std::span<int> words) {
+  CopyState(generators.mwc.q, words);
+  if (words.size() >= kStateWords) {
+    words[kMwcLag] = static_cast<int>(generators.mwc.index);
+    words[kMwcLag + 1] = static_cast<int>(generators.mwc.carry);
   }
   return kStateWords;
 }

@@ -1,50 +1,49 @@
 // MWC8222, Marsaglia's multiply-with-carry generator of lag 256, in its forms of 32 and 52 bits a draw. The manual is
-// ran_table.h.
+// generators.h.
 #pragma once
 
 #include <cstdint>
 
-#include "core/row_matrix.h"
+#include "random/generators.h"
 
 namespace tessel {
 
-double MwcUniform32();
-double MwcUniform52();
-int MwcRaw();
-RowMatrix MwcFillUniform32(RowMatrix m, int rows, int columns);
-RowMatrix MwcFillUniform52(RowMatrix m, int rows, int columns);
-void MwcSetSeed(const int *words, int count);
-int MwcGetSeed(int *words, int count);
+double MwcUniform32(Generators &generators);
+double MwcUniform52(Generators &generators);
+int MwcRaw(Generators &generators);
+void MwcFillUniform32(Generators &generators, Matrix m);
+void MwcFillUniform52(Generators &generators, Matrix m);
+void MwcSetSeed(Generators &generators, std::span<const int> words);
+int MwcGetSeed(const Generators &generators, std::span<int> words);
 
 // The rest is for the bulk forms, which keep index and carry in registers.
 
-inline constexpr int kMwcLag = 256;
-
-struct MwcState {
-  std::uint32_t q[kMwcLag];
-  std::uint32_t index;  // of the word that the last step wrote
-  std::uint32_t carry;
-};
-extern MwcState mwcState;
-
 // A local copy of index and carry. It must be stored before anything else draws, and loaded anew afterwards.
-struct MwcCursor {
-  std::uint32_t index = mwcState.index;
-  std::uint32_t carry = mwcState.carry;
+class MwcCursor {
+ public:
+  explicit MwcCursor(MwcState &state) : state_(state), index_(state.index), carry_(state.carry) {}
 
-  void Load() { *this = MwcCursor(); }
+  void Load() {
+    index_ = state_.index;
+    carry_ = state_.carry;
+  }
   void Store() const {
-    mwcState.index = index;
-    mwcState.carry = carry;
+    state_.index = index_;
+    state_.carry = carry_;
   }
 
   // x_n = 809430660 x_(n-256) + c_(n-1) modulo 2^32, c_n the quotient.
   std::uint32_t Step() {
-    index = (index + 1) % kMwcLag;
-    const std::uint64_t t = std::uint64_t{809430660} * mwcState.q[index] + carry;
-    carry = static_cast<std::uint32_t>(t >> 32);
-    return mwcState.q[index] = static_cast<std::uint32_t>(t);
+    index_ = (index_ + 1) % kMwcLag;
+    const std::uint64_t t = std::uint64_t{809430660} * state_.q[index_] + carry_;
+    carry_ = static_cast<std::uint32_t>(t >> 32);
+    return state_.q[index_] = static_cast<std::uint32_t>(t);
   }
+
+ private:
+  MwcState &state_;
+  std::uint32_t index_;
+  std::uint32_t carry_;
 };
 
 // A step's value as a uniform: 2^-32 times the signed value, and a half, moved inside the interval.

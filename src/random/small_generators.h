@@ -1,18 +1,20 @@
-// The generators of one, two and four words: PM, GM and LE of ran_table.h, which is their manual.
+// The generators of one, two and four words: PM, GM and LE of generators.h, which is their manual.
 #pragma once
+
+#include "random/generators.h"
 
 namespace tessel {
 
-double LcgUniform();
-void LcgSetSeed(const int *words, int count);
-int LcgGetSeed(int *words, int count);
+double LcgUniform(Generators &generators);
+void LcgSetSeed(Generators &generators, std::span<const int> words);
+int LcgGetSeed(const Generators &generators, std::span<int> words);
 
-double Mwc60Uniform();
-void Mwc60SetSeed(const int *words, int count);
-int Mwc60GetSeed(int *words, int count);
+double Mwc60Uniform(Generators &generators);
+void Mwc60SetSeed(Generators &generators, std::span<const int> words);
+int Mwc60GetSeed(const Generators &generators, std::span<int> words);
 
-double LfsrUniform();
-void LfsrSetSeed(const int *words, int count);
-int LfsrGetSeed(int *words, int count);
+double LfsrUniform(Generators &generators);
+void LfsrSetSeed(Generators &generators, std::span<const int> words);
+int LfsrGetSeed(const Generators &generators, std::span<int> words);
 
 }  // namespace tessel

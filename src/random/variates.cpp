@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "core/missing.h"
-#include "random/ran_table.h"
 
 namespace tessel {
 
@@ -13,12 +12,12 @@ namespace {
 bool IsPositiveFinite(double x) { return x > 0 && x < PositiveInfinity(); }
 
 // GS of Ahrens and Dieter, a below 1: rejection from x^(a-1) below 1 and exp(-x) above.
-double GammaSmallShape(double a) {
+double GammaSmallShape(Generators &generators, double a) {
   constexpr double e = 2.718281828459045;
   const double b = (a + e) / e;
   for (;;) {
-    const double u = b * ranTable.uniform();
-    const double w = ranTable.uniform();
+    const double u = b * RanUniform(generators);
+    const double w = RanUniform(generators);
     if (u <= 1) {
       const double x = std::pow(u, 1 / a);
       if (-std::log(w) >= x) return x;
@@ -32,14 +31,14 @@ double GammaSmallShape(double a) {
 // GKM3 of Cheng and Feast, a above 1: ratio of uniforms, from 2.5 on inside a parallelogram around the acceptance
 // region. Their tests m u + t + 1/t < m + 2 and m log u - log t + t < 1 stand here in a form that keeps its digits as t
 // comes close to 1, for shapes up to the largest double.
-double GammaLargeShape(double a) {
+double GammaLargeShape(Generators &generators, double a) {
   const double a1 = a - 1;
   const double b = (a - 1 / (6 * a)) / a1;
   const double m = 2 / a1;
   const double q = 1 / std::sqrt(a);
   for (;;) {
-    double u = ranTable.uniform();
-    const double w = ranTable.uniform();
+    double u = RanUniform(generators);
+    const double w = RanUniform(generators);
     if (a > 2.5) {
       u = (1 - 1.86 * u) * q + w;
       if (u <= 0 || u >= 1) continue;
@@ -52,26 +51,26 @@ double GammaLargeShape(double a) {
 
 }  // namespace
 
-double GammaVariate(double shape, double rate) {
+double GammaVariate(Generators &generators, double shape, double rate) {
   if (!IsPositiveFinite(shape) || !IsPositiveFinite(rate)) return MissingValue();
-  if (shape < 1) return GammaSmallShape(shape) / rate;
-  if (shape > 1) return GammaLargeShape(shape) / rate;
-  return -std::log(ranTable.uniform()) / rate;
+  if (shape < 1) return GammaSmallShape(generators, shape) / rate;
+  if (shape > 1) return GammaLargeShape(generators, shape) / rate;
+  return -std::log(RanUniform(generators)) / rate;
 }
 
-double ChiVariate(double df) { return GammaVariate(df / 2, 0.5); }
+double ChiVariate(Generators &generators, double df) { return GammaVariate(generators, df / 2, 0.5); }
 
-double StudentVariate(int df) {
+double StudentVariate(Generators &generators, int df) {
   if (df < 1) return MissingValue();
-  const double z = ranTable.normal();
-  const double c = ChiVariate(df);
+  const double z = RanNormal(generators);
+  const double c = ChiVariate(generators, df);
   return std::sqrt(df / c) * z;
 }
 
-double FVariate(double n, double m) {
+double FVariate(Generators &generators, double n, double m) {
   if (!IsPositiveFinite(n) || !IsPositiveFinite(m)) return MissingValue();
-  const double c1 = ChiVariate(n);
-  const double c2 = ChiVariate(m);
+  const double c1 = ChiVariate(generators, n);
+  const double c2 = ChiVariate(generators, m);
   const double f = (c1 * m) / (c2 * n);
   return std::isfinite(c1 * m) && std::isfinite(c2 * n) ? f : (c1 / n) * (m / c2);  // the products may overflow
 }
