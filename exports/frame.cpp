@@ -33,8 +33,12 @@ MatrixView MatrixAt(MorvValue *args, int position) {
   return view;
 }
 
+MatrixView OptionalMatrixAt(MorvValue *args, int position) {
+  return HasTag(args + position, MORV_MATRIX) ? MatrixAt(args, position) : MatrixView{};
+}
+
 OutputView OutputAt(MorvValue *args, int position, int rows, int columns) {
-  auto *target = static_cast<MorvValue *>(args[position].data);
+  MorvValue *target = TargetAt(args, position);
   if (target == nullptr) {
     OutputView failed;
     failed.wanted = failed.failed = true;
@@ -48,6 +52,19 @@ OutputView OptionalOutputAt(MorvValue *args, int position, int rows, int columns
 }
 
 OutputView MatrixResult(MorvValue *rtn, int rows, int columns) { return NewMatrix(rtn, rows, columns); }
+
+Output CopyResult(MorvValue *rtn, MorvValue *args, int position) {
+  const MatrixView source = MatrixAt(args, position);
+  MorvLibValMatDup(rtn, source.cells, source.rows, source.columns);
+  Output copy;
+  copy.wanted = true;
+  copy.failed = rtn->data == nullptr;
+  if (!copy.failed) {
+    const MatrixView cells = MatrixAt(rtn, 0);
+    static_cast<Matrix &>(copy) = {cells.Flat(), cells.rows, cells.columns};
+  }
+  return copy;
+}
 
 void ReturnDouble(MorvValue *rtn, double value) {
   rtn->type = MORV_DOUBLE;

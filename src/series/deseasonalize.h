@@ -1,12 +1,13 @@
 // Seasonal means of a matrix of series.
 #pragma once
 
-#include "core/row_matrix.h"
+#include "core/matrix.h"
+#include "core/status.h"
 
 namespace tessel {
 
-// Subtracts from each cell of column j in row t the mean of that column's cells in the rows t mod p, t mod p + p, ...
-// x: rows x columns, in place. 1, or 0 with x unchanged when work memory cannot be had.
-int DeSeasonalize(RowMatrix x, int rows, int columns, int seasons);
+// Subtracts from each cell of column j in row t the mean of that column's cells in the rows t mod seasons,
+// t mod seasons + seasons, ... x: a series a column, in place; `seasons` at least 1. NoMemory leaves x unchanged.
+Status DeSeasonalize(Matrix x, int seasons);
 
 }  // namespace tessel
