@@ -2,6 +2,7 @@
 #include <tessel/tessel.h>
 
 #include <algorithm>
+#include <cstdio>
 
 #include "core/heap.h"
 #include "diagnostics/comfac.h"
@@ -96,6 +97,22 @@ void FnEncompassing(MorvValue *rtn, MorvValue *args, int) {
   ReturnInteger(rtn, static_cast<int>(status));
 }
 
+namespace {
+
+int FracSigmaCode(Status status) {
+  switch (status) {
+    case Status::Ok: return 0;
+    case Status::OutOfRange: return 1;
+    case Status::NotPositive: return 2;
+    case Status::NotStationary: return 4;
+    case Status::NotConverged: return 6;
+    case Status::EqualRoots: return 7;
+    default: return 10;
+  }
+}
+
+}  // namespace
+
 void FnFracSigma(MorvValue *rtn, MorvValue *args, int) {
   CheckTypes(MORV_MATRIX, args, 0, 0);
   CheckTypes(MORV_INTEGER, args, 1, 2);
@@ -104,7 +121,7 @@ void FnFracSigma(MorvValue *rtn, MorvValue *args, int) {
   CheckTypes(MORV_ARRAY, args, 5, 5);
   const MatrixView parameters = MatrixAt(args, 0);
   const int p = IntegerAt(args, 1), q = IntegerAt(args, 2), n = IntegerAt(args, 4);
-  constexpr int noData = static_cast<int>(FracStatus::NoMemory);
+  const int noData = FracSigmaCode(Status::NoMemory);
   if (p < 0 || q < 0 || n < 0) return ReturnIntegerField(rtn, noData);
 
   const OutputView autocov = OutputAt(args, 5, 1, n);
@@ -113,7 +130,10 @@ void FnFracSigma(MorvValue *rtn, MorvValue *args, int) {
     return MorvLibArgError(1);
   }
   if (autocov.failed || autocov.Empty()) return ReturnIntegerField(rtn, noData);
-  const double *cells = parameters.Flat();
-  const FractionalProcess process = {cells[0], cells + 1, cells + 1 + p, p, q, DoubleAt(args, 3)};
-  ReturnIntegerField(rtn, static_cast<int>(FracSigma(process, n, autocov.Flat())));
+  const double *d = parameters.Flat(), *phi = d + 1, *theta = phi + p;
+  const FractionalProcess process = {*d, {phi, theta}, {theta, theta + q}, DoubleAt(args, 3)};
+  int cutOffSeries = 0;
+  const Status status = FracSigma(process, {autocov.Flat(), autocov.Flat() + n}, &cutOffSeries);
+  for (int i = 0; i < cutOffSeries; ++i) std::puts("hyper: end of loop reached!");
+  ReturnIntegerField(rtn, FracSigmaCode(status));
 }

@@ -5,7 +5,9 @@
 // nothing and costs nothing to copy. What a function only reads is a ConstMatrix; a Matrix converts to one.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <type_traits>
 #include <utility>
 
@@ -36,6 +38,10 @@ struct BasicMatrix {
   // Whether all cells are one vector in row-major order.
   bool Contiguous() const { return stride == columns || rows <= 1; }
   std::int64_t Length() const { return static_cast<std::int64_t>(rows) * columns; }
+
+  // The cells of a row, and of a contiguous matrix in row-major order.
+  std::span<Cell> Row(std::int64_t row) const { return {(*this)[row], static_cast<std::size_t>(columns)}; }
+  std::span<Cell> Flat() const { return {cells, static_cast<std::size_t>(Length())}; }
 
   // Views of `count` rows, of `count` columns, and of a block.
   BasicMatrix Rows(int first, int count) const { return {(*this)[first], count, columns, stride}; }

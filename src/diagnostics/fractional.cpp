@@ -4,7 +4,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
+#include <functional>
+#include <iterator>
 
 #include "core/heap.h"
 #include "linalg/roots.h"
@@ -27,46 +28,49 @@ double Modulus(Complex a) { return Hypot(a.re, a.im); }
 constexpr int kSeriesTerms = 10000;
 constexpr double kSeriesEnd = 1e-14;
 
-void WarnSeriesEnded() { std::puts("hyper: end of loop reached!"); }
+// A sum of the series, and whether it was cut off before a term fell below kSeriesEnd.
+template <class Number>
+struct Series {
+  Number sum;
+  bool cutOff = false;
+};
 
-double HyperReal(double a, double c, double z) {
+Series<double> HyperReal(double a, double c, double z) {
   double term = a / c, sum = term;
   for (int k = 1; !(std::fabs(term) < kSeriesEnd); ++k) {
-    if (k > kSeriesTerms) {
-      WarnSeriesEnded();
-      break;
-    }
+    if (k > kSeriesTerms) return {sum, true};
     term = term * z * (k + a) / (k + c);
     sum += term;
   }
-  return sum;
+  return {sum};
 }
 
 // (a / c) F(a + 1, 1; c + 1; z), by its series: t_0 = a / c, t_k = t_(k-1) z (k + a) / (k + c).
-Complex Hyper(double a, double c, Complex z) {
-  if (z.im == 0) return {HyperReal(a, c, z.re), 0};
+Series<Complex> Hyper(double a, double c, Complex z) {
+  if (z.im == 0) {
+    const Series<double> real = HyperReal(a, c, z.re);
+    return {{real.sum, 0}, real.cutOff};
+  }
   Complex term = {a / c, 0}, sum = term;
   for (int k = 1; !(Modulus(term) < kSeriesEnd); ++k) {
-    if (k > kSeriesTerms) {
-      WarnSeriesEnded();
-      break;
-    }
+    if (k > kSeriesTerms) return {sum, true};
     term = ((k + a) / (k + c)) * (term * z);
     sum = sum + term;
   }
-  return sum;
+  return {sum};
 }
 
 // The autocovariance of the moving average at lag j, for unit variance.
-double MovingAverageCovariance(const FractionalProcess &y, int j) {
-  double sum = j == 0 ? 1.0 : y.theta[j - 1];
-  for (int i = 1; i <= y.q - j; ++i) sum += y.theta[i - 1] * y.theta[i + j - 1];
+double MovingAverageCovariance(std::span<const double> theta, std::size_t j) {
+  double sum = j == 0 ? 1.0 : theta[j - 1];
+  for (std::size_t i = 0; i + j < theta.size(); ++i) sum += theta[i] * theta[i + j];
   return sum;
 }
 
 // The autocorrelations of fractional noise, r(0) = 1 and r(h) = r(h-1) (h - 1 + d) / (h - d), on both sides of
 // g[centre].
-void FillFractionalCorrelations(double d, double *g, std::int64_t centre, std::int64_t length) {
+void FillFractionalCorrelations(double d, std::span<double> g, std::int64_t centre) {
+  const std::int64_t length = std::ssize(g);
   double r = g[centre] = 1.0;
   for (std::int64_t h = 1; h <= centre || centre + h < length; ++h) {
     const auto lag = static_cast<double>(h);
@@ -82,140 +86,148 @@ double FractionalVariance(double sigma2, double d) {
   return sigma2 * (1 - d) * (1 - d) / (1 - 2 * d) * Gamma(2 - 2 * d) / (g * g);
 }
 
-// The sum over j from -q to q of c_|j| values[at + j].
-double MovingAverageSum(const double *c, int q, const double *values) {
+// The sum over j from -q to q of c_|j| values[j], of which there are q on both sides of values[0]. c: q + 1 cells.
+double MovingAverageSum(std::span<const double> c, const double *values) {
   double sum = c[0] * values[0];
-  for (int j = 1; j <= q; ++j) sum += c[j] * (values[-j] + values[j]);
+  for (std::ptrdiff_t j = 1; j < std::ssize(c); ++j) sum += c[j] * (values[-j] + values[j]);
   return sum;
 }
 
 // One autoregressive root's share of the autocovariances, for a root rho and zeta = 1 / X. Lag k is found at index
-// A + p - k of arrays of `cells` cells whose centre is A; `series` has 2 A + 1 cells.
+// A + p - k of g, re and im, whose centre is A; `series` has 2 A + 1 cells.
 struct RootShare {
   const FractionalProcess &process;
-  const double *c;
-  const double *g;
-  std::int64_t centre, cells;
-  Complex *series;
-  double *re;
-  double *im;
+  std::int64_t centre;
+  std::span<const double> c, g;
+  std::span<Complex> series;
+  std::span<double> re, im;
 
-  void FillSeries(Complex rho) const;
+  bool FillSeries(Complex rho) const;
   void FillWeighted(Complex rho) const;
-  void AddTo(Complex zeta, int n, double *autocov) const;
+  void AddTo(Complex zeta, std::span<double> autocov) const;
 };
 
-// The hypergeometric function at the end of the array, and backwards from there.
-void RootShare::FillSeries(Complex rho) const {
+// The hypergeometric function at the end of the array, and backwards from there. Returns whether its series was cut
+// off.
+bool RootShare::FillSeries(Complex rho) const {
   const double d = process.d;
   const auto half = static_cast<double>(centre);
-  Complex value = series[2 * centre] = Hyper(d + half, 1 - d + half, rho);
+  const Series<Complex> last = Hyper(d + half, 1 - d + half, rho);
+  Complex value = series[2 * centre] = last.sum;
   for (std::int64_t j = 2 * centre - 1; j >= 0; --j) {
     const auto h = static_cast<double>(j - centre);
     value = series[j] = ((h + d) / (h + 1 - d)) * (Complex{1, 0} + rho * value);
   }
+  return last.cutOff;
 }
 
 // g times rho^(2p) H(h) + rho^(2p-1) + H(-h).
 void RootShare::FillWeighted(Complex rho) const {
   Complex odd = rho;
-  for (int i = 1; i < 2 * process.p - 1; ++i) odd = odd * rho;
+  for (std::size_t i = 1; i + 1 < 2 * process.phi.size(); ++i) odd = odd * rho;
   const Complex even = odd * rho;
-  for (std::int64_t i = 0; i < cells; ++i) {
+  for (std::int64_t i = 0; i < std::ssize(g); ++i) {
     const Complex value = g[i] * (even * series[i] + odd + series[2 * centre - i]);
     re[i] = value.re;
     im[i] = value.im;
   }
 }
 
-void RootShare::AddTo(Complex zeta, int n, double *autocov) const {
-  const std::int64_t at = centre + process.p;
-  for (int k = 0; k < n; ++k) {
-    const Complex s = {MovingAverageSum(c, process.q, re + at - k), MovingAverageSum(c, process.q, im + at - k)};
-    autocov[k] += (zeta * s).re;
+void RootShare::AddTo(Complex zeta, std::span<double> autocov) const {
+  const std::int64_t at = centre + std::ssize(process.phi);
+  for (std::int64_t k = 0; k < std::ssize(autocov); ++k) {
+    const Complex sum = {MovingAverageSum(c, &re[at - k]), MovingAverageSum(c, &im[at - k])};
+    autocov[k] += (zeta * sum).re;
   }
 }
 
 // The product over all j of 1 - rho_i rho_j, times that over all j but i of rho_i - rho_j.
-Complex RootProduct(const Complex *roots, int count, int i) {
+Complex RootProduct(std::span<const Complex> roots, std::size_t i) {
   Complex product = {1, 0};
-  for (int j = 0; j < count; ++j) product = product * (Complex{1, 0} - roots[i] * roots[j]);
-  for (int j = 0; j < count; ++j)
+  for (const Complex &root : roots) product = product * (Complex{1, 0} - roots[i] * root);
+  for (std::size_t j = 0; j < roots.size(); ++j)
     if (j != i) product = product * (roots[i] - roots[j]);
   return product;
 }
 
-// The inverses of the roots of Phi.
-FracStatus FindRoots(const FractionalProcess &process, Complex *roots) {
-  const int p = process.p;
+// The inverses of the roots of Phi: the roots of z^p - phi_1 z^(p-1) - ... - phi_p.
+Status FindRoots(std::span<const double> phi, std::span<Complex> roots) {
+  const int p = static_cast<int>(phi.size());
   const OwnedBlock<double> work(std::int64_t{3} * p);
-  if (!work) return FracStatus::NoMemory;
+  if (!work) return Status::NoMemory;
   double *negated = work.get(), *re = negated + p, *im = re + p;
-  for (int i = 0; i < p; ++i) negated[i] = -process.phi[i];
-  if (PolyRoots(negated, re, im, p) != 0) return FracStatus::NoRoots;
+  std::transform(phi.begin(), phi.end(), negated, std::negate<>());
+  if (PolyRoots(negated, re, im, p) != 0) return Status::NotConverged;
   for (int i = 0; i < p; ++i) {
     roots[i] = {re[i], im[i]};
-    if (Modulus(roots[i]) >= 0.9999) return FracStatus::NotStationary;
+    if (Modulus(roots[i]) >= 0.9999) return Status::NotStationary;
   }
-  return FracStatus::Success;
+  return Status::Ok;
 }
 
 // The autocovariances up to the factor gamma0.
-FracStatus AddRootShares(const FractionalProcess &process, const double *c, int n, double *autocov) {
+Status AddRootShares(const FractionalProcess &process, std::span<const double> c, std::span<double> autocov,
+                     int *cutOffSeries) {
   // The recursion reaches p + q past its centre on both sides, so that few lags take a longer array.
-  const int p = process.p, q = process.q;
-  const std::int64_t length = std::max<std::int64_t>(n, std::int64_t{2} * p + 1);
-  const std::int64_t centre = length + q - p - 1, cells = length + std::int64_t{2} * q;
-  const OwnedBlock<Complex> roots(p), series(2 * centre + 1);
+  const std::int64_t n = std::ssize(autocov), p = std::ssize(process.phi), q = std::ssize(process.theta);
+  const std::int64_t length = std::max(n, 2 * p + 1);
+  const std::int64_t centre = length + q - p - 1, cells = length + 2 * q;
+  const OwnedBlock<Complex> rootBlock(p), series(2 * centre + 1);
   const OwnedBlock<double> work(3 * cells);
-  if (!roots || !series || !work) return FracStatus::NoMemory;
-  const FracStatus found = FindRoots(process, roots.get());
-  if (found != FracStatus::Success) return found;
+  if (!rootBlock || !series || !work) return Status::NoMemory;
+  const std::span<Complex> roots = {rootBlock.get(), process.phi.size()};
+  const Status found = FindRoots(process.phi, roots);
+  if (Failed(found)) return found;
 
-  double *g = work.get();
-  FillFractionalCorrelations(process.d, g, centre, cells);
-  const RootShare share = {process, c, g, centre, cells, series.get(), g + cells, g + 2 * cells};
-  for (int i = 0; i < p; ++i) {
-    const Complex product = RootProduct(roots.get(), p, i);
+  const auto part = [&](int i) { return std::span<double>(work.get() + i * cells, static_cast<std::size_t>(cells)); };
+  FillFractionalCorrelations(process.d, part(0), centre);
+  const RootShare share = {process, centre, c, part(0), {series.get(), series.get() + 2 * centre + 1},
+                           part(1), part(2)};
+  for (std::size_t i = 0; i < roots.size(); ++i) {
+    const Complex product = RootProduct(roots, i);
     Complex zeta = {0, 0};
     if (Modulus(product) < 1e-11 || !ComplexDivide(1, 0, product.re, product.im, &zeta.re, &zeta.im))
-      return FracStatus::EqualRoots;
-    share.FillSeries(roots[i]);
+      return Status::EqualRoots;
+    if (share.FillSeries(roots[i])) ++*cutOffSeries;
     share.FillWeighted(roots[i]);
-    share.AddTo(zeta, n, autocov);
+    share.AddTo(zeta, autocov);
   }
-  return FracStatus::Success;
+  return Status::Ok;
 }
 
-FracStatus AddFractionalNoise(const FractionalProcess &process, const double *c, int n, double *autocov) {
-  const std::int64_t q = process.q, centre = n + q - 1, length = n + 2 * q;
+// Without an autoregressive part, up to the factor gamma0.
+Status AddFractionalNoise(double d, std::span<const double> c, std::span<double> autocov) {
+  const std::int64_t n = std::ssize(autocov), q = std::ssize(c) - 1, centre = n + q - 1, length = n + 2 * q;
   const OwnedBlock<double> g(length);
-  if (!g) return FracStatus::NoMemory;
-  FillFractionalCorrelations(process.d, g.get(), centre, length);
-  for (int k = 0; k < n; ++k) autocov[k] = MovingAverageSum(c, process.q, g.get() + centre - k);
-  return FracStatus::Success;
+  if (!g) return Status::NoMemory;
+  FillFractionalCorrelations(d, {g.get(), g.get() + length}, centre);
+  for (std::int64_t k = 0; k < n; ++k) autocov[k] = MovingAverageSum(c, g.get() + centre - k);
+  return Status::Ok;
 }
 
 }  // namespace
 
-FracStatus FracSigma(const FractionalProcess &process, int n, double *autocov) {
-  std::fill_n(autocov, n, 0.0);
-  if (std::fabs(process.d) > 5) return FracStatus::DegreeTooLarge;
-  if (process.sigma2 <= 0.0001) return FracStatus::VarianceTooSmall;
+Status FracSigma(const FractionalProcess &process, std::span<double> autocov, int *cutOffSeries) {
+  *cutOffSeries = 0;
+  std::fill(autocov.begin(), autocov.end(), 0.0);
+  if (std::fabs(process.d) > 5) return Status::OutOfRange;
+  if (process.sigma2 <= 0.0001) return Status::NotPositive;
 
-  const OwnedBlock<double> c(std::int64_t{process.q} + 1);
-  if (!c) return FracStatus::NoMemory;
-  for (int j = 0; j <= process.q; ++j) c[j] = MovingAverageCovariance(process, j);
-  if (process.p == 0 && std::fabs(process.d) < 1e-11) {
-    for (int j = 0; j < n && j <= process.q; ++j) autocov[j] = process.sigma2 * c[j];
-    return FracStatus::Success;
+  const std::size_t q = process.theta.size();
+  const OwnedBlock<double> block(static_cast<std::int64_t>(q) + 1);
+  if (!block) return Status::NoMemory;
+  const std::span<double> c = {block.get(), q + 1};
+  for (std::size_t j = 0; j <= q; ++j) c[j] = MovingAverageCovariance(process.theta, j);
+  if (process.phi.empty() && std::fabs(process.d) < 1e-11) {
+    for (std::size_t j = 0; j < autocov.size() && j <= q; ++j) autocov[j] = process.sigma2 * c[j];
+    return Status::Ok;
   }
-  const FracStatus status =
-      process.p == 0 ? AddFractionalNoise(process, c.get(), n, autocov) : AddRootShares(process, c.get(), n, autocov);
-  if (status != FracStatus::Success) return status;
+  const Status status = process.phi.empty() ? AddFractionalNoise(process.d, c, autocov)
+                                            : AddRootShares(process, c, autocov, cutOffSeries);
+  if (Failed(status)) return status;
   const double gamma0 = FractionalVariance(process.sigma2, process.d);
-  for (int k = 0; k < n; ++k) autocov[k] *= gamma0;
-  return FracStatus::Success;
+  for (double &value : autocov) value *= gamma0;
+  return Status::Ok;
 }
 
 }  // namespace tessel
