@@ -119,21 +119,21 @@ void FnFracSigma(MorvValue *rtn, MorvValue *args, int) {
   CheckTypes(MORV_DOUBLE, args, 3, 3);
   CheckTypes(MORV_INTEGER, args, 4, 4);
   CheckTypes(MORV_ARRAY, args, 5, 5);
-  const MatrixView parameters = MatrixAt(args, 0);
+  const ConstMatrix parameters = MatrixAt(args, 0);
   const int p = IntegerAt(args, 1), q = IntegerAt(args, 2), n = IntegerAt(args, 4);
   const int noData = FracSigmaCode(Status::NoMemory);
   if (p < 0 || q < 0 || n < 0) return ReturnIntegerField(rtn, noData);
 
-  const OutputView autocov = OutputAt(args, 5, 1, n);
+  const Output autocov = OutputAt(args, 5, 1, n);
   if (parameters.rows != 1 || parameters.columns < std::int64_t{1} + p + q) {
     ReturnIntegerField(rtn, noData);
     return MorvLibArgError(1);
   }
   if (autocov.failed || autocov.Empty()) return ReturnIntegerField(rtn, noData);
-  const double *d = parameters.Flat(), *phi = d + 1, *theta = phi + p;
+  const double *d = parameters.cells, *phi = d + 1, *theta = phi + p;
   const FractionalProcess process = {*d, {phi, theta}, {theta, theta + q}, DoubleAt(args, 3)};
   int cutOffSeries = 0;
-  const Status status = FracSigma(process, {autocov.Flat(), autocov.Flat() + n}, &cutOffSeries);
+  const Status status = FracSigma(process, autocov.Flat(), &cutOffSeries);
   for (int i = 0; i < cutOffSeries; ++i) std::puts("hyper: end of loop reached!");
   ReturnIntegerField(rtn, FracSigmaCode(status));
 }
