@@ -17,15 +17,6 @@ namespace {
 
 constexpr int kRegressors = 10, kOutcomes = 4;
 
-struct Matrix {
-  Matrix(int r, int c) : cells(static_cast<std::size_t>(r) * static_cast<std::size_t>(c)), rows(r) {
-    for (int i = 0; i < r; ++i) rows[static_cast<std::size_t>(i)] = cells.data() + i * c;
-  }
-  RowMatrix Get() { return rows.data(); }
-  std::vector<double> cells;
-  std::vector<double *> rows;
-};
-
 // Regressors: a constant and normal variates. Outcomes 0 to 3, or counts of mean about 2, or 0 and 1.
 struct Problem {
   Problem(const benchmark::State &state, int parameters, int outcomes)
@@ -40,35 +31,23 @@ struct Problem {
     std::poisson_distribution<int> count(2.0);
     std::uniform_int_distribution<int> outcome(0, outcomes - 1);
     for (int t = 0; t < observations; ++t) {
-      for (int i = 0; i < kRegressors; ++i) x.Get()[t][i] = i == 0 ? 1.0 : normal(generator);
-      y.cells[static_cast<std::size_t>(t)] = outcomes > 0 ? outcome(generator) : count(generator);
+      for (int i = 0; i < kRegressors; ++i) x[t][i] = i == 0 ? 1.0 : normal(generator);
+      y[t][0] = outcomes > 0 ? outcome(generator) : count(generator);
     }
     for (double &value : theta) value = 0.1 * normal(generator);
-    out.parameters = parameters;
-    out.score = score.data();
-    out.information = information.Get();
+    out.score = score;
+    out.information = information;
   }
-  IndexSample Sample() {
-    IndexSample sample;
-    sample.observations = observations;
-    sample.y = y.Get();
-    sample.x = x.Get();
-    sample.regressors = kRegressors;
-    return sample;
-  }
+  IndexSample Sample() const { return {y, x, {}}; }
   void Clear() {
     std::fill(score.begin(), score.end(), 0.0);
-    std::fill(information.cells.begin(), information.cells.end(), 0.0);
-  }
-  void Mirror() {
-    for (int i = 0; i < out.parameters; ++i)
-      for (int j = 0; j < i; ++j) out.information[j][i] = out.information[i][j];
+    FillZero(information);
   }
 
   int observations;
-  Matrix x, y;
+  OwnedMatrix x, y;
   std::vector<double> theta, score;
-  Matrix information;
+  OwnedMatrix information;
   LikelihoodOutputs out;
 };
 
@@ -81,12 +60,10 @@ double Index(const double *x, const double *beta) {
 void LogitTessel(benchmark::State &state) {
   Problem problem(state, 3 * kRegressors, kOutcomes);
   LogitSample sample;
-  sample.observations = problem.observations;
   sample.outcomes = kOutcomes;
-  sample.y = problem.y.Get();
-  sample.x = problem.x.Get();
-  sample.regressors = kRegressors;
-  for (auto _ : state) benchmark::DoNotOptimize(LogitLikelihood(sample, problem.theta.data(), problem.out));
+  sample.y = problem.y;
+  sample.x = problem.x;
+  for (auto _ : state) benchmark::DoNotOptimize(LogitLikelihood(sample, problem.theta, problem.out));
 }
 
 void LogitPlain(benchmark::State &state) {
@@ -95,7 +72,7 @@ void LogitPlain(benchmark::State &state) {
     problem.Clear();
     double total = 0.0;
     for (int t = 0; t < problem.observations; ++t) {
-      const double *x = problem.x.Get()[t];
+      const double *x = problem.x[t];
       double p[kOutcomes] = {}, largest = 0.0, sum = 0.0;
       for (int j = 1; j < kOutcomes; ++j) {
         p[j] = Index(x, problem.theta.data() + (j - 1) * kRegressors);
@@ -103,7 +80,7 @@ void LogitPlain(benchmark::State &state) {
       }
       for (double &value : p) sum += value = std::exp(value - largest);
       for (double &value : p) value /= sum;
-      const int y = static_cast<int>(problem.y.cells[static_cast<std::size_t>(t)]);
+      const int y = static_cast<int>(problem.y[t][0]);
       total += std::log(p[y]);
       for (int j = 1; j < kOutcomes; ++j) {
         const double residual = (y == j) - p[j];
@@ -118,7 +95,7 @@ void LogitPlain(benchmark::State &state) {
         }
       }
     }
-    problem.Mirror();
+    MirrorLower(problem.information);
     benchmark::DoNotOptimize(total);
   }
 }
@@ -131,23 +108,22 @@ void PlainIndex(benchmark::State &state, int outcomes, Terms terms) {
     problem.Clear();
     double total = 0.0;
     for (int t = 0; t < problem.observations; ++t) {
-      const double *x = problem.x.Get()[t];
+      const double *x = problem.x[t];
       double score = 0.0, weight = 0.0;
-      total += terms(Index(x, problem.theta.data()), static_cast<int>(problem.y.cells[static_cast<std::size_t>(t)]),
-                     &score, &weight);
+      total += terms(Index(x, problem.theta.data()), static_cast<int>(problem.y[t][0]), &score, &weight);
       for (int i = 0; i < kRegressors; ++i) {
         problem.score[static_cast<std::size_t>(i)] += score * x[i];
         for (int j = 0; j <= i; ++j) problem.out.information[i][j] += weight * x[i] * x[j];
       }
     }
-    problem.Mirror();
+    MirrorLower(problem.information);
     benchmark::DoNotOptimize(total);
   }
 }
 
 void ProbitTessel(benchmark::State &state) {
   Problem problem(state, kRegressors, 2);
-  for (auto _ : state) benchmark::DoNotOptimize(ProbitLikelihood(problem.Sample(), problem.theta.data(), problem.out));
+  for (auto _ : state) benchmark::DoNotOptimize(ProbitLikelihood(problem.Sample(), problem.theta, problem.out));
 }
 
 void ProbitPlain(benchmark::State &state) {
@@ -161,8 +137,7 @@ void ProbitPlain(benchmark::State &state) {
 
 void PoissonTessel(benchmark::State &state) {
   Problem problem(state, kRegressors, 0);
-  for (auto _ : state)
-    benchmark::DoNotOptimize(CountLikelihood({}, problem.Sample(), problem.theta.data(), problem.out));
+  for (auto _ : state) benchmark::DoNotOptimize(CountLikelihood({}, problem.Sample(), problem.theta, problem.out));
 }
 
 void PoissonPlain(benchmark::State &state) {
@@ -188,8 +163,7 @@ void NegativeBinomialTessel(benchmark::State &state) {
   Problem problem(state, kRegressors + 1, 0);
   CountModel model;
   model.negativeBinomial = true;
-  for (auto _ : state)
-    benchmark::DoNotOptimize(CountLikelihood(model, problem.Sample(), problem.theta.data(), problem.out));
+  for (auto _ : state) benchmark::DoNotOptimize(CountLikelihood(model, problem.Sample(), problem.theta, problem.out));
 }
 
 void NegativeBinomialPlain(benchmark::State &state) {
@@ -200,9 +174,8 @@ void NegativeBinomialPlain(benchmark::State &state) {
     const double logGamma = std::lgamma(a), digamma = Digamma(a);
     double total = 0.0;
     for (int t = 0; t < problem.observations; ++t) {
-      const double *x = problem.x.Get()[t];
-      const double b = Index(x, problem.theta.data()), mu = std::exp(b),
-                   y = problem.y.cells[static_cast<std::size_t>(t)];
+      const double *x = problem.x[t];
+      const double b = Index(x, problem.theta.data()), mu = std::exp(b), y = problem.y[t][0];
       const double g = a / mu, logOne = std::log1p(g), logG = std::log(g);
       total += std::lgamma(y + a) - std::lgamma(y + 1.0) - logGamma - (y + a) * logOne + a * logG;
       const double dIndex = a * (y - mu) / (mu + a);
@@ -215,7 +188,7 @@ void NegativeBinomialPlain(benchmark::State &state) {
       problem.score[kRegressors] += dShape;
       problem.out.information[kRegressors][kRegressors] += dShape * dShape;
     }
-    problem.Mirror();
+    MirrorLower(problem.information);
     benchmark::DoNotOptimize(total);
   }
 }

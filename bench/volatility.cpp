@@ -25,13 +25,13 @@ std::vector<double> NormalSeries(int n) {
 
 void GarchTessel(benchmark::State &state) {
   const std::vector<double> y = NormalSeries(kLong), c(kLong, 0.05);
-  const double coefficients[] = {0.0, 0.95, 0.85};
+  const double alpha = 0.1, beta = 0.85;
   std::vector<double> h(kLong), e(kLong);
   GarchModel model;
-  model.garchTerms = model.archTerms = 1;
-  model.coefficients = coefficients;
+  model.arch = {&alpha, 1};
+  model.garch = {&beta, 1};
   for (auto _ : state) {
-    GarchVariances(model, y.data(), c.data(), kLong, h.data(), e.data());
+    GarchVariances(model, {y, c}, {h, e});
     benchmark::ClobberMemory();
   }
 }
@@ -66,27 +66,27 @@ struct Regimes {
     for (double &value : density) value = uniform(generator);
     for (int i = 0; i < n; ++i) {
       prior[i] = 1.0 / n;
-      transitionRows[i] = transition[i];
-      movesRows[i] = moves[i];
       for (int j = 0; j < n; ++j) transition[i][j] = i == j ? 0.9 : 0.1 / (n - 1);
     }
-    for (std::vector<double> *m : {&density, &filtered, &smoothed}) {
-      rows.emplace_back(kObservations);
-      for (std::size_t t = 0; t < kObservations; ++t) rows.back()[t] = m->data() + t * n;
-    }
-    MarkovFilter(rows[0].data(), transitionRows, prior, kObservations, n, likelihood.data(), rows[1].data());
+    (void)Filter();
+  }
+  Status Filter() {
+    return MarkovFilter({density.data(), kObservations, n}, {transition[0], n, n}, prior, likelihood,
+                        {filtered.data(), kObservations, n});
+  }
+  Status Smooth() {
+    return MarkovSmoother({filtered.data(), kObservations, n}, {transition[0], n, n},
+                          {smoothed.data(), kObservations, n}, {moves[0], n, n});
   }
   std::vector<double> density, filtered, smoothed, likelihood;
-  std::vector<std::vector<double *>> rows;
   double prior[n], transition[n][n], moves[n][n];
-  double *transitionRows[n], *movesRows[n];
 };
 
 template <int n>
 void FilterTessel(benchmark::State &state) {
   Regimes<n> r;
   for (auto _ : state) {
-    MarkovFilter(r.rows[0].data(), r.transitionRows, r.prior, kObservations, n, r.likelihood.data(), r.rows[1].data());
+    benchmark::DoNotOptimize(r.Filter());
     benchmark::ClobberMemory();
   }
 }
@@ -115,7 +115,7 @@ template <int n>
 void SmootherTessel(benchmark::State &state) {
   Regimes<n> r;
   for (auto _ : state) {
-    MarkovSmoother(r.rows[1].data(), r.transitionRows, kObservations, n, r.rows[2].data(), r.movesRows);
+    benchmark::DoNotOptimize(r.Smooth());
     benchmark::ClobberMemory();
   }
 }

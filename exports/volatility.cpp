@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <span>
 
+#include "core/heap.h"
 #include "frame.h"
 #include "volatility/garch.h"
 #include "volatility/markov.h"
@@ -15,11 +17,11 @@ namespace {
 // A T x 1 result in a record of its own, which takes the place of an output's value only when all work is done.
 struct SeparateResult {
   MorvValue record{};
-  OutputView cells;
+  Output path;
 
   explicit SeparateResult(int rows) {
     record.type = MORV_INTEGER;
-    cells = MatrixResult(&record, rows, 1);
+    path = MatrixResult(&record, rows, 1);
   }
   void Discard() { MorvFreeByValue(&record); }
   void MoveTo(MorvValue *target) {
@@ -31,8 +33,7 @@ struct SeparateResult {
 // Ends a variance export: with both paths in the targets of the positions from `first` on, or with none.
 void ReturnPaths(MorvValue *rtn, MorvValue *args, int first, bool succeeded, SeparateResult &variance,
                  SeparateResult &residual) {
-  auto *varianceTarget = static_cast<MorvValue *>(args[first].data);
-  auto *residualTarget = static_cast<MorvValue *>(args[first + 1].data);
+  MorvValue *varianceTarget = TargetAt(args, first), *residualTarget = TargetAt(args, first + 1);
   succeeded = succeeded && varianceTarget != nullptr && residualTarget != nullptr;
   if (succeeded) {
     variance.MoveTo(varianceTarget);
@@ -45,12 +46,21 @@ void ReturnPaths(MorvValue *rtn, MorvValue *args, int first, bool succeeded, Sep
 }
 
 // A series of T values, possibly none, with an intercept for each.
-bool IsSeries(const MatrixView &y, const MatrixView &intercept) {
+bool IsSeries(ConstMatrix y, ConstMatrix intercept) {
   return (y.columns == 1 || y.rows == 0) && intercept.Length() >= y.rows;
 }
 
-// The length of a coefficient row, or -1 for columns without a row.
-int CoefficientCount(const MatrixView &row) { return row.columns > 0 && row.rows < 1 ? -1 : row.columns; }
+// The first row of a matrix of coefficients.
+std::span<const double> FirstRow(ConstMatrix m) { return m.Empty() ? std::span<const double>{} : m.Row(0); }
+
+VarianceInMean InMean(int kind, double delta) {
+  switch (kind) {
+    case 1: return {VarianceTerm::Variance, delta};
+    case 2: return {VarianceTerm::StandardDeviation, delta};
+    case 3: return {VarianceTerm::LogVariance, delta};
+    default: return {};
+  }
+}
 
 }  // namespace
 
@@ -59,22 +69,25 @@ void FnGarchVar(MorvValue *rtn, MorvValue *args, int) {
   CheckTypes(MORV_INTEGER, args, 3, 5);
   CheckTypes(MORV_DOUBLE, args, 6, 8);
   CheckTypes(MORV_ARRAY, args, 9, 10);
-  const MatrixView y = MatrixAt(args, 0), intercept = MatrixAt(args, 1), coefficients = MatrixAt(args, 2);
-  GarchModel model;
-  model.garchTerms = IntegerAt(args, 3);
-  model.archTerms = IntegerAt(args, 4);
-  model.coefficients = coefficients.Flat();
-  model.inMean = {IntegerAt(args, 5), DoubleAt(args, 6)};
-  model.shift = DoubleAt(args, 7);
-  model.threshold = DoubleAt(args, 8);
-
-  const int p = model.garchTerms, q = model.archTerms;
+  const ConstMatrix y = MatrixAt(args, 0), intercept = MatrixAt(args, 1), coefficients = MatrixAt(args, 2);
+  const int p = IntegerAt(args, 3), q = IntegerAt(args, 4);
   const bool usable = p >= 0 && q >= 0 && coefficients.Length() >= std::int64_t{1} + std::max(p, q) + p;
   if (!usable || y.rows < 1 || !IsSeries(y, intercept)) return ReturnIntegerField(rtn, 0);
 
+  // One cell that is not read, A_1 to A_max(p, q), beta_1 to beta_p; alpha_j is A_j - beta_j, and A_j behind beta_p.
+  const double *sum = coefficients.cells + 1, *garch = sum + std::max(p, q);
+  OwnedBlock<double> arch(q);
+  for (int j = 0; arch && j < q; ++j) arch[j] = j < p ? sum[j] - garch[j] : sum[j];
+  GarchModel model;
+  model.arch = {arch.get(), static_cast<std::size_t>(q)};
+  model.garch = {garch, static_cast<std::size_t>(p)};
+  model.inMean = InMean(IntegerAt(args, 5), DoubleAt(args, 6));
+  model.asymmetryCentre = DoubleAt(args, 7);
+  model.leverage = DoubleAt(args, 8);
+
   SeparateResult h(y.rows), e(y.rows);
-  const bool succeeded = !h.cells.failed && !e.cells.failed &&
-                         GarchVariances(model, y.Flat(), intercept.Flat(), y.rows, h.cells.Flat(), e.cells.Flat()) != 0;
+  const bool succeeded = arch && !h.path.failed && !e.path.failed;
+  if (succeeded) GarchVariances(model, {y.Flat(), intercept.Flat()}, {h.path.Flat(), e.path.Flat()});
   ReturnPaths(rtn, args, 9, succeeded, h, e);
 }
 
@@ -85,57 +98,61 @@ void FnEgarchVar(MorvValue *rtn, MorvValue *args, int) {
   CheckTypes(MORV_INTEGER, args, 7, 7);
   CheckTypes(MORV_DOUBLE, args, 8, 8);
   CheckTypes(MORV_ARRAY, args, 9, 10);
-  const MatrixView y = MatrixAt(args, 0), intercept = MatrixAt(args, 1);
-  const MatrixView news = MatrixAt(args, 5), lags = MatrixAt(args, 6);
+  const ConstMatrix y = MatrixAt(args, 0), intercept = MatrixAt(args, 1);
+  const ConstMatrix news = MatrixAt(args, 5), persistence = MatrixAt(args, 6);
+  const bool usable = (news.columns == 0 || news.rows > 0) && (persistence.columns == 0 || persistence.rows > 0);
+  if (!usable || !IsSeries(y, intercept)) return ReturnIntegerField(rtn, 0);
   EgarchModel model;
-  model.sign = DoubleAt(args, 2);
-  model.scale = DoubleAt(args, 3);
-  model.mean = DoubleAt(args, 4);
-  model.newsTerms = CoefficientCount(news);
-  model.news = news.Flat();
-  model.lagTerms = CoefficientCount(lags);
-  model.lags = lags.Flat();
-  model.inMean = {IntegerAt(args, 7), DoubleAt(args, 8)};
-  if (model.newsTerms < 0 || model.lagTerms < 0 || !IsSeries(y, intercept)) return ReturnIntegerField(rtn, 0);
+  model.news = FirstRow(news);
+  model.persistence = FirstRow(persistence);
+  model.signEffect = DoubleAt(args, 2);
+  model.sizeEffect = DoubleAt(args, 3);
+  model.expectedSize = DoubleAt(args, 4);
+  model.inMean = InMean(IntegerAt(args, 7), DoubleAt(args, 8));
 
   SeparateResult l(y.rows), e(y.rows);
-  const bool succeeded = !l.cells.failed && !e.cells.failed;
-  if (succeeded) EgarchVariances(model, y.Flat(), intercept.Flat(), y.rows, l.cells.Flat(), e.cells.Flat());
+  const bool succeeded = !l.path.failed && !e.path.failed;
+  if (succeeded && Failed(EgarchVariances(model, {y.Flat(), intercept.Flat()}, {l.path.Flat(), e.path.Flat()}))) {
+    FillZero(l.path);
+    FillZero(e.path);
+  }
   ReturnPaths(rtn, args, 9, succeeded, l, e);
 }
 
 void FnFilterMS(MorvValue *rtn, MorvValue *args, int) {
   CheckTypes(MORV_MATRIX, args, 0, 2);
   CheckTypes(MORV_ARRAY, args, 3, 3);
-  const MatrixView density = MatrixAt(args, 0);
+  const ConstMatrix density = MatrixAt(args, 0);
   const int observations = density.rows, regimes = density.columns;
   MorvLibCheckMatrixSize(args, 1, 1, regimes, regimes);
   MorvLibCheckMatrixSize(args, 2, 2, 1, regimes);
-  const MatrixView transition = MatrixAt(args, 1), prior = MatrixAt(args, 2);
+  const ConstMatrix transition = MatrixAt(args, 1), prior = MatrixAt(args, 2);
 
-  const OutputView likelihood = OutputAt(args, 3, observations, 1);
-  const OutputView filtered = OptionalOutputAt(args, 4, observations, regimes);
-  MatFillMissing(likelihood.cells, likelihood.rows, likelihood.columns);
-  MatFillMissing(filtered.cells, filtered.rows, filtered.columns);
-  if (likelihood.failed || filtered.failed) return;
-  MarkovFilter(density.cells, transition.cells, prior.Flat(), observations, regimes, likelihood.Flat(), filtered.cells);
-  ReturnIntegerField(rtn, 1);
+  const Output likelihood = OutputAt(args, 3, observations, 1);
+  const Output filtered = OptionalOutputAt(args, 4, observations, regimes);
+  const bool allocated = !likelihood.failed && !filtered.failed;
+  if (!allocated || Failed(MarkovFilter(density, transition, prior.Flat(), likelihood.Flat(), filtered))) {
+    FillMissing(likelihood);
+    FillMissing(filtered);
+  }
+  if (allocated) ReturnIntegerField(rtn, 1);
 }
 
 void FnSmoothMS(MorvValue *rtn, MorvValue *args, int) {
   CheckTypes(MORV_MATRIX, args, 0, 1);
   CheckTypes(MORV_ARRAY, args, 2, 3);
-  const MatrixView filtered = MatrixAt(args, 0);
+  const ConstMatrix filtered = MatrixAt(args, 0);
   const int observations = filtered.rows, regimes = filtered.columns;
   MorvLibCheckMatrixSize(args, 1, 1, regimes, regimes);
   if (observations < 1) return;
+  const ConstMatrix transition = MatrixAt(args, 1);
 
-  const OutputView smoothed = OutputAt(args, 2, observations, regimes);
-  const OutputView transitions = OutputAt(args, 3, regimes, regimes);
-  MatFillMissing(smoothed.cells, smoothed.rows, smoothed.columns);
-  MatFillMissing(transitions.cells, transitions.rows, transitions.columns);
-  if (smoothed.failed || transitions.failed) return;
-  const MatrixView transition = MatrixAt(args, 1);
-  MarkovSmoother(filtered.cells, transition.cells, observations, regimes, smoothed.cells, transitions.cells);
-  ReturnIntegerField(rtn, 1);
+  const Output smoothed = OutputAt(args, 2, observations, regimes);
+  const Output moves = OutputAt(args, 3, regimes, regimes);
+  const bool allocated = !smoothed.failed && !moves.failed;
+  if (!allocated || Failed(MarkovSmoother(filtered, transition, smoothed, moves))) {
+    FillMissing(smoothed);
+    FillMissing(moves);
+  }
+  if (allocated) ReturnIntegerField(rtn, 1);
 }

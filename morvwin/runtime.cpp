@@ -3,7 +3,6 @@
 #include <morv/host.hpp>
 
 #include <algorithm>
-#include <atomic>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -15,8 +14,8 @@ namespace morv {
 
 namespace {
 
-constinit thread_local long failCountdown = 0;
-constinit std::atomic<long> liveBlocks = 0;
+long failCountdown = 0;
+long liveBlocks = 0;
 
 // Converts between the two kinds of number where nothing is lost.
 bool ConvertNumber(MorvValue *record, int tag) {
@@ -90,13 +89,13 @@ void *Take(std::size_t count, std::size_t size) {
   std::size_t bytes = 0;
   if ((failCountdown > 0 && --failCountdown == 0) || __builtin_mul_overflow(count, size, &bytes)) return nullptr;
   void *block = std::malloc(bytes == 0 ? 1 : bytes);
-  if (block != nullptr) liveBlocks.fetch_add(1, std::memory_order_relaxed);
+  if (block != nullptr) ++liveBlocks;
   return block;
 }
 
 void Release(void *block) {
   if (block == nullptr) return;
-  liveBlocks.fetch_sub(1, std::memory_order_relaxed);
+  --liveBlocks;
   std::free(block);
 }
 
@@ -104,7 +103,7 @@ void FailAllocationAt(long n) { failCountdown = n; }
 
 bool FailAllocationPending() { return failCountdown > 0; }
 
-long LiveBlocks() { return liveBlocks.load(std::memory_order_relaxed); }
+long LiveBlocks() { return liveBlocks; }
 
 }  // namespace morv
 

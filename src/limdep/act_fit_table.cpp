@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <limits>
 
+#include "core/missing.h"
+
 namespace tessel {
 
 namespace {
@@ -37,9 +39,10 @@ struct Total {
 
 }  // namespace
 
-void ActFitTable(RowMatrix y, bool counts, RowMatrix probabilities, int observations, int outcomes, RowMatrix table) {
-  MatZero(table, outcomes + 1, outcomes + 1);
-  for (int t = 0; t < observations && outcomes > 0; ++t) {
+void ActFitTable(ConstMatrix y, bool counts, ConstMatrix probabilities, Matrix table) {
+  const int outcomes = probabilities.columns;
+  FillZero(table);
+  for (int t = 0; t < y.rows && outcomes > 0; ++t) {
     const int predicted = PredictedOutcome(probabilities[t], outcomes);
     if (!counts)
       table[TruncateToInt(y[t][0])][predicted] += 1.0;

@@ -14,57 +14,70 @@ namespace {
 // index finds it ready.
 constexpr int kBatch = 8;
 
+// The sums of cross products that the outputs need; those that they do not need stay empty.
+struct Sums {
+  CrossProducts information;        // v_t x_t x_t'
+  CrossProducts outerProduct;       // g_t g_t'
+  OwnedBlock<double> contribution;  // g_t
+};
+
+Sums SumsFor(const IndexModel &model, int k, const LikelihoodOutputs &out) {
+  Sums sums;
+  const int used = model.hasDispersion ? k + 1 : k;
+  if (out.information && !model.informationFromScores) sums.information = CrossProducts(1, k);
+  if (out.outerProduct || (out.information && model.informationFromScores)) {
+    sums.contribution = OwnedBlock<double>(used);
+    if (sums.contribution) sums.outerProduct = CrossProducts(1, used);
+  }
+  return sums;
+}
+
 }  // namespace
 
-double IndexLikelihood(IndexModel model, const IndexSample &sample, const double *theta, const LikelihoodOutputs &out) {
-  const int k = sample.regressors, used = model.shaped ? k + 1 : k;
-  const bool wantInformation = out.information != nullptr;
-  const bool fromScores = wantInformation && model.informationFromScores;
+Likelihood IndexLikelihood(IndexModel model, const IndexSample &sample, std::span<const double> theta,
+                           const LikelihoodOutputs &out) {
+  const int k = sample.Regressors(), observations = sample.Observations();
   model.derivatives = out.WantDerivatives();
-
-  CrossProducts information, outerProduct;
-  OwnedBlock<double> contribution;
-  if (wantInformation && !fromScores) information = CrossProducts(1, k);
-  if (out.outerProduct != nullptr || fromScores) {
-    contribution = OwnedBlock<double>(used);
-    if (contribution) outerProduct = CrossProducts(1, used);
-  }
-  if (wantInformation && !(fromScores ? outerProduct : information)) return MissingValue();
-  if (model.count != nullptr && out.outerProduct != nullptr && !outerProduct) return MissingValue();
+  Sums sums = SumsFor(model, k, out);
+  CrossProducts &information = model.informationFromScores ? sums.outerProduct : sums.information;
+  if (out.information && !information) return {};
   ZeroDerivatives(out);
+  if (!model.fittedByObservation) FillZero(out.fitted);
 
   double total = 0.0;
   double index[kBatch];
-  for (int t = 0; t < sample.observations; ++t) {
-    const double w = sample.weight != nullptr ? sample.weight[t] : 1.0;
+  for (int t = 0; t < observations; ++t) {
+    const double w = sample.weight.empty() ? 1.0 : sample.weight[static_cast<std::size_t>(t)];
     const double *x = sample.x[t];
-    double *fitted = out.fitted != nullptr ? out.fitted[model.fittedByObservation ? t : 0] : nullptr;
     if (t % kBatch == 0)
-      for (int v = 0; v < std::min(kBatch, sample.observations - t); ++v)
-        index[v] = AddDotProduct(0.0, sample.x[t + v], theta, k);
+      for (int v = 0; v < std::min(kBatch, observations - t); ++v)
+        index[v] = LinearIndex(sample.x[t + v], theta.data(), k);
+    std::span<double> fitted;
+    if (out.fitted)
+      fitted = {out.fitted[model.fittedByObservation ? t : 0], static_cast<std::size_t>(out.fitted.columns)};
     const IndexTerms terms = model.terms(model, index[t % kBatch], TruncateToInt(sample.y[t][0]), fitted);
 
-    const double logLik = w * terms.logLik, dIndex = w * terms.dIndex, dShape = w * terms.dShape;
+    const double logLik = w * terms.logLik, dIndex = w * terms.dIndex, dDispersion = w * terms.dDispersion;
     total += logLik;
-    if (out.logLik != nullptr) out.logLik[t] = logLik;
-    if (out.score != nullptr) {
-      AddScaled(out.score, dIndex, x, k);
-      if (model.shaped) out.score[k] += dShape;
+    if (!out.logLik.empty()) out.logLik[static_cast<std::size_t>(t)] = logLik;
+    if (!out.score.empty()) {
+      AddMultiple(out.score.data(), dIndex, x, k);
+      if (model.hasDispersion) out.score[static_cast<std::size_t>(k)] += dDispersion;
     }
-    if (outerProduct) {
-      for (int i = 0; i < k; ++i) contribution[i] = dIndex * x[i];
-      if (model.shaped) contribution[k] = dShape;
-      AddOuterProduct(outerProduct, contribution.get());
+    if (sums.outerProduct) {
+      for (int i = 0; i < k; ++i) sums.contribution[i] = dIndex * x[i];
+      if (model.hasDispersion) sums.contribution[k] = dDispersion;
+      AddOuterProduct(sums.outerProduct, sums.contribution.get());
     }
-    if (information) {
+    if (sums.information) {
       const double weight = w * terms.information;
-      information.Add(x, &weight);
+      sums.information.Add(x, &weight);
     }
   }
 
-  if (wantInformation) (fromScores ? outerProduct : information).Store(0, out.information, 0, 0, true);
-  if (outerProduct && out.outerProduct != nullptr) outerProduct.Store(0, out.outerProduct, 0, 0, true);
-  return total;
+  if (out.information) information.Store(0, out.information, true);
+  if (out.outerProduct && sums.outerProduct) sums.outerProduct.Store(0, out.outerProduct, true);
+  return {out.outerProduct && !sums.outerProduct ? Status::NoMemory : Status::Ok, total};
 }
 
 }  // namespace tessel

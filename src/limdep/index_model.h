@@ -1,45 +1,51 @@
-// Models of one linear index b = x'theta: the pass over the observations that binary probit and the count models share.
+// Models of one linear index b = x'beta: the pass over the observations that binary probit and the count models share.
 //
-// A model says what one observation contributes as a function of its index, its outcome and, where it has one, a shape
-// parameter that stands in theta behind the k coefficients.
+// A model says what one observation contributes as a function of its index and its outcome. With d_t and s_t the
+// derivatives of l_t with respect to the index and to the dispersion parameter, the score contribution is g_t = (d_t
+// x_t, s_t), and the information matrix is the sum of v_t x_t x_t' with the weight v_t that the model gives, or the sum
+// of g_t g_t'.
 #pragma once
 
 #include "limdep/likelihood.h"
 
 namespace tessel {
 
-struct CountModel;
+struct CountDistribution;
 
+// Observations of a model of one index.
 struct IndexSample {
-  int observations = 0;            // T
-  RowMatrix y = nullptr;           // T x 1, truncated to integers
-  RowMatrix x = nullptr;           // T x k
-  int regressors = 0;              // k, at least 1
-  const double *weight = nullptr;  // T, or null for 1 everywhere
+  ConstMatrix y;                   // T x 1, truncated to integers
+  ConstMatrix x;                   // T x k, k at least 1
+  std::span<const double> weight;  // T, or empty for 1 everywhere
+
+  int Observations() const { return y.rows; }
+  int Regressors() const { return x.columns; }
 };
 
-// The log-likelihood of one observation, its derivatives, and the weight of x x' in the information matrix.
+// What one observation of weight 1 contributes.
 struct IndexTerms {
-  double logLik = 0.0;
-  double dIndex = 0.0;
-  double dShape = 0.0;
-  double information = 0.0;
+  double logLik = 0.0;       // l
+  double dIndex = 0.0;       // the derivative of l with respect to the index
+  double dDispersion = 0.0;  // the derivative of l with respect to the dispersion parameter
+  double information = 0.0;  // the weight of x x' in the information matrix
 };
 
 struct IndexModel {
-  // The terms at index b and outcome y. Fitted values are stored or added where `fitted` is given.
-  IndexTerms (*terms)(const IndexModel &model, double b, int y, double *fitted) = nullptr;
+  // The terms at index b and outcome y. `fitted`, unless empty, is the row of fitted values: stored where each
+  // observation has a row of its own, added to where all share one.
+  IndexTerms (*terms)(const IndexModel &model, double b, int y, std::span<double> fitted) = nullptr;
 
-  bool derivatives = true;             // wanted at all; set by IndexLikelihood
-  bool fittedByObservation = false;    // fitted values are one row for each observation, else one row for all
-  bool shaped = false;                 // theta_k is the shape parameter
-  bool informationFromScores = false;  // the information matrix is the outer product of the scores
-  const CountModel *count = nullptr;   // of the count models
+  bool derivatives = true;                   // whether derivatives are wanted at all; set by IndexLikelihood
+  bool fittedByObservation = false;          // fitted values are one row for each observation, else one row for all
+  bool hasDispersion = false;                // theta holds a dispersion parameter behind the k coefficients
+  bool informationFromScores = false;        // the information matrix is the outer product of the scores
+  const CountDistribution *count = nullptr;  // what the terms of the count models read
 };
 
-// The likelihood of the model at theta (k elements, k + 1 with a shape parameter). Without memory for the sums of the
-// outer product alone, a count model gives the missing value; in probit that output is zero and all others are as
-// usual.
-double IndexLikelihood(IndexModel model, const IndexSample &sample, const double *theta, const LikelihoodOutputs &out);
+// The likelihood of the model at theta (k elements, and one more with a dispersion parameter). NoMemory: nothing is
+// filled; or, when the sums of the outer product alone found none, the outer product is zero and all else is computed,
+// the log-likelihood too.
+Likelihood IndexLikelihood(IndexModel model, const IndexSample &sample, std::span<const double> theta,
+                           const LikelihoodOutputs &out);
 
 }  // namespace tessel

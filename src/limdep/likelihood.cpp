@@ -1,4 +1,4 @@
-// Fills that the likelihood evaluators share.
+// What the likelihood evaluators share.
 #include "limdep/likelihood.h"
 
 #include <algorithm>
@@ -6,15 +6,15 @@
 namespace tessel {
 
 void ZeroDerivatives(const LikelihoodOutputs &out) {
-  const int n = out.parameters;
-  if (out.score != nullptr) std::fill_n(out.score, n, 0.0);
-  if (out.information != nullptr) MatZero(out.information, n, n);
-  if (out.outerProduct != nullptr) MatZero(out.outerProduct, n, n);
+  std::fill(out.score.begin(), out.score.end(), 0.0);
+  FillZero(out.information);
+  FillZero(out.outerProduct);
 }
 
-void MirrorLowerTriangle(RowMatrix m, int n) {
-  for (int i = 0; i < n; ++i)
-    for (int j = 0; j < i; ++j) m[j][i] = m[i][j];
+bool OutcomesWithin(ConstMatrix y, int highest) {
+  for (int t = 0; t < y.rows; ++t)
+    if (const int outcome = TruncateToInt(y[t][0]); outcome < 0 || outcome > highest) return false;
+  return true;
 }
 
 }  // namespace tessel

@@ -11,13 +11,38 @@ namespace tessel {
 
 namespace {
 
-// Adds the score contribution w r (x) x to g, with r the residual of each outcome and w its weight.
-void AddScore(const LogitSample &sample, int t, double w, const double *r, double *g) {
-  const int outcomes = sample.outcomes, k = sample.regressors;
-  for (int j = 1; j < outcomes && k > 0; ++j) AddScaled(g + std::int64_t{j - 1} * k, w * r[j], sample.x[t], k);
-  double *gamma = g + sample.FirstGamma();
-  for (int m = 0; m < sample.characteristics; ++m)
-    gamma[m] += w * AddDotProduct(0.0, r, sample.z[t] + std::int64_t{m} * outcomes, outcomes);
+// What was observed, as the derivatives need it.
+struct Observed {
+  double logLik;  // with weight 1
+  double cases;   // N
+};
+
+// Also fills the J residuals r.
+Observed Observe(const LogitSample &sample, int t, const double *p, double *r) {
+  const int outcomes = sample.outcomes;
+  if (!sample.counts) {
+    const int y = TruncateToInt(sample.y[t][0]);
+    for (int j = 0; j < outcomes; ++j) r[j] = -p[j];
+    r[y] = 1.0 - p[y];
+    return {std::log(p[y]), 1.0};
+  }
+  const double *count = sample.y[t];
+  double cases = 0.0, logLik = 0.0;
+  for (int j = 0; j < outcomes; ++j) cases += count[j];
+  for (int j = 0; j < outcomes; ++j) {
+    logLik += count[j] * std::log(p[j]);
+    r[j] = count[j] - cases * p[j];
+  }
+  return {logLik, cases};
+}
+
+// Adds the score contribution of weight w with the residuals r to g.
+void AddScore(const LogitSample &sample, const LogitShape &shape, int t, double w, const double *r, double *g) {
+  const auto [outcomes, k, characteristics] = shape;
+  for (int j = 1; j < outcomes && k > 0; ++j) AddMultiple(g + std::int64_t{j - 1} * k, w * r[j], sample.x[t], k);
+  double *gamma = g + shape.FirstGamma();
+  for (int m = 0; m < characteristics; ++m)
+    gamma[m] += w * LinearIndex(r, sample.z[t] + std::int64_t{m} * outcomes, outcomes);
 }
 
 // Weights of x x' in the blocks (j, l), l <= j, of the information of beta: c p_j (1{j = l} - p_l).
@@ -28,141 +53,153 @@ void BetaWeights(int outcomes, const double *p, double c, double *weight) {
   }
 }
 
-// Adds one observation to the rows of gamma, lower triangle, with the weight c. Its characteristics are centred on the
-// way: z_mj becomes z_mj less the sum over l of p_l z_ml.
-void AddGammaInformation(const LogitSample &sample, int t, const double *p, double c, RowMatrix information) {
-  const int outcomes = sample.outcomes, k = sample.regressors, first = sample.FirstGamma();
-  for (int m = 0; m < sample.characteristics; ++m) {
-    double *z = sample.z[t] + std::int64_t{m} * outcomes;
-    const double mean = AddDotProduct(0.0, p, z, outcomes);
-    for (int j = 0; j < outcomes; ++j) z[j] -= mean;
+// Adds observation t to the rows of gamma in the lower triangle of the information matrix, with the weight c. `centred`
+// receives the row z~; it may be the row of z itself.
+void AddGammaInformation(const LogitSample &sample, int t, const double *p, double c, double *centred,
+                         Matrix information) {
+  const LogitShape shape = sample.Shape();
+  const auto [outcomes, k, characteristics] = shape;
+  const std::int64_t first = shape.FirstGamma();
+  for (int m = 0; m < characteristics; ++m) {
+    const double *z = sample.z[t] + std::int64_t{m} * outcomes;
+    double *own = centred + std::int64_t{m} * outcomes;
+    const double mean = LinearIndex(p, z, outcomes);
+    for (int j = 0; j < outcomes; ++j) own[j] = z[j] - mean;
 
     double *row = information[first + m];
     for (int j = 1; j < outcomes && k > 0; ++j)
-      AddScaled(row + std::int64_t{j - 1} * k, c * p[j] * z[j], sample.x[t], k);
+      AddMultiple(row + std::int64_t{j - 1} * k, c * p[j] * own[j], sample.x[t], k);
     for (int m2 = 0; m2 <= m; ++m2) {
-      const double *z2 = sample.z[t] + std::int64_t{m2} * outcomes;
+      const double *other = centred + std::int64_t{m2} * outcomes;
       double sum = 0.0;
-      for (int j = 0; j < outcomes; ++j) sum += p[j] * z[j] * z2[j];
+      for (int j = 0; j < outcomes; ++j) sum += p[j] * own[j] * other[j];
       row[first + m2] += c * sum;
     }
   }
 }
 
-// The blocks of beta, in the order of BetaWeights, go to their places.
-void StoreBetaInformation(const LogitSample &sample, CrossProducts &sums, RowMatrix information) {
-  const int k = sample.regressors;
-  std::int64_t s = 0;
-  for (int j = 0; j < sample.outcomes - 1; ++j)
-    for (int l = 0; l <= j; ++l) sums.Store(s++, information, j * k, l * k, l < j);
-}
+// The information matrix while observations are added: the blocks of beta in sums of their own, the rows of gamma in
+// the output itself.
+class LogitInformation {
+ public:
+  // Without an output there is nothing to do and no memory is taken.
+  LogitInformation(const LogitSample &sample, Matrix information, Matrix centred)
+      : sample_(sample), shape_(sample.Shape()), information_(information), centred_(centred) {
+    if (!information) return;
+    const std::int64_t outcomes = shape_.outcomes;
+    const std::int64_t blocks = shape_.regressors > 0 ? (outcomes - 1) * outcomes / 2 : 0;
+    betaWeight_ = OwnedBlock<double>(blocks);
+    beta_ = CrossProducts(blocks, shape_.regressors);
+    if (!centred_) centredRow_ = OwnedBlock<double>(shape_.characteristics * outcomes);
+    failed_ = !betaWeight_ || !beta_ || (!centred_ && !centredRow_);
+  }
+  bool Failed() const { return failed_; }
 
-// What was observed: the log-likelihood with weight 1, the residuals r, and the number of cases N.
-double Observe(const LogitSample &sample, int t, const double *p, double *r, double *cases) {
-  const int outcomes = sample.outcomes;
-  if (!sample.counts) {
-    const int y = TruncateToInt(sample.y[t][0]);
-    for (int j = 0; j < outcomes; ++j) r[j] = -p[j];
-    r[y] = 1.0 - p[y];
-    *cases = 1.0;
-    return std::log(p[y]);
+  // Adds observation t with the probabilities p and the weight c.
+  void Add(int t, const double *p, double c) {
+    if (!information_) return;
+    if (shape_.regressors > 0) {
+      BetaWeights(shape_.outcomes, p, c, betaWeight_.get());
+      beta_.Add(sample_.x[t], betaWeight_.get());
+    }
+    if (shape_.characteristics > 0)
+      AddGammaInformation(sample_, t, p, c, centred_ ? centred_[t] : centredRow_.get(), information_);
   }
-  const double *count = sample.y[t];
-  double total = 0.0, logLik = 0.0;
-  for (int j = 0; j < outcomes; ++j) total += count[j];
+
+  // The blocks of beta, in the order of BetaWeights, go to their places, and the lower triangle to the upper one.
+  void Finish() {
+    const int k = shape_.regressors;
+    std::int64_t s = 0;
+    for (int j = 0; information_ && k > 0 && j < shape_.outcomes - 1; ++j)
+      for (int l = 0; l <= j; ++l) beta_.Store(s++, information_.Block(j * k, k, l * k, k), l < j);
+    MirrorLower(information_);
+  }
+
+ private:
+  const LogitSample &sample_;
+  LogitShape shape_;
+  Matrix information_, centred_;
+  CrossProducts beta_;
+  OwnedBlock<double> betaWeight_;
+  OwnedBlock<double> centredRow_;  // work memory where z~ is not kept
+  bool failed_ = false;
+};
+
+// LogitProbabilities with the sizes known.
+void Probabilities(const LogitSample &sample, const LogitShape &shape, const double *theta, int t, double *p) {
+  const auto [outcomes, k, characteristics] = shape;
+  const double *gamma = theta + shape.FirstGamma();
+  double highest = 0.0;  // of 0 and all eta_j; taken off, it keeps exp from overflowing
   for (int j = 0; j < outcomes; ++j) {
-    logLik += count[j] * std::log(p[j]);
-    r[j] = count[j] - total * p[j];
+    double eta = sample.offset ? sample.offset[t][j] : 0.0;
+    if (j > 0 && k > 0) eta += LinearIndex(sample.x[t], theta + std::int64_t{j - 1} * k, k);
+    double common = 0.0;
+    for (int m = 0; m < characteristics; ++m) common += sample.z[t][std::int64_t{m} * outcomes + j] * gamma[m];
+    p[j] = eta + common;
+    highest = std::max(highest, p[j]);
   }
-  *cases = total;
-  return logLik;
+  double sum = 0.0;
+  for (int j = 0; j < outcomes; ++j) sum += p[j] = std::exp(p[j] - highest);
+  for (int j = 0; j < outcomes; ++j) p[j] = BoundProbability(p[j] / sum);
 }
 
 }  // namespace
 
-void LogitProbabilities(const LogitSample &sample, const double *theta, int t, double *p) {
-  const int outcomes = sample.outcomes, k = sample.regressors;
-  const double *gamma = theta + sample.FirstGamma();
-  double shift = 0.0;
-  for (int j = 0; j < outcomes; ++j) {
-    double eta = sample.offset != nullptr ? sample.offset[t][j] : 0.0;
-    if (j > 0 && k > 0) eta += AddDotProduct(0.0, sample.x[t], theta + std::int64_t{j - 1} * k, k);
-    double common = 0.0;
-    for (int m = 0; m < sample.characteristics; ++m) common += sample.z[t][std::int64_t{m} * outcomes + j] * gamma[m];
-    p[j] = eta + common;
-    shift = std::max(shift, p[j]);
-  }
-  double sum = 0.0;
-  for (int j = 0; j < outcomes; ++j) sum += p[j] = std::exp(p[j] - shift);
-  for (int j = 0; j < outcomes; ++j) p[j] = BoundProbability(p[j] / sum);
+void LogitProbabilities(const LogitSample &sample, std::span<const double> theta, int t, std::span<double> p) {
+  Probabilities(sample, sample.Shape(), theta.data(), t, p.data());
 }
 
-double LogitLikelihood(const LogitSample &sample, const double *theta, const LikelihoodOutputs &out) {
-  const int outcomes = sample.outcomes, k = sample.regressors;
-  const bool wantInformation = out.information != nullptr;
+Likelihood LogitLikelihood(const LogitSample &sample, std::span<const double> theta, const LikelihoodOutputs &out,
+                           Matrix centred) {
+  const LogitShape shape = sample.Shape();
+  const int outcomes = shape.outcomes, parameters = static_cast<int>(theta.size());
   OwnedBlock<double> p(outcomes), r(outcomes);
-  OwnedBlock<double> betaWeight;
-  CrossProducts betaInformation;
-  if (wantInformation) {
-    const std::int64_t blocks = k > 0 ? std::int64_t{outcomes - 1} * outcomes / 2 : 0;
-    betaWeight = OwnedBlock<double>(blocks);
-    betaInformation = CrossProducts(blocks, k);
-  }
-  if (!p || !r || (wantInformation && (!betaWeight || !betaInformation))) return MissingValue();
+  LogitInformation information(sample, out.information, centred);
+  if (!p || !r || information.Failed()) return {};
   ZeroDerivatives(out);
 
   OwnedBlock<double> contribution;
   CrossProducts outerProduct;
-  if (out.outerProduct != nullptr) {
-    contribution = OwnedBlock<double>(out.parameters);
-    outerProduct = CrossProducts(1, out.parameters);
+  if (out.outerProduct) {
+    contribution = OwnedBlock<double>(parameters);
+    if (contribution) outerProduct = CrossProducts(1, parameters);
   }
 
   double total = 0.0;
-  for (int t = 0; t < sample.observations; ++t) {
-    const double w = sample.weight != nullptr ? sample.weight[t] : 1.0;
-    double cases = 0.0;
-    LogitProbabilities(sample, theta, t, p.get());
-    const double logLik = w * Observe(sample, t, p.get(), r.get(), &cases);
+  for (int t = 0; t < sample.y.rows; ++t) {
+    const double w = sample.weight.empty() ? 1.0 : sample.weight[static_cast<std::size_t>(t)];
+    Probabilities(sample, shape, theta.data(), t, p.get());
+    const Observed observed = Observe(sample, t, p.get(), r.get());
+    const double logLik = w * observed.logLik;
     total += logLik;
-    if (out.fitted != nullptr) std::copy_n(p.get(), outcomes, out.fitted[t]);
-    if (out.logLik != nullptr) out.logLik[t] = logLik;
+    if (out.fitted) std::copy_n(p.get(), outcomes, out.fitted[t]);
+    if (!out.logLik.empty()) out.logLik[static_cast<std::size_t>(t)] = logLik;
 
-    if (out.score != nullptr) AddScore(sample, t, w, r.get(), out.score);
-    if (outerProduct && contribution) {
-      std::fill_n(contribution.get(), out.parameters, 0.0);
-      AddScore(sample, t, w, r.get(), contribution.get());
+    if (!out.score.empty()) AddScore(sample, shape, t, w, r.get(), out.score.data());
+    if (outerProduct) {
+      std::fill_n(contribution.get(), parameters, 0.0);
+      AddScore(sample, shape, t, w, r.get(), contribution.get());
       AddOuterProduct(outerProduct, contribution.get());
     }
-    if (wantInformation) {
-      if (k > 0) {
-        BetaWeights(outcomes, p.get(), w * cases, betaWeight.get());
-        betaInformation.Add(sample.x[t], betaWeight.get());
-      }
-      AddGammaInformation(sample, t, p.get(), w * cases, out.information);
-    }
+    information.Add(t, p.get(), w * observed.cases);
   }
 
-  if (wantInformation) {
-    if (k > 0) StoreBetaInformation(sample, betaInformation, out.information);
-    MirrorLowerTriangle(out.information, out.parameters);
-  }
-  if (outerProduct && contribution) outerProduct.Store(0, out.outerProduct, 0, 0, true);
-  return total;
+  information.Finish();
+  if (outerProduct) outerProduct.Store(0, out.outerProduct, true);
+  return {out.outerProduct && !outerProduct ? Status::NoMemory : Status::Ok, total};
 }
 
-void LogitProbDerivatives(const double *theta, int regressors, int outcomes, int characteristics, const double *p,
-                          RowMatrix out) {
-  const int k = regressors;
+void LogitProbDerivatives(std::span<const double> theta, int regressors, std::span<const double> p, Matrix out) {
+  const int k = regressors, outcomes = out.columns;
+  const double *probability = p.data(), *gamma = theta.data() + std::int64_t{outcomes - 1} * k;
   for (int i = 0; i < k; ++i) {
-    const auto beta = [&](int j) { return j == 0 ? 0.0 : theta[std::int64_t{j - 1} * k + i]; };
+    const auto beta = [&](int j) { return j == 0 ? 0.0 : theta[static_cast<std::size_t>(j - 1) * k + i]; };
     double mean = 0.0;
-    for (int l = 1; l < outcomes; ++l) mean += p[l] * beta(l);
-    for (int j = 0; j < outcomes; ++j) out[i][j] = p[j] * (beta(j) - mean);
+    for (int l = 1; l < outcomes; ++l) mean += probability[l] * beta(l);
+    for (int j = 0; j < outcomes; ++j) out[i][j] = probability[j] * (beta(j) - mean);
   }
-  const double *gamma = theta + std::int64_t{outcomes - 1} * k;
-  for (int m = 0; m < characteristics; ++m)
-    for (int j = 0; j < outcomes; ++j) out[k + m][j] = p[j] * (1.0 - p[j]) * gamma[m];
+  for (int m = 0; m < out.rows - k; ++m)
+    for (int j = 0; j < outcomes; ++j) out[k + m][j] = probability[j] * (1.0 - probability[j]) * gamma[m];
 }
 
 }  // namespace tessel

@@ -5,42 +5,62 @@
 // x holds k regressors of the observation, and z holds n characteristics of each outcome. theta is beta_1, ...,
 // beta_(J-1), gamma: (J-1) k + n parameters.
 //
-// McFadden, D. (1974), Conditional logit analysis of qualitative choice behavior, in: Frontiers in Econometrics.
-// Maddala, G.S. (1983), Limited-Dependent and Qualitative Variables in Econometrics, section 2.
+// With w the weight, N the number of cases (1 where one outcome was observed, else the sum of the counts), r_j the
+// count of outcome j less N p_j, and z~_mj = z_mj - (sum over l of p_l z_ml), an observation adds
+//   to the log-likelihood   w (sum over j of count_j log p_j),
+//   to the score            beta_j: w r_j x;   gamma_m: w (sum over j of r_j z_mj),
+//   to the information      beta_j, beta_l: w N p_j (1{j = l} - p_l) x x';   gamma_m, beta_j: w N p_j z~_mj x';
+//                           gamma_m, gamma_m2: w N (sum over j of p_j z~_mj z~_m2j).
+// The information matrix is minus the Hessian; it depends on what was observed through N alone.
+//
+// McFadden, D. (1974), Conditional logit analysis of qualitative choice behavior, in: Zarembka, P. (ed.), Frontiers in
+// Econometrics, Academic Press, 105-142.
+// Maddala, G.S. (1983), Limited-Dependent and Qualitative Variables in Econometrics, Cambridge University Press,
+// chapters 2 and 3.
 #pragma once
 
 #include "limdep/likelihood.h"
 
 namespace tessel {
 
-struct LogitSample {
-  int observations = 0;            // T
-  int outcomes = 0;                // J, at least 1
-  RowMatrix y = nullptr;           // T x 1, the outcome; or T x J, the count of each outcome
-  bool counts = false;             // which of the two
-  RowMatrix x = nullptr;           // T x k
-  int regressors = 0;              // k
-  RowMatrix z = nullptr;           // T x nJ: the J outcomes of one characteristic stand side by side
-  int characteristics = 0;         // n
-  RowMatrix offset = nullptr;      // T x J, or null for none
-  const double *weight = nullptr;  // T, or null for 1 everywhere
+struct LogitShape {
+  int outcomes = 0;         // J
+  int regressors = 0;       // k
+  int characteristics = 0;  // n
 
-  int FirstGamma() const { return (outcomes - 1) * regressors; }
+  std::int64_t FirstGamma() const { return std::int64_t{outcomes - 1} * regressors; }  // its place in theta
+  std::int64_t ParameterCount() const { return FirstGamma() + characteristics; }
 };
 
-// The probabilities of the J outcomes of observation t.
-void LogitProbabilities(const LogitSample &sample, const double *theta, int t, double *p);
+struct LogitSample {
+  int outcomes = 0;                // J, at least 1
+  ConstMatrix y;                   // T x 1, the outcome, truncated to an integer from 0 to J - 1; or the counts, T x J
+  bool counts = false;             // whether y holds counts
+  ConstMatrix x;                   // T x k, or none
+  ConstMatrix z;                   // T x nJ, or none: the J outcomes of one characteristic stand side by side
+  ConstMatrix offset;              // T x J, or none
+  std::span<const double> weight;  // T, or empty for 1 everywhere
 
-// The likelihood at theta. Outcomes must be in range. Fitted values are the probabilities, T x J. The log-likelihood of
-// counts has no multinomial constant. The information matrix is minus the Hessian; computing it leaves every row of z
-// less the probability-weighted mean of its characteristic, which changes no later result. Without memory for the sums
-// of the outer product alone, that output is zero and all others are as usual.
-double LogitLikelihood(const LogitSample &sample, const double *theta, const LikelihoodOutputs &out);
+  // y, z and offset may have further columns, which are not read.
+  LogitShape Shape() const { return {outcomes, x.columns, z.columns / outcomes}; }
+};
 
-// Derivatives of the probabilities p (J) with respect to the regressors, at given p: row i < k of column j holds
-// p_j (beta_ji - sum over l of p_l beta_li), row k + m, m < n, holds p_j (1 - p_j) gamma_m, that of the outcome's own
-// characteristic. out: at least k + n rows of J columns.
-void LogitProbDerivatives(const double *theta, int regressors, int outcomes, int characteristics, const double *p,
-                          RowMatrix out);
+// The probabilities of the J outcomes of observation t, each kept between 2^-104 and 1. They are missing where every
+// eta_j lies so far below 0 that exp(eta_j) is 0 for all outcomes.
+void LogitProbabilities(const LogitSample &sample, std::span<const double> theta, int t, std::span<double> p);
+
+// The likelihood at theta. Fitted values are the probabilities, T x J. The log-likelihood of counts has no multinomial
+// constant. Where the information matrix is wanted, `centred` (of the shape of z, or none) receives z~: z itself may be
+// given, since z~ in the place of z changes no result. Without it the work memory is one row of z.
+//
+// NoMemory: nothing is filled; or, when the sums of the outer product alone found none, the outer product is zero and
+// all else is computed, the log-likelihood too.
+Likelihood LogitLikelihood(const LogitSample &sample, std::span<const double> theta, const LikelihoodOutputs &out,
+                           Matrix centred = {});
+
+// Derivatives of the probabilities p (J elements) with respect to the k regressors and n characteristics, at given p.
+// Row i < k of column j of `out` becomes p_j (beta_ji - sum over l of p_l beta_li), row k + m becomes p_j (1 - p_j)
+// gamma_m, the derivative with respect to the outcome's own characteristic m. out: k + n x J, from which n is read.
+void LogitProbDerivatives(std::span<const double> theta, int regressors, std::span<const double> p, Matrix out);
 
 }  // namespace tessel

@@ -10,16 +10,17 @@ namespace tessel {
 
 namespace {
 
-IndexTerms ProbitTerms(const IndexModel &model, double b, int y, double *fitted) {
+IndexTerms ProbitTerms(const IndexModel &model, double b, int y, std::span<double> fitted) {
   const double p1 = NormalCdf(b);
   const double p0 = BoundProbability(1.0 - p1);
   const double p[] = {p0, p1};  // picked by index: a branch on the outcome would be mispredicted half of the time
-  if (fitted != nullptr) std::copy_n(p, 2, fitted);
+  if (!fitted.empty()) std::copy_n(p, 2, fitted.data());
 
   IndexTerms terms;
   terms.logLik = std::log(p[y]);
   if (model.derivatives) {
-    const double density = 0.3989422804014327 * std::exp(-0.5 * b * b);
+    constexpr double inverseRootOf2Pi = 0.3989422804014327;
+    const double density = inverseRootOf2Pi * std::exp(-0.5 * b * b);
     const double ratio = density / (p1 * p0);
     terms.dIndex = (y - p1) * ratio;
     terms.information = density * ratio;
@@ -29,7 +30,7 @@ IndexTerms ProbitTerms(const IndexModel &model, double b, int y, double *fitted)
 
 }  // namespace
 
-double ProbitLikelihood(const IndexSample &sample, const double *theta, const LikelihoodOutputs &out) {
+Likelihood ProbitLikelihood(const IndexSample &sample, std::span<const double> theta, const LikelihoodOutputs &out) {
   IndexModel model;
   model.terms = ProbitTerms;
   model.fittedByObservation = true;

@@ -89,12 +89,11 @@ void CrossProducts::Flush() {
   pending_ = 0;
 }
 
-void CrossProducts::Store(std::int64_t s, RowMatrix out, int row, int column, bool whole) {
+void CrossProducts::Store(std::int64_t s, Matrix out, bool whole) {
   if (pending_ > 0) Flush();
   const double *sum = sum_.get() + s * stride_ * stride_;
   for (int i = 0; i < n_; ++i)
-    for (int j = 0; j < (whole ? n_ : i + 1); ++j)
-      out[row + i][column + j] = sum[std::max(i, j) * stride_ + std::min(i, j)];
+    for (int j = 0; j < (whole ? n_ : i + 1); ++j) out[i][j] = sum[std::max(i, j) * stride_ + std::min(i, j)];
 }
 
 }  // namespace tessel

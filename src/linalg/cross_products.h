@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "core/heap.h"
-#include "core/row_matrix.h"
+#include "core/matrix.h"
 
 namespace tessel {
 
@@ -24,9 +24,8 @@ class CrossProducts {
   // Adds weights[s] x x' to each sum s.
   void Add(const double *x, const double *weights);
 
-  // Copies sum s into the n x n block of `out` whose first cell is (row, column): the whole symmetric block, or its
-  // lower triangle alone.
-  void Store(std::int64_t s, RowMatrix out, int row, int column, bool whole);
+  // Copies sum s into the first n rows and columns of `out`: the whole symmetric block, or its lower triangle alone.
+  void Store(std::int64_t s, Matrix out, bool whole);
 
  private:
   void Flush();

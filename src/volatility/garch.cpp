@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "core/heap.h"
 
@@ -12,90 +13,90 @@ namespace {
 
 double Square(double x) { return x * x; }
 
-double MeanSquare(const double *y, int n) {
+double MeanSquare(std::span<const double> y) {
   double sum = 0.0;
-  for (int t = 0; t < n; ++t) sum += y[t] * y[t];
-  return sum / n;
+  for (const double value : y) sum += value * value;
+  return sum / static_cast<double>(y.size());
 }
 
 double ResidualOfVariance(const VarianceInMean &inMean, double y, double h) {
-  switch (inMean.kind) {
-    case 1: return y - inMean.delta * h;
-    case 2: return y - inMean.delta * std::sqrt(h);
-    case 3: return y - inMean.delta * std::log(h);
+  switch (inMean.term) {
+    case VarianceTerm::Variance: return y - inMean.delta * h;
+    case VarianceTerm::StandardDeviation: return y - inMean.delta * std::sqrt(h);
+    case VarianceTerm::LogVariance: return y - inMean.delta * std::log(h);
     default: return y;
   }
 }
 
-double ResidualOfLog(const VarianceInMean &inMean, double y, double l) {
-  switch (inMean.kind) {
-    case 1: return y - inMean.delta * std::exp(l);
-    case 2: return y - inMean.delta * std::exp(0.5 * l);
-    case 3: return y - inMean.delta * l;
+double ResidualOfLogVariance(const VarianceInMean &inMean, double y, double l) {
+  switch (inMean.term) {
+    case VarianceTerm::Variance: return y - inMean.delta * std::exp(l);
+    case VarianceTerm::StandardDeviation: return y - inMean.delta * std::exp(0.5 * l);
+    case VarianceTerm::LogVariance: return y - inMean.delta * l;
     default: return y;
   }
 }
 
-// The recursion, for p, q and the in-mean kind that the compiler may know. The values of lag 1 stay in registers, so
+// The recursion, for orders and an in-mean term that the compiler may know. The values of lag 1 stay in registers, so
 // that it is as fast as its chain of operations from one variance to the next.
-[[gnu::always_inline]] inline void RunGarch(const GarchModel &model, int p, int q, VarianceInMean inMean,
-                                            const double *arch, const double *garch, double start, const double *y,
-                                            const double *c, int n, double *h, double *e) {
-  const double shift = model.shift, threshold = model.threshold;
-  double lastSquare = start, lastVariance = start, lastResidual = shift;
-  for (int t = 0; t < n; ++t) {
+[[gnu::always_inline]] inline void RunGarch(const GarchModel model, const VarianceSeries &series,
+                                            const VariancePaths &paths) {
+  const auto q = static_cast<std::int64_t>(model.arch.size()), p = static_cast<std::int64_t>(model.garch.size());
+  const auto observations = static_cast<std::int64_t>(series.y.size());
+  const double *arch = model.arch.data(), *garch = model.garch.data();
+  const double *y = series.y.data(), *c = series.intercept.data();
+  double *h = paths.variance.data(), *e = paths.residual.data();
+  const double centre = model.asymmetryCentre, leverage = model.leverage, start = MeanSquare(series.y);
+  double lastSquare = start, lastVariance = start, lastResidual = centre;
+  for (std::int64_t t = 0; t < observations; ++t) {
     double variance = c[t];
     if (q > 0) variance += arch[0] * lastSquare;
-    for (int j = 2; j <= q; ++j) variance += arch[j - 1] * (t >= j ? Square(e[t - j] - shift) : start);
+    for (std::int64_t j = 2; j <= q; ++j) variance += arch[j - 1] * (t >= j ? Square(e[t - j] - centre) : start);
     if (p > 0) variance += garch[0] * lastVariance;
-    for (int j = 2; j <= p; ++j) variance += garch[j - 1] * (t >= j ? h[t - j] : start);
-    if (threshold != 0.0 && lastResidual < shift) variance += threshold * lastSquare;
+    for (std::int64_t j = 2; j <= p; ++j) variance += garch[j - 1] * (t >= j ? h[t - j] : start);
+    if (leverage != 0.0 && lastResidual < centre) variance += leverage * lastSquare;
 
     h[t] = lastVariance = variance;
-    e[t] = lastResidual = ResidualOfVariance(inMean, y[t], variance);
-    lastSquare = Square(lastResidual - shift);
+    e[t] = lastResidual = ResidualOfVariance(model.inMean, y[t], variance);
+    lastSquare = Square(lastResidual - centre);
   }
 }
 
 }  // namespace
 
-int GarchVariances(const GarchModel &model, const double *y, const double *c, int n, double *h, double *e) {
-  const int p = model.garchTerms, q = model.archTerms;
-  const double *sum = model.coefficients + 1, *garch = sum + std::max(p, q);
-  OwnedBlock<double> arch(q);
-  if (!arch) return 0;
-  for (int j = 0; j < q; ++j) arch[j] = j < p ? sum[j] - garch[j] : sum[j];
-
-  const double start = MeanSquare(y, n);
-  const bool inMean = model.inMean.kind >= 1 && model.inMean.kind <= 3;
-  if (p == 1 && q == 1 && !inMean)
-    RunGarch(model, 1, 1, {}, arch.get(), garch, start, y, c, n, h, e);
-  else
-    RunGarch(model, p, q, model.inMean, arch.get(), garch, start, y, c, n, h, e);
-  return 1;
+void GarchVariances(const GarchModel &model, const VarianceSeries &series, const VariancePaths &paths) {
+  if (model.garch.size() != 1 || model.arch.size() != 1 || model.inMean.term != VarianceTerm::None)
+    return RunGarch(model, series, paths);
+  GarchModel first = model;
+  first.arch = model.arch.first(1);
+  first.garch = model.garch.first(1);
+  first.inMean.term = VarianceTerm::None;
+  RunGarch(first, series, paths);
 }
 
-void EgarchVariances(const EgarchModel &model, const double *y, const double *c, int n, double *l, double *e) {
+Status EgarchVariances(const EgarchModel &model, const VarianceSeries &series, const VariancePaths &paths) {
   constexpr double highest = 709.0;
-  OwnedBlock<double> news(n);
-  if (!news) {
-    std::fill_n(l, n, 0.0);
-    std::fill_n(e, n, 0.0);
-    return;
-  }
+  const auto na = static_cast<std::int64_t>(model.news.size()),
+             nb = static_cast<std::int64_t>(model.persistence.size());
+  const auto observations = static_cast<std::int64_t>(series.y.size());
+  const double *a = model.news.data(), *b = model.persistence.data();
+  const double *y = series.y.data(), *c = series.intercept.data();
+  double *l = paths.variance.data(), *e = paths.residual.data();
+  OwnedBlock<double> news(observations);
+  if (!news) return Status::NoMemory;
 
-  const double start = std::log(MeanSquare(y, n));
-  const int longest = std::max(model.newsTerms, model.lagTerms);
-  for (int t = 0; t < n; ++t) {
+  const double start = std::log(MeanSquare(series.y));
+  for (std::int64_t t = 0; t < observations; ++t) {
     double value = c[t];
-    for (int j = 1; j <= std::min(model.newsTerms, t); ++j) value += model.news[j - 1] * news[t - j];
-    for (int j = 1; j <= model.lagTerms; ++j) value += model.lags[j - 1] * (t >= j ? l[t - j] : start);
+    for (std::int64_t j = 1; j <= std::min(na, t); ++j) value += a[j - 1] * news[t - j];
+    for (std::int64_t j = 1; j <= nb; ++j) value += b[j - 1] * (t >= j ? l[t - j] : start);
     const double bounded = value > highest ? highest : value;
-    l[t] = t < longest ? value : bounded;
-    e[t] = ResidualOfLog(model.inMean, y[t], bounded);
+    l[t] = t < std::max(na, nb) ? value : bounded;
+    e[t] = ResidualOfLogVariance(model.inMean, y[t], bounded);
     const double z = e[t] * std::exp(-0.5 * bounded);
-    news[t] = model.scale * (std::fabs(z) - model.mean) + model.sign * z;
+    news[t] = model.sizeEffect * (std::fabs(z) - model.expectedSize) + model.signEffect * z;
   }
+  return Status::Ok;
 }
 
 }  // namespace tessel

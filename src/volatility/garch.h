@@ -1,49 +1,84 @@
-// Conditional variance recursions: GARCH with a shift and a threshold, and EGARCH, each with a variance term in the
-// mean. Both run at given parameters and give the paths of the variance and of the residuals.
+// Conditional variance recursions: GARCH with an asymmetry, and EGARCH, each with a variance term in the mean. Both run
+// at given parameters and give the paths of the variance and of the residuals.
 //
-// Bollerslev, T. (1986), Generalized autoregressive conditional heteroskedasticity, Journal of Econometrics 31.
-// Nelson, D.B. (1991), Conditional heteroskedasticity in asset returns, Econometrica 59.
-// Glosten, L., Jagannathan, R. and Runkle, D. (1993), Journal of Finance 48.
+// Bollerslev, T. (1986), Generalized autoregressive conditional heteroskedasticity, Journal of Econometrics 31,
+// 307-327.
+// Engle, R.F., Lilien, D.M. and Robins, R.P. (1987), Estimating time varying risk premia in the term structure: the
+// ARCH-M model, Econometrica 55, 391-407: the variance in the mean.
+// Engle, R.F. and Ng, V.K. (1993), Measuring and testing the impact of news on volatility, Journal of Finance 48,
+// 1749-1778: the centre of asymmetry.
+// Glosten, L.R., Jagannathan, R. and Runkle, D.E. (1993), On the relation between the expected value and the volatility
+// of the nominal excess return on stocks, Journal of Finance 48, 1779-1801: the leverage term.
+// Nelson, D.B. (1991), Conditional heteroskedasticity in asset returns: a new approach, Econometrica 59, 347-370.
 #pragma once
+
+#include <span>
+
+#include "core/status.h"
 
 namespace tessel {
 
-// What the residual e_t = y_t - delta f takes off the series, with h the variance: f = h for kind 1, sqrt(h) for 2,
-// log(h) for 3, and nothing for any other kind.
+// The function f of the variance h that stands in the mean.
+enum class VarianceTerm {
+  None,               // 0
+  Variance,           // h
+  StandardDeviation,  // sqrt(h)
+  LogVariance         // log(h)
+};
+
+// The residual is e_t = y_t - delta f(h_t).
 struct VarianceInMean {
-  int kind = 0;
+  VarianceTerm term = VarianceTerm::None;
   double delta = 0.0;
 };
 
-// h_t = c_t + sum of alpha_j (e_(t-j) - shift)^2, j <= q + sum of B_j h_(t-j), j <= p
-//     + threshold (e_(t-1) - shift)^2 when e_(t-1) is below the shift,
-// added up in this order. Before the sample, squares and variances are the mean square of y, and there is no threshold
-// term. Neither a negative variance nor its logarithm is tested.
+// The series y_t without its mean, and the intercepts c_t of the variance equation: T each.
+struct VarianceSeries {
+  std::span<const double> y;
+  std::span<const double> intercept;
+};
+
+// Where the recursions leave their paths, T each: the conditional variances h_t (EGARCH: their logarithms l_t) and the
+// residuals e_t.
+struct VariancePaths {
+  std::span<double> variance;
+  std::span<double> residual;
+};
+
+// GARCH(p, q):
+//   h_t = c_t + sum over j = 1..q of alpha_j (e_(t-j) - tau)^2 + sum over j = 1..p of beta_j h_(t-j)
+//       + gamma (e_(t-1) - tau)^2 1{e_(t-1) < tau},
+// added up in this order. Before the sample, squares and variances are the mean square of y, and there is no leverage
+// term.
 struct GarchModel {
-  int garchTerms = 0;                    // p
-  int archTerms = 0;                     // q
-  const double *coefficients = nullptr;  // one cell not read, A_1 to A_max(p, q), B_1 to B_p; alpha_j = A_j - B_j
+  std::span<const double> arch;   // alpha_1, ..., alpha_q
+  std::span<const double> garch;  // beta_1, ..., beta_p
   VarianceInMean inMean;
-  double shift = 0.0;
-  double threshold = 0.0;
+  double asymmetryCentre = 0.0;  // tau
+  double leverage = 0.0;         // gamma
 };
 
-// Fills h and e (n values each) from y and the intercepts c. 1, or 0 with nothing filled when work memory fails.
-int GarchVariances(const GarchModel &model, const double *y, const double *c, int n, double *h, double *e);
+// Fills the paths. Nothing is tested: a variance may come out at 0 or below, and its root or logarithm is then what
+// arithmetic gives.
+void GarchVariances(const GarchModel &model, const VarianceSeries &series, const VariancePaths &paths);
 
-// l_t = log h_t = c_t + sum of a_j g_(t-j) + sum of b_j l_(t-j), with the news g_t = scale (|z_t| - mean) + sign z_t of
-// z_t = e_t / sqrt(h_t). Before the sample the news is 0 and l is the logarithm of the mean square of y. l above 709 is
-// taken as 709; the stored l is the bounded one from t = max(na, nb) on, and the one before the bound earlier.
+// EGARCH:
+//   l_t = log h_t = c_t + sum over j = 1..na of a_j g_(t-j) + sum over j = 1..nb of b_j l_(t-j)
+//   z_t = e_t exp(-l_t / 2)
+//   g_t = theta1 (|z_t| - m) + theta2 z_t
+// Before the sample the news g is 0 and l is the logarithm of the mean square of y. Where l_t exceeds 709, and exp(l_t)
+// is about to overflow, e_t and z_t take 709 for it. The path, which the later steps of the recursion read, holds 709
+// there from t = max(na, nb) on, and l_t as it came out earlier.
 struct EgarchModel {
-  int newsTerms = 0;             // na
-  const double *news = nullptr;  // a
-  int lagTerms = 0;              // nb
-  const double *lags = nullptr;  // b
-  double sign = 0.0, scale = 0.0, mean = 0.0;
+  std::span<const double> news;         // a_1, ..., a_na
+  std::span<const double> persistence;  // b_1, ..., b_nb
+  double sizeEffect = 0.0;              // theta1
+  double signEffect = 0.0;              // theta2
+  double expectedSize = 0.0;            // m, the mean of |z|
   VarianceInMean inMean;
 };
 
-// Fills l and e (n values each). Without work memory both are zero.
-void EgarchVariances(const EgarchModel &model, const double *y, const double *c, int n, double *l, double *e);
+// Fills the paths. NoMemory: nothing is filled.
+Status EgarchVariances(const EgarchModel &model, const VarianceSeries &series, const VariancePaths &paths);
 
 }  // namespace tessel

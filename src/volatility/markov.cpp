@@ -2,6 +2,7 @@
 #include "volatility/markov.h"
 
 #include <algorithm>
+#include <cstdint>
 
 #include "core/heap.h"
 
@@ -22,7 +23,7 @@ struct RegimeWork {
 
 constexpr std::int64_t WorkCells(std::int64_t n) { return n * n + 2 * n; }
 
-[[gnu::always_inline]] inline RegimeWork WorkIn(double *cells, RowMatrix transition, int n) {
+[[gnu::always_inline]] inline RegimeWork WorkIn(double *cells, ConstMatrix transition, int n) {
   for (int i = 0; i < n; ++i) std::copy_n(transition[i], n, cells + std::int64_t{i} * n);
   double *vectors = cells + std::int64_t{n} * n;
   return {cells, vectors, vectors + n};
@@ -38,17 +39,17 @@ constexpr std::int64_t WorkCells(std::int64_t n) { return n * n + 2 * n; }
 }
 
 struct FilterTask {
-  RowMatrix density, transition;
-  const double *prior;
-  int observations;
-  double *likelihood;
-  RowMatrix filtered;
+  ConstMatrix density, transition;
+  std::span<const double> prior;
+  std::span<double> likelihood;
+  Matrix filtered;
 };
 
+// `cells` are the WorkCells of n regimes.
 [[gnu::always_inline]] inline void Filter(const FilterTask &task, int n, double *cells) {
   const auto [transition, predicted, posterior] = WorkIn(cells, task.transition, n);
-  std::copy_n(task.prior, n, predicted);
-  for (int t = 0; t < task.observations; ++t) {
+  std::copy_n(task.prior.data(), n, predicted);
+  for (int t = 0; t < task.density.rows; ++t) {
     const double *density = task.density[t];
     double sum = 0.0;
     for (int j = 0; j < n; ++j) {
@@ -56,26 +57,27 @@ struct FilterTask {
       posterior[j] = joint < 0.0 ? 0.0 : joint;
       sum += posterior[j];
     }
-    task.likelihood[t] = sum;
+    task.likelihood[static_cast<std::size_t>(t)] = sum;
     for (int j = 0; j < n; ++j) posterior[j] /= sum;
-    if (task.filtered != nullptr)
+    if (task.filtered)
       for (int j = 0; j < n; ++j) task.filtered[t][j] = posterior[j];
     Transit(transition, n, posterior, predicted);
   }
 }
 
 struct SmootherTask {
-  RowMatrix filtered, transition;
-  int observations;
-  RowMatrix smoothed, transitions;
+  ConstMatrix filtered, transition;
+  Matrix smoothed, moves;
 };
 
-// `moves` collects the expected transitions: n x n cells behind the work memory.
+constexpr std::int64_t SmootherCells(std::int64_t n) { return WorkCells(n) + n * n; }
+
+// `cells` are the SmootherCells of n regimes: behind the WorkCells stand the moves while they are added up.
 [[gnu::always_inline]] inline void Smooth(const SmootherTask &task, int n, double *cells) {
   constexpr double tiny = 1e-100, inverseOfTiny = 1e100;
   const auto [transition, state, back] = WorkIn(cells, task.transition, n);
   double *moves = cells + WorkCells(n);
-  const int last = task.observations - 1;
+  const int last = task.filtered.rows - 1;
   std::fill_n(moves, std::int64_t{n} * n, 0.0);
   std::copy_n(task.filtered[last], n, state);
   std::copy_n(state, n, task.smoothed[last]);
@@ -107,36 +109,44 @@ struct SmootherTask {
       task.smoothed[t][j] = state[j];
     }
   }
-  for (int i = 0; i < n; ++i) std::copy_n(moves + std::int64_t{i} * n, n, task.transitions[i]);
+  for (int i = 0; i < n; ++i) std::copy_n(moves + std::int64_t{i} * n, n, task.moves[i]);
 }
 
 }  // namespace
 
-void MarkovFilter(RowMatrix density, RowMatrix transition, const double *prior, int observations, int regimes,
-                  double *likelihood, RowMatrix filtered) {
-  const FilterTask task{density, transition, prior, observations, likelihood, filtered};
+Status MarkovFilter(ConstMatrix density, ConstMatrix transition, std::span<const double> prior,
+                    std::span<double> likelihood, Matrix filtered) {
+  const FilterTask task{density, transition, prior, likelihood, filtered};
+  const int n = density.columns;
   double few[WorkCells(kFewRegimes)];
-  switch (regimes) {
-    case 2: return Filter(task, 2, few);
-    case 3: return Filter(task, 3, few);
-    case 4: return Filter(task, 4, few);
+  OwnedBlock<double> many;
+  switch (n) {
+    case 2: Filter(task, 2, few); break;
+    case 3: Filter(task, 3, few); break;
+    case 4: Filter(task, 4, few); break;
     default:
-      if (const OwnedBlock<double> work(WorkCells(regimes)); work) Filter(task, regimes, work.get());
+      many = OwnedBlock<double>(WorkCells(n));
+      if (!many) return Status::NoMemory;
+      Filter(task, n, many.get());
   }
+  return Status::Ok;
 }
 
-void MarkovSmoother(RowMatrix filtered, RowMatrix transition, int observations, int regimes, RowMatrix smoothed,
-                    RowMatrix transitions) {
-  const SmootherTask task{filtered, transition, observations, smoothed, transitions};
-  double few[WorkCells(kFewRegimes) + kFewRegimes * kFewRegimes];
-  const std::int64_t cells = WorkCells(regimes) + std::int64_t{regimes} * regimes;
-  switch (regimes) {
-    case 2: return Smooth(task, 2, few);
-    case 3: return Smooth(task, 3, few);
-    case 4: return Smooth(task, 4, few);
+Status MarkovSmoother(ConstMatrix filtered, ConstMatrix transition, Matrix smoothed, Matrix moves) {
+  const SmootherTask task{filtered, transition, smoothed, moves};
+  const int n = filtered.columns;
+  double few[SmootherCells(kFewRegimes)];
+  OwnedBlock<double> many;
+  switch (n) {
+    case 2: Smooth(task, 2, few); break;
+    case 3: Smooth(task, 3, few); break;
+    case 4: Smooth(task, 4, few); break;
     default:
-      if (const OwnedBlock<double> work(cells); work) Smooth(task, regimes, work.get());
+      many = OwnedBlock<double>(SmootherCells(n));
+      if (!many) return Status::NoMemory;
+      Smooth(task, n, many.get());
   }
+  return Status::Ok;
 }
 
 }  // namespace tessel
