@@ -3,7 +3,7 @@ PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 60
 CONFIGURE_FLAGS ?=
 
-.PHONY: all demo test asan coverage bench fuzz install package format lint clean
+.PHONY: all demo test asan tsan coverage bench fuzz install package format lint clean
 
 all: build/release
 	cmake --build --preset release
@@ -16,6 +16,7 @@ build/%: FORCE
 FORCE:
 SETUP_release = test
 SETUP_asan = test
+SETUP_tsan = test
 SETUP_bench = bench
 SETUP_fuzz = fuzz
 SETUP_coverage = test coverage
@@ -32,6 +33,12 @@ test: all
 asan: build/asan
 	cmake --build --preset asan
 	ctest --preset asan
+
+# The tests with threads under ThreadSanitizer, which finds its memory only where addresses are not random.
+tsan: build/tsan
+	$(FIXED_ADDRESSES) cmake --build --preset tsan
+	$(FIXED_ADDRESSES) ctest --preset tsan
+tsan: FIXED_ADDRESSES = $(shell setarch -R true 2>/dev/null && echo setarch -R)
 
 # The lines of src/ that the tests run, by file.
 coverage: build/coverage

@@ -3,6 +3,7 @@
 #include <morv/host.hpp>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -14,8 +15,8 @@ namespace morv {
 
 namespace {
 
-long failCountdown = 0;
-long liveBlocks = 0;
+constinit thread_local long failCountdown = 0;
+constinit std::atomic<long> liveBlocks = 0;
 
 // Converts between the two kinds of number where nothing is lost.
 bool ConvertNumber(MorvValue *record, int tag) {
@@ -89,13 +90,13 @@ void *Take(std::size_t count, std::size_t size) {
   std::size_t bytes = 0;
   if ((failCountdown > 0 && --failCountdown == 0) || __builtin_mul_overflow(count, size, &bytes)) return nullptr;
   void *block = std::malloc(bytes == 0 ? 1 : bytes);
-  if (block != nullptr) ++liveBlocks;
+  if (block != nullptr) liveBlocks.fetch_add(1, std::memory_order_relaxed);
   return block;
 }
 
 void Release(void *block) {
   if (block == nullptr) return;
-  --liveBlocks;
+  liveBlocks.fetch_sub(1, std::memory_order_relaxed);
   std::free(block);
 }
 
@@ -103,7 +104,7 @@ void FailAllocationAt(long n) { failCountdown = n; }
 
 bool FailAllocationPending() { return failCountdown > 0; }
 
-long LiveBlocks() { return liveBlocks; }
+long LiveBlocks() { return liveBlocks.load(std::memory_order_relaxed); }
 
 }  // namespace morv
 
