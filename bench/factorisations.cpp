@@ -23,14 +23,14 @@ std::vector<double> Uniforms(int count) {
   return cells;
 }
 
-void Fill(tessel::RowMatrix m, const std::vector<double> &cells) { std::copy(cells.begin(), cells.end(), m[0]); }
+void Fill(tessel::Matrix m, const std::vector<double> &cells) { std::copy(cells.begin(), cells.end(), m[0]); }
 
 void InverseOurs(benchmark::State &state, int n) {
   const std::vector<double> input = Uniforms(n * n);
-  const tessel::OwnedRows a(n, n);
+  const tessel::OwnedMatrix a(n, n);
   for (auto _ : state) {
-    Fill(a.get(), input);
-    benchmark::DoNotOptimize(tessel::MatInvert(a.get(), n));
+    Fill(a, input);
+    benchmark::DoNotOptimize(tessel::MatInvert(a));
   }
 }
 
@@ -49,11 +49,11 @@ void InversePeer(benchmark::State &state, int n) {
 void LeastSquaresOurs(benchmark::State &state, int k, int t) {
   const std::vector<double> regressors = Uniforms(k * t);
   const std::vector<double> dependent = Uniforms(t);
-  const tessel::OwnedRows x(k, t), y(1, t), b(1, k), inverse(k, k);
+  const tessel::OwnedMatrix x(k, t), y(1, t), b(1, k), inverse(k, k);
   for (auto _ : state) {
-    Fill(x.get(), regressors);
-    Fill(y.get(), dependent);
-    benchmark::DoNotOptimize(tessel::MatOlsQr(x.get(), k, t, y.get(), 1, b.get(), inverse.get(), nullptr));
+    Fill(x, regressors);
+    Fill(y, dependent);
+    benchmark::DoNotOptimize(tessel::MatOlsQr(x, y, {.b = b, .xtxInv = inverse, .xtx = {}}));
   }
 }
 
@@ -87,8 +87,8 @@ void LeastSquaresPeer(benchmark::State &state, int k, int t) {
 
 void RootsOurs(benchmark::State &state, int n) {
   const std::vector<double> coef = Uniforms(n);
-  std::vector<double> re(coef.size()), im(coef.size());
-  for (auto _ : state) benchmark::DoNotOptimize(tessel::PolyRoots(coef.data(), re.data(), im.data(), n));
+  std::vector<tessel::Complex> roots(coef.size());
+  for (auto _ : state) benchmark::DoNotOptimize(tessel::PolyRoots(coef, roots));
 }
 
 void RootsPeer(benchmark::State &state, int n) {

@@ -14,7 +14,8 @@
 namespace {
 
 using tessel::KernelMultiply;
-using tessel::OwnedRows;
+using tessel::OwnedMatrix;
+using tessel::Transposed;
 
 struct Operands {
   explicit Operands(int n) : a(n, n), b(n, n), out(n, n) {
@@ -25,24 +26,24 @@ struct Operands {
       b[0][i] = normal(random);
     }
   }
-  OwnedRows a, b, out;
+  OwnedMatrix a, b, out;
 };
 
 struct Shape {
   const char *name;
-  bool transA, transB, symmetric;
+  Transposed which;
+  bool symmetric;
 };
 
-constexpr Shape kShapes[] = {{"MatMul", false, false, false},
-                             {"MatMulBt", false, true, false},
-                             {"CrossAtA", true, false, true},
-                             {"CrossAAt", false, true, true}};
+constexpr Shape kShapes[] = {{"MatMul", Transposed::None, false},
+                             {"MatMulBt", Transposed::B, false},
+                             {"CrossAtA", Transposed::A, true},
+                             {"CrossAAt", Transposed::B, true}};
 
 void Ours(benchmark::State &state, const Shape &shape, int n) {
   Operands m(n);
   for (auto _ : state) {
-    auto *b = shape.symmetric ? m.a.get() : m.b.get();
-    KernelMultiply(m.out.get(), m.a.get(), n, n, b, n, n, shape.transA, shape.transB);
+    KernelMultiply(m.out, m.a, shape.symmetric ? m.a : m.b, shape.which);
     benchmark::ClobberMemory();
   }
 }
@@ -52,13 +53,13 @@ void Theirs(benchmark::State &state, const Shape &shape, int n) {
   Operands m(n);
   for (auto _ : state) {
     if (shape.symmetric) {
-      cblas_dsyrk(CblasRowMajor, CblasLower, shape.transA ? CblasTrans : CblasNoTrans, n, n, 1.0, m.a[0], n, 0.0,
-                  m.out[0], n);
+      cblas_dsyrk(CblasRowMajor, CblasLower, shape.which == Transposed::A ? CblasTrans : CblasNoTrans, n, n, 1.0,
+                  m.a[0], n, 0.0, m.out[0], n);
       for (int i = 0; i < n; ++i)  // the whole symmetric matrix, as ours
         for (int j = 0; j < i; ++j) m.out[j][i] = m.out[i][j];
     } else {
-      cblas_dgemm(CblasRowMajor, CblasNoTrans, shape.transB ? CblasTrans : CblasNoTrans, n, n, n, 1.0, m.a[0], n,
-                  m.b[0], n, 0.0, m.out[0], n);
+      cblas_dgemm(CblasRowMajor, CblasNoTrans, shape.which == Transposed::B ? CblasTrans : CblasNoTrans, n, n, n, 1.0,
+                  m.a[0], n, m.b[0], n, 0.0, m.out[0], n);
     }
     benchmark::ClobberMemory();
   }

@@ -10,11 +10,12 @@
 
 namespace {
 
-using tessel::OwnedRows;
+using tessel::Matrix;
+using tessel::OwnedMatrix;
 
 // A'A / n + I for a random A. Each run starts from a fresh copy, which both sides pay for.
-OwnedRows PositiveDefinite(int n) {
-  OwnedRows a(n, n), s(n, n);
+OwnedMatrix PositiveDefinite(int n) {
+  OwnedMatrix a(n, n), s(n, n);
   std::mt19937_64 random(1);
   std::normal_distribution<double> normal;
   for (int i = 0; i < n * n; ++i) a[0][i] = normal(random);
@@ -27,35 +28,35 @@ OwnedRows PositiveDefinite(int n) {
   return s;
 }
 
-void Mirror(double **m, int n) {
-  for (int i = 0; i < n; ++i)
+void Mirror(Matrix m) {
+  for (int i = 0; i < m.rows; ++i)
     for (int j = 0; j < i; ++j) m[j][i] = m[i][j];
 }
 
 struct Work {
   const char *name;
-  int (*ours)(double **a, int n);
-  int (*theirs)(double **a, int n);
+  int (*ours)(Matrix a);
+  int (*theirs)(Matrix a);
 };
 
 constexpr Work kWorks[] = {
-    {"MatCholesky", [](double **a, int n) { return tessel::MatCholesky(a, n); },
-     [](double **a, int n) { return static_cast<int>(LAPACKE_dpotrf(LAPACK_ROW_MAJOR, 'L', n, a[0], n)); }},
-    {"MatInvertSpd", [](double **a, int n) { return tessel::MatInvertSpd(a, n); },
-     [](double **a, int n) {
-       int status = LAPACKE_dpotrf(LAPACK_ROW_MAJOR, 'L', n, a[0], n);
-       if (status == 0) status = LAPACKE_dpotri(LAPACK_ROW_MAJOR, 'L', n, a[0], n);
-       Mirror(a, n);
+    {"MatCholesky", [](Matrix a) { return static_cast<int>(tessel::MatCholesky(a)); },
+     [](Matrix a) { return static_cast<int>(LAPACKE_dpotrf(LAPACK_ROW_MAJOR, 'L', a.rows, a[0], a.rows)); }},
+    {"MatInvertSpd", [](Matrix a) { return static_cast<int>(tessel::MatInvertSpd(a)); },
+     [](Matrix a) {
+       int status = LAPACKE_dpotrf(LAPACK_ROW_MAJOR, 'L', a.rows, a[0], a.rows);
+       if (status == 0) status = LAPACKE_dpotri(LAPACK_ROW_MAJOR, 'L', a.rows, a[0], a.rows);
+       Mirror(a);
        return status;
      }}};
 
-void Run(benchmark::State &state, int (*call)(double **, int), int n) {
+void Run(benchmark::State &state, int (*call)(Matrix), int n) {
   openblas_set_num_threads(1);
-  const OwnedRows s = PositiveDefinite(n);
-  OwnedRows a(n, n);
+  const OwnedMatrix s = PositiveDefinite(n);
+  const OwnedMatrix a(n, n);
   for (auto _ : state) {
-    tessel::MatCopy(a.get(), s.get(), n, n);
-    benchmark::DoNotOptimize(call(a.get(), n));
+    tessel::Copy(a, s);
+    benchmark::DoNotOptimize(call(a));
   }
 }
 

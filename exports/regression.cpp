@@ -89,7 +89,9 @@ void FnKroneckerSel(MorvValue *rtn, MorvValue *args, int) {
   if (rows.count > kMaxInt || columns.count > kMaxInt || !rows.Valid() || !columns.Valid()) return;
 
   const OutputView result = MatrixResult(rtn, static_cast<int>(rows.count), static_cast<int>(columns.count));
-  if (!result.Empty()) KroneckerSelect(a.cells, b.cells, b.rows, b.columns, rows, columns, result.cells);
+  if (!result.Empty())
+    KroneckerSelect(ViewOf(a.cells, a.rows, a.columns), ViewOf(b.cells, b.rows, b.columns), rows, columns,
+                    ViewOf(result.cells, result.rows, result.columns));
 }
 
 namespace {

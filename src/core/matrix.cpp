@@ -45,8 +45,11 @@ void FillIdentity(Matrix m) {
 }
 
 void MirrorLower(Matrix m) {
-  for (int i = 1; i < m.rows; ++i)
-    for (int j = 0; j < i; ++j) m[j][i] = m[i][j];
+  constexpr int block = 16;  // so that the columns written stay in cache
+  for (int i0 = 0; i0 < m.rows; i0 += block)
+    for (int j0 = 0; j0 <= i0; j0 += block)
+      for (int i = i0; i < std::min(i0 + block, m.rows); ++i)
+        for (int j = j0; j < std::min(j0 + block, i); ++j) m[j][i] = m[i][j];
 }
 
 }  // namespace tessel

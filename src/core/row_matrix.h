@@ -29,8 +29,11 @@ RowMatrix MatCopy(RowMatrix destination, RowMatrix source, int rows, int columns
 // MatAlloc then MatCopy; null when memory fails or the source is null.
 RowMatrix MatClone(RowMatrix source, int rows, int columns);
 
-// A view of a row table's cells, which are one block.
-inline Matrix ViewOf(RowMatrix m, int rows, int columns) { return {m == nullptr ? nullptr : m[0], rows, columns}; }
+// A view of the first rows and columns of a row table whose rows are equally far apart.
+inline Matrix ViewOf(RowMatrix m, int rows, int columns) {
+  if (m == nullptr) return {nullptr, rows, columns};
+  return {m[0], rows, columns, rows > 1 ? m[1] - m[0] : columns};
+}
 
 // Fills; each returns its matrix.
 RowMatrix MatZero(RowMatrix m, int rows, int columns);

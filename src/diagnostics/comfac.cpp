@@ -210,12 +210,6 @@ void ScaleToUnitDiagonal(double *g, RowMatrix s, int n, double *d) {
   }
 }
 
-bool AllFinite(RowMatrix s, int n) {
-  return std::all_of(s, s + n, [n](const double *row) {
-    return std::all_of(row, row + n, [](double x) { return std::isfinite(x); });
-  });
-}
-
 double QuadraticForm(const double *g, RowMatrix s, int n) {
   double sum = 0;
   for (int i = 0; i < n; ++i) {
@@ -238,13 +232,14 @@ ComfacStatus WaldStatistic(Elimination *elimination, int r, int coefficients, Ro
   const int n = *restrictions = elimination->Restrictions(r, values);
   if (n == 0 || !elimination->Derivatives(r, n, coefficients, work, derivatives.get()))
     return ComfacStatus::NoStatistic;
-  if (MatSandwich(derivatives.get(), n, v, coefficients, s.get()) == nullptr) return ComfacStatus::NoMemory;
+  const Matrix sView = ViewOf(s.get(), n, n);
+  if (Failed(MatSandwich(ViewOf(derivatives.get(), n, coefficients), ViewOf(v, coefficients, coefficients), sView)))
+    return ComfacStatus::NoMemory;
   for (int i = 0; i < n; ++i)
     for (int j = 0; j < n; ++j) s[i][j] *= c;
   ScaleToUnitDiagonal(values, s.get(), n, work);
-  const bool finite = AllFinite(s.get(), n);
-  if (MatInvertSpd(s.get(), n) != 0) return ComfacStatus::NoStatistic;
-  if (finite && IsMissing(s[0][0])) return ComfacStatus::NoMemory;  // all cells are, then
+  const Status inverted = MatInvertSpd(sView);
+  if (Failed(inverted)) return inverted == Status::NoMemory ? ComfacStatus::NoMemory : ComfacStatus::NoStatistic;
   *statistic = QuadraticForm(values, s.get(), n);
   return *statistic >= 0 ? ComfacStatus::Success : ComfacStatus::NoStatistic;
 }

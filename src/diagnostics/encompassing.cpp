@@ -41,11 +41,18 @@ void Unite(RowMatrix list1, int count1, RowMatrix list2, int count2, int T, RowU
   }
 }
 
-// In place. MatInvert zeroes the last pivot of a singular matrix, and leaves the matrix alone without memory.
+// In place.
 EncompassingStatus InvertMoments(RowMatrix a, int n) {
-  const bool zero = a[n - 1][n - 1] == 0;
-  if (MatInvert(a, n) == 0) return EncompassingStatus::Success;
-  return zero || a[n - 1][n - 1] == 0 ? EncompassingStatus::Singular : EncompassingStatus::NoMemory;
+  const Status status = MatInvert(ViewOf(a, n, n));
+  if (Succeeded(status)) return EncompassingStatus::Success;
+  return status == Status::NoMemory ? EncompassingStatus::NoMemory : EncompassingStatus::Singular;
+}
+
+// The rows of a table, copied to one block; false without memory.
+OwnedMatrix Gather(double *const *rows, int count, int columns) {
+  OwnedMatrix copy(count, columns);
+  for (int i = 0; copy && i < count; ++i) std::copy_n(rows[i], columns, copy[i]);
+  return copy;
 }
 
 // Inner products of the dependent variable y and the union X of the regressors, before and after the projection P on
@@ -88,10 +95,12 @@ EncompassingStatus FormMoments(double *y, double *y2, const RowUnion &w, const R
   const OwnedRows zz(z.count, z.count);
   const OwnedRows ww(n, n), xw(m, n), projected(m, n), yw(1, n), yProjected(1, n);
   if (!zz || !ww || !xw || !projected || !yw || !yProjected) return EncompassingStatus::NoMemory;
-  MatCrossRows(z.rows.get(), z.count, 0, T - 1, zz.get());
+  const OwnedMatrix zRows = Gather(z.rows.get(), z.count, T);
+  if (!zRows) return EncompassingStatus::NoMemory;
+  MatCrossRows(zRows, 0, T - 1, ViewOf(zz.get(), z.count, z.count));
   out->yy = zz[0][0];
   std::copy_n(zz[0] + 1, m, out->yx[0]);
-  MatCrossRows2(&y2, 1, 0, T - 1, x.rows.get(), m, out->y2x.get());
+  MatCrossRows2({y2, 1, T}, zRows.View().Rows(1, m), 0, T - 1, ViewOf(out->y2x.get(), 1, m));
   for (int i = 0; i < m; ++i) std::copy_n(zz[1 + i] + 1, m, out->xx[i]);
   for (int j = 0; j < n; ++j) {
     const double *products = zz[z.instrument[j]];
@@ -102,10 +111,12 @@ EncompassingStatus FormMoments(double *y, double *y2, const RowUnion &w, const R
 
   const EncompassingStatus status = InvertMoments(ww.get(), n);
   if (status != EncompassingStatus::Success) return status;
-  MatMul(xw.get(), m, n, ww.get(), n, projected.get());
-  MatMulBt(projected.get(), m, n, xw.get(), m, out->xPx.get());
-  MatMul(yw.get(), 1, n, ww.get(), n, yProjected.get());
-  MatMulBt(yProjected.get(), 1, n, xw.get(), m, out->yPx.get());
+  const Matrix xwView = ViewOf(xw.get(), m, n), wwView = ViewOf(ww.get(), n, n);
+  const Matrix projectedView = ViewOf(projected.get(), m, n), yProjectedView = ViewOf(yProjected.get(), 1, n);
+  MatMul(xwView, wwView, projectedView);
+  MatMulBt(projectedView, xwView, ViewOf(out->xPx.get(), m, m));
+  MatMul(ViewOf(yw.get(), 1, n), wwView, yProjectedView);
+  MatMulBt(yProjectedView, xwView, ViewOf(out->yPx.get(), 1, m));
   out->yPy = DotProduct(yProjected[0], yw[0], n);
   return status;
 }
@@ -135,7 +146,7 @@ EncompassingStatus EstimateModel(const Moments &moments, const double *yx, int T
   const EncompassingStatus status = InvertMoments(e->inverse.get(), k);
   if (status != EncompassingStatus::Success) return status;
   double *yPx = e->yPx.get(), *b = e->b.get();
-  MatMul(&yPx, 1, k, e->inverse.get(), k, &b);
+  MatMul({yPx, 1, k}, ViewOf(e->inverse.get(), k, k), {b, 1, k});
   e->q = DotProduct(b, yPx, k);
 
   double cross = 0, square = 0;

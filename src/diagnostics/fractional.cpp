@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <iterator>
+#include <optional>
 
 #include "core/heap.h"
 #include "linalg/roots.h"
@@ -13,11 +14,6 @@
 
 namespace tessel {
 namespace {
-
-struct Complex {
-  double re;
-  double im;
-};
 
 Complex operator*(Complex a, Complex b) { return {a.re * b.re - a.im * b.im, a.re * b.im + a.im * b.re}; }
 Complex operator*(double a, Complex b) { return {a * b.re, a * b.im}; }
@@ -152,16 +148,13 @@ Complex RootProduct(std::span<const Complex> roots, std::size_t i) {
 
 // The inverses of the roots of Phi: the roots of z^p - phi_1 z^(p-1) - ... - phi_p.
 Status FindRoots(std::span<const double> phi, std::span<Complex> roots) {
-  const int p = static_cast<int>(phi.size());
-  const OwnedBlock<double> work(std::int64_t{3} * p);
-  if (!work) return Status::NoMemory;
-  double *negated = work.get(), *re = negated + p, *im = re + p;
-  std::transform(phi.begin(), phi.end(), negated, std::negate<>());
-  if (PolyRoots(negated, re, im, p) != 0) return Status::NotConverged;
-  for (int i = 0; i < p; ++i) {
-    roots[i] = {re[i], im[i]};
-    if (Modulus(roots[i]) >= 0.9999) return Status::NotStationary;
-  }
+  const OwnedBlock<double> negated(std::ssize(phi));
+  if (!negated) return Status::NoMemory;
+  std::transform(phi.begin(), phi.end(), negated.get(), std::negate<>());
+  const Status found = PolyRoots({negated.get(), phi.size()}, roots);
+  if (Failed(found)) return found;
+  for (const Complex &root : roots)
+    if (Modulus(root) >= 0.9999) return Status::NotStationary;
   return Status::Ok;
 }
 
@@ -185,12 +178,11 @@ Status AddRootShares(const FractionalProcess &process, std::span<const double> c
                            part(1), part(2)};
   for (std::size_t i = 0; i < roots.size(); ++i) {
     const Complex product = RootProduct(roots, i);
-    Complex zeta = {0, 0};
-    if (Modulus(product) < 1e-11 || !ComplexDivide(1, 0, product.re, product.im, &zeta.re, &zeta.im))
-      return Status::EqualRoots;
+    const std::optional<Complex> zeta = ComplexDivide({1, 0}, product);
+    if (Modulus(product) < 1e-11 || !zeta) return Status::EqualRoots;
     if (share.FillSeries(roots[i])) ++*cutOffSeries;
     share.FillWeighted(roots[i]);
-    share.AddTo(zeta, autocov);
+    share.AddTo(*zeta, autocov);
   }
   return Status::Ok;
 }

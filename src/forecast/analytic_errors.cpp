@@ -54,11 +54,14 @@ double StandardError(double variance) { return variance > 0.0 ? std::sqrt(varian
 
 int ParameterVariance(const ForecastUncertainty &uncertainty, RowMatrix d, int n, int coefficients,
                       RowMatrix variance) {
-  if (uncertainty.q == nullptr) return MatSandwich(d, n, uncertainty.v, coefficients, variance) != nullptr;
-  const OwnedRows dq(n, uncertainty.nQ);
+  const int nQ = uncertainty.q == nullptr ? coefficients : uncertainty.nQ;
+  const ConstMatrix derivative = ViewOf(d, n, coefficients), v = ViewOf(uncertainty.v, nQ, nQ);
+  const Matrix out = ViewOf(variance, n, n);
+  if (uncertainty.q == nullptr) return Succeeded(MatSandwich(derivative, v, out));
+  const OwnedMatrix dq(n, nQ);
   if (!dq) return 0;
-  MatMul(d, n, coefficients, uncertainty.q, uncertainty.nQ, dq.get());
-  return MatSandwich(dq.get(), n, uncertainty.v, uncertainty.nQ, variance) != nullptr;
+  MatMul(derivative, ViewOf(uncertainty.q, coefficients, nQ), dq);
+  return Succeeded(MatSandwich(dq, v, out));
 }
 
 AnalyticErrors NewAnalyticErrors(const ForecastModel &model, const ForecastUncertainty &uncertainty, int steps) {
@@ -75,7 +78,8 @@ AnalyticErrors NewAnalyticErrors(const ForecastModel &model, const ForecastUncer
 
   // One product for the Psi_i Omega of all steps; of Psi_i Omega Psi_i' the diagonal alone is needed.
   MovingAverageWeights(model, steps, common.weights.get());
-  MatMul(common.weights.get(), static_cast<int>(stacked), nY, uncertainty.omega, nY, weighted.get());
+  const auto rows = static_cast<int>(stacked);
+  MatMul(ViewOf(common.weights.get(), rows, nY), ViewOf(uncertainty.omega, nY, nY), ViewOf(weighted.get(), rows, nY));
   double *variance = common.errorVariance[0];
   for (std::int64_t row = 0; row < stacked; ++row)
     variance[row] = (row < nY ? 0.0 : variance[row - nY]) + DotProduct(weighted[row], common.weights[row], nY);

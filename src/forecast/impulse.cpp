@@ -15,7 +15,7 @@ namespace {
 bool PlaceOrthogonal(const ForecastRows &rows, const Shock &shock, int t) {
   if (shock.nS > rows.nY) return false;
   const OwnedRows factor = OwnedRows::Clone(shock.omega, shock.nS, shock.nS);
-  if (!factor || !MatCholesky(factor.get(), shock.nS)) return false;
+  if (!factor || Failed(MatCholesky(ViewOf(factor.get(), shock.nS, shock.nS)))) return false;
   for (int i = 0; i < shock.nS; ++i) rows[i][t] = factor[i][shock.equation];
   return true;
 }

@@ -74,14 +74,16 @@ int ErrorVariance(const ForecastModel &model, const ForecastUncertainty &uncerta
   const OwnedRows variance(results, results), term(results, results);
   if (!jacobians.cells || !variance || !term) return 0;
 
+  const Matrix omega = ViewOf(uncertainty.omega, nY, nY), varianceView = ViewOf(variance.get(), results, results);
+  const Matrix termView = ViewOf(term.get(), results, results);
   IdentityJacobian(model, a, jacobians.At(0));
-  if (MatSandwich(jacobians.At(0), results, uncertainty.omega, nY, variance.get()) == nullptr) return 0;
+  if (Failed(MatSandwich(ViewOf(jacobians.At(0), results, nY), omega, varianceView))) return 0;
   if (last > 0) DynamicJacobian(model, plain, a, b - 1, jacobians);
   for (int k = 0;; ++k) {
     for (int r = 0; r < results; ++r) se[r][k] = StandardError(variance[r][r]);
     if (k == last) return 1;
-    if (MatSandwich(jacobians.At(k), results, uncertainty.omega, nY, term.get()) == nullptr) return 0;
-    MatAddScaled(variance.get(), results, results, term.get(), 1.0, variance.get());
+    if (Failed(MatSandwich(ViewOf(jacobians.At(k), results, nY), omega, termView))) return 0;
+    MatAddScaled(varianceView, termView, 1.0, varianceView);
   }
 }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "linalg/four.h"
+#include "linalg/micro_kernel.h"
 
 namespace tessel {
 
@@ -59,8 +60,7 @@ void AddBlockBaseline(const Block &block, double *scaled, double *sum) { AddBloc
 // Both forms give the same bits: neither fuses a product with its sum.
 AddBlockFunction MachineAddBlock() {
 #if defined(__x86_64__)
-  static const bool wide = __builtin_cpu_supports("avx2");
-  if (wide) return AddBlockAvx2;
+  if (&CurrentMicroKernel() != &MicroKernels().front()) return AddBlockAvx2;  // the wider sets all have AVX2
 #endif
   return AddBlockBaseline;
 }

@@ -17,15 +17,16 @@ double DotProduct(const double *x, const double *y, int n) {
   }
 }
 
-void DotProducts(const double *const *rows, int offset, int count, const double *y, int n, double *out) {
-  for (; count > 0; rows += kLaneRows, out += kLaneRows, count -= kLaneRows) {
-    const int taken = std::min(count, kLaneRows);
+void DotProducts(ConstMatrix rows, const double *y, double *out) {
+  const int n = rows.columns;
+  for (int first = 0; first < rows.rows; first += kLaneRows, out += kLaneRows) {
+    const int taken = std::min(rows.rows - first, kLaneRows);
     if (n <= 4 || taken == 1) {
-      for (int r = 0; r < taken; ++r) out[r] = DotProduct(rows[r] + offset, y, n);
+      for (int r = 0; r < taken; ++r) out[r] = DotProduct(rows[first + r], y, n);
       continue;
     }
     const double *x[kLaneRows];
-    for (int r = 0; r < kLaneRows; ++r) x[r] = rows[r < taken ? r : 0] + offset;
+    for (int r = 0; r < kLaneRows; ++r) x[r] = rows[first + (r < taken ? r : 0)];
     if (taken == kLaneRows) {
       CurrentMicroKernel().dots(x, y, n, out);
     } else {

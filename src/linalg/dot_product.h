@@ -1,6 +1,8 @@
 // The inner product used throughout the kernel.
 #pragma once
 
+#include "core/matrix.h"
+
 namespace tessel {
 
 // The inner product of n doubles; 0 for n below 1. x and y may be the same pointer.
@@ -11,8 +13,8 @@ namespace tessel {
 // fused.
 double DotProduct(const double *x, const double *y, int n);
 
-// out[r] = DotProduct(rows[r] + offset, y, n) for r below `count`, to the bit; several times faster than one by one.
-// `out` may lie in a row, outside the cells that are read.
-void DotProducts(const double *const *rows, int offset, int count, const double *y, int n, double *out);
+// out[r] = DotProduct(rows[r], y, rows.columns) for every row, to the bit; several times faster than one by one. `out`
+// may lie in a row, outside the cells that are read.
+void DotProducts(ConstMatrix rows, const double *y, double *out);
 
 }  // namespace tessel

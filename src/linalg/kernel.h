@@ -1,22 +1,29 @@
 // The kernel table: the one place through which the rest of the library reaches the heavy linear algebra.
 //
-// The wrappers (MatCholesky, MatInvertSpd, MatInvert, MatMul, MatOlsQr, ...) stand in the headers of their routines,
-// read an entry on each call and forward their arguments. Code inside the kernel calls its own routines directly.
-// Every routine works in place on RowMatrix values, keeps nothing between calls, and reports through its result.
+// The wrappers (MatCholesky, MatInvertSpd, MatInvert, MatMul, MatMulBt, MatOlsQr) stand in the headers of their
+// routines, read an entry on each call and forward their arguments. Code inside the kernel calls its own routines
+// directly. Every routine works on views, keeps nothing between calls, and reports through its result.
 #pragma once
 
-#include "core/row_matrix.h"
+#include <span>
+
+#include "core/matrix.h"
+#include "core/status.h"
 
 namespace tessel {
 
+struct LogDeterminant;
+
+// Which operand of a product is transposed.
+enum class Transposed { None, A, B };
+
 struct KernelTable {
-  int (*factorise)(RowMatrix a, int n);                                      // KernelCholesky
-  int (*invertSpd)(RowMatrix a, int n, double *logDet);                      // KernelInvertSpd
-  int (*invertGeneral)(RowMatrix a, int n, double *logDet, int *signCode);   // KernelInvertGeneral
-  void (*multiply)(RowMatrix out, RowMatrix a, int rA, int cA, RowMatrix b,  // KernelMultiply
-                   int rB, int cB, bool transA, bool transB);
-  double tolerance;                                                     // see MatTolerance
-  int (*qrPivot)(RowMatrix x, int k, int t, int *pivot, double *beta);  // KernelQrPivot
+  Status (*factorise)(Matrix a);                                                 // KernelCholesky
+  Status (*invertSpd)(Matrix a, double *logDet);                                 // KernelInvertSpd
+  Status (*invertGeneral)(Matrix a, LogDeterminant *determinant);                // KernelInvertGeneral
+  void (*multiply)(Matrix out, ConstMatrix a, ConstMatrix b, Transposed which);  // KernelMultiply
+  double tolerance;                                                              // MatTolerance
+  Status (*qrPivot)(Matrix x, std::span<int> pivot, std::span<double> beta);     // KernelQrPivot
 };
 
 // Constant; to put another routine in an entry's place, change its line in kernel.cpp.

@@ -16,13 +16,12 @@ bool Selection::Valid() const {
   return true;
 }
 
-void KroneckerSelect(RowMatrix a, RowMatrix b, int r2, int c2, const Selection &rows, const Selection &columns,
-                     RowMatrix out) {
+void KroneckerSelect(ConstMatrix a, ConstMatrix b, const Selection &rows, const Selection &columns, Matrix out) {
   for (std::int64_t i = 0; i < rows.count; ++i) {
     const std::int64_t r = rows.At(i);
     for (std::int64_t j = 0; j < columns.count; ++j) {
       const std::int64_t c = columns.At(j);
-      out[i][j] = a[r / r2][c / c2] * b[r % r2][c % c2];
+      out[i][j] = a[r / b.rows][c / b.columns] * b[r % b.rows][c % b.columns];
     }
   }
 }

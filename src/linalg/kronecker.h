@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "core/row_matrix.h"
+#include "core/matrix.h"
 
 namespace tessel {
 
@@ -21,7 +21,6 @@ struct Selection {
 
 // out(i, j) = a(r / r2, c / c2) b(r mod r2, c mod c2) for r = rows.At(i), c = columns.At(j), b of r2 x c2.
 // Both selections are valid. out: rows.count x columns.count, written.
-void KroneckerSelect(RowMatrix a, RowMatrix b, int r2, int c2, const Selection &rows, const Selection &columns,
-                     RowMatrix out);
+void KroneckerSelect(ConstMatrix a, ConstMatrix b, const Selection &rows, const Selection &columns, Matrix out);
 
 }  // namespace tessel

@@ -1,6 +1,7 @@
 // The arithmetic cores: a portable set in vectors of two, and sets for AVX2 and AVX-512.
 #include "linalg/micro_kernel.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstring>
 
@@ -20,8 +21,8 @@ double FinishDot(const double *s, const double *x, const double *y, int n) {
 }
 
 template <int width>
-void PackPanel(const double *const *rows, int first, int depth, double *panel) {
-  for (int k = 0; k < depth; ++k, panel += width) std::memcpy(panel, rows[k] + first, width * sizeof(double));
+void PackPanel(const double *cells, std::int64_t stride, int depth, double *panel) {
+  for (int k = 0; k < depth; ++k, cells += stride, panel += width) std::memcpy(panel, cells, width * sizeof(double));
 }
 
 // Vectors of two: SSE2 on x86-64, NEON on arm64.
@@ -250,19 +251,27 @@ constexpr MicroKernel kMicroKernels[] = {
 #endif
 };
 
-constinit const MicroKernel *current = nullptr;
+// The set in use: the baseline until the constructor below has asked the machine, which is before main.
+constinit std::atomic<const MicroKernel *> current = kMicroKernels;
+
+[[gnu::constructor]] void ChooseForMachine() {
+#if defined(__x86_64__)
+  __builtin_cpu_init();  // this may run before the compiler's own constructor has
+#endif
+  ForceMicroKernel(nullptr);
+}
 
 }  // namespace
 
 std::span<const MicroKernel> MicroKernels() { return kMicroKernels; }
 
-const MicroKernel &CurrentMicroKernel() {
-  if (current == nullptr)
-    for (const MicroKernel &kernel : kMicroKernels)
-      if (kernel.supported()) current = &kernel;
-  return *current;
-}
+const MicroKernel &CurrentMicroKernel() { return *current.load(std::memory_order_relaxed); }
 
-void ForceMicroKernel(const MicroKernel *kernel) { current = kernel; }
+void ForceMicroKernel(const MicroKernel *kernel) {
+  if (kernel == nullptr)
+    for (const MicroKernel &candidate : kMicroKernels)
+      if (candidate.supported()) kernel = &candidate;
+  current.store(kernel, std::memory_order_relaxed);
+}
 
 }  // namespace tessel

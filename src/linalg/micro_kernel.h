@@ -1,9 +1,10 @@
 // The arithmetic cores of the kernel, one set for each vector width.
 //
 // The framework around them (shapes, tiles, packing, factorisations) knows nothing of vector widths. The set is chosen
-// once, at the first use, for the machine at hand. All but `block` give the same bits in every set.
+// before main for the machine at hand. All but `block` give the same bits in every set.
 #pragma once
 
+#include <cstdint>
 #include <span>
 
 namespace tessel {
@@ -23,7 +24,7 @@ struct Blocks {
   BlockFunction full, half;
 };
 
-using PackFunction = void (*)(const double *const *rows, int first, int depth, double *panel);
+using PackFunction = void (*)(const double *cells, std::int64_t stride, int depth, double *panel);
 
 struct MicroKernel {
   const char *name;
@@ -39,8 +40,8 @@ struct MicroKernel {
   // that order. n is a multiple of 4.
   void (*lanes)(const double *const *x, const double *y, int n, double (*sums)[kLaneRows]);
 
-  // Copy cells `first` to first + width - 1 of each of `depth` rows, side by side, for the widths blockRows and
-  // blockColumns.
+  // Copy the first `width` cells of each of `depth` rows, which are `stride` doubles apart, side by side; for the
+  // widths blockRows and blockColumns.
   PackFunction packRows, packColumns;
 
   // The register blocks. `block` may fuse; `exactBlock` adds one rounded product after the other.

@@ -6,36 +6,46 @@
 
 #include "linalg/dot_product.h"
 #include "linalg/products.h"
-#include "linalg/tiled_product.h"
 
 namespace tessel {
 
-RowMatrix MatSandwich(RowMatrix x, int n, RowMatrix w, int m, RowMatrix out) {
+namespace {
+
+bool Refused(ConstMatrix x, ConstMatrix w, Matrix out) { return !out || out.cells == x.cells || out.cells == w.cells; }
+
+}  // namespace
+
+Status MatSandwich(ConstMatrix x, ConstMatrix w, Matrix out) {
   constexpr int block = 16;
-  if (out == nullptr || out == x || out == w) return nullptr;
-  if (w == nullptr) return MatMulBt(x, n, m, x, n, out);
-  if (n < 1 || m < 1) return nullptr;
-  OwnedRows scratch(std::min(n, block), m);
-  if (!scratch) return nullptr;
+  const int n = x.rows, m = x.columns;
+  if (Refused(x, w, out) || (w && x.Empty())) return Status::Invalid;
+  if (!w) {
+    MatMulBt(x, x, out);
+    return Status::Ok;
+  }
+  const OwnedMatrix owner(std::min(n, block), m);
+  if (!owner) return Status::NoMemory;
   for (int i = 0; i < n;) {
     const int rows = n - i >= block ? block : 1;
-    MatMulBt(x + i, rows, m, w, m, scratch.get());
-    MatMulBt(scratch.get(), rows, m, x, i + rows, out + i);
+    const Matrix scratch = owner.View().Rows(0, rows);
+    MatMulBt(x.Rows(i, rows), w, scratch);
+    MatMulBt(scratch, x.Rows(0, i + rows), out.Block(i, rows, 0, i + rows));
     i += rows;
   }
-  MirrorLower(out, n);
-  return out;
+  MirrorLower(out);
+  return Status::Ok;
 }
 
-RowMatrix MatCrossWeighted(RowMatrix x, int n, RowMatrix w, int m, RowMatrix out) {
-  if (out == nullptr || out == x || out == w) return nullptr;
-  if (w == nullptr) {
-    kernelTable.multiply(out, x, n, m, x, n, m, true, false);
-    return out;
+Status MatCrossWeighted(ConstMatrix x, ConstMatrix w, Matrix out) {
+  if (Refused(x, w, out)) return Status::Invalid;
+  if (!w) {
+    kernelTable.multiply(out, x, x, Transposed::A);
+    return Status::Ok;
   }
   // By strips of columns: u = W[r] X over the strip, and then X[r][i] u is added to row i of the result.
   constexpr int strip = 64;
-  MatZero(out, m, m);
+  const int n = x.rows, m = x.columns;
+  FillZero(out);
   for (int first = 0; first < m; first += strip) {
     const int end = std::min(first + strip, m);
     for (int r = 0; r < n; ++r) {
@@ -52,22 +62,23 @@ RowMatrix MatCrossWeighted(RowMatrix x, int n, RowMatrix w, int m, RowMatrix out
         for (int j = first; j < std::min(end, i + 1); ++j) out[i][j] += x[r][i] * u[j - first];
     }
   }
-  MirrorLower(out, m);
-  return out;
+  MirrorLower(out);
+  return Status::Ok;
 }
 
-RowMatrix MatCrossRows(RowMatrix x, int n, int c0, int c1, RowMatrix out) {
-  for (int i = 0; i < n; ++i) DotProducts(x, c0, i + 1, x[i] + c0, c1 - c0 + 1, out[i]);
-  MirrorLower(out, n);
-  return out;
+void MatCrossRows(ConstMatrix x, int c0, int c1, Matrix out) {
+  const ConstMatrix part = x.Columns(c0, c1 - c0 + 1);
+  for (int i = 0; i < x.rows; ++i) DotProducts(part.Rows(0, i + 1), part[i], out[i]);
+  MirrorLower(out);
 }
 
-RowMatrix MatCrossRows2(RowMatrix x, int n, int c0, int c1, RowMatrix y, int m, RowMatrix out) {
-  for (int i = 0; i < n; ++i) DotProducts(y, c0, m, x[i] + c0, c1 - c0 + 1, out[i]);
-  return out;
+void MatCrossRows2(ConstMatrix x, ConstMatrix y, int c0, int c1, Matrix out) {
+  const ConstMatrix part = y.Columns(c0, c1 - c0 + 1);
+  for (int i = 0; i < x.rows; ++i) DotProducts(part, x[i] + c0, out[i]);
 }
 
-RowMatrix MatSymMulBt(RowMatrix s, RowMatrix b, int n) {
+void MatSymMulBt(Matrix s, ConstMatrix b) {
+  const int n = s.rows;
   // With S stored in full, row i is all that its own results need, and they go where no later row looks: to cells j
   // below i of column i, above the diagonal.
   for (int i = 0; i < n; ++i)
@@ -76,22 +87,21 @@ RowMatrix MatSymMulBt(RowMatrix s, RowMatrix b, int n) {
     for (int j = 0; j <= i; ++j) s[j][i] = DotProduct(s[i], b[j], n);
   for (int i = 0; i < n; ++i)
     for (int j = 0; j < i; ++j) s[i][j] = s[j][i];
-  return s;
 }
 
-double MatTrace(RowMatrix a, int n) {
+double MatTrace(ConstMatrix a) {
   double sum = 0.0;
-  for (int i = 0; i < n; ++i) sum += a[i][i];
+  for (int i = 0; i < a.rows; ++i) sum += a[i][i];
   return sum;
 }
 
-RowMatrix MatAddScaled(RowMatrix a, int rows, int columns, RowMatrix b, double alpha, RowMatrix out) {
-  for (int i = 0; i < rows; ++i)
-    for (int j = 0; j < columns; ++j) out[i][j] = a[i][j] + (alpha == 1.0 ? b[i][j] : alpha * b[i][j]);
-  return out;
+void MatAddScaled(ConstMatrix a, ConstMatrix b, double alpha, Matrix out) {
+  for (int i = 0; i < a.rows; ++i)
+    for (int j = 0; j < a.columns; ++j) out[i][j] = a[i][j] + (alpha == 1.0 ? b[i][j] : alpha * b[i][j]);
 }
 
-double QuadFormColumn(int c, RowMatrix x, RowMatrix s, int n) {
+double QuadFormColumn(int c, ConstMatrix x, ConstMatrix s) {
+  const int n = s.rows;
   double total = 0.0;
   for (int i = 0; i < n; ++i) {
     double above = 0.0;
@@ -101,7 +111,8 @@ double QuadFormColumn(int c, RowMatrix x, RowMatrix s, int n) {
   return total;
 }
 
-double QuadFormRow(int r, RowMatrix x, RowMatrix s, int n) {
+double QuadFormRow(int r, ConstMatrix x, ConstMatrix s) {
+  const int n = s.rows;
   const double *v = x[r];
   double total = 0.0;
   for (int i = 0; i < n; ++i)
@@ -109,10 +120,9 @@ double QuadFormRow(int r, RowMatrix x, RowMatrix s, int n) {
   return total;
 }
 
-RowMatrix MatTransposeInPlace(RowMatrix a, int n) {
-  for (int i = 0; i < n; ++i)
+void MatTransposeInPlace(Matrix a) {
+  for (int i = 0; i < a.rows; ++i)
     for (int j = 0; j < i; ++j) std::swap(a[i][j], a[j][i]);
-  return a;
 }
 
 }  // namespace tessel

@@ -1,44 +1,46 @@
 // Moment matrices, quadratic forms and small operations on matrices.
 //
-// Row tables may be the host's. No matrix has a size below 0; sizes of 0 do nothing except where told.
+// Sizes are those of the views; `out` has the size of its result.
 #pragma once
 
-#include "core/row_matrix.h"
+#include "core/matrix.h"
+#include "core/status.h"
 
 namespace tessel {
 
-// out (n x n) = X W' X' for X of n x m and a symmetric W of m x m; with W null, X X' as KernelMultiply gives it. Only
-// the lower triangle is computed, and mirrored. Returns out; null, with out unchanged, when out is null or the same as
-// X or W, when a size is 0 with W given, and when work memory cannot be had.
-RowMatrix MatSandwich(RowMatrix x, int n, RowMatrix w, int m, RowMatrix out);
+// out (n x n) = X W' X' for X of n x m and a symmetric W of m x m; without W (a null view), X X' as KernelMultiply
+// gives it. Only the lower triangle is computed, and mirrored. Invalid, with out unchanged, when out is null or begins
+// where X or W does, and when a size is 0 with W given; NoMemory, with out unchanged, when work memory cannot be had.
+Status MatSandwich(ConstMatrix x, ConstMatrix w, Matrix out);
 
 // out (m x m) = X' W X for X of n x m and W of n x n, which is read in full though only the lower triangle of the
-// result is computed, and mirrored; with W null, X'X. Returns out; null when out is null or the same as X or W.
-RowMatrix MatCrossWeighted(RowMatrix x, int n, RowMatrix w, int m, RowMatrix out);
+// result is computed, and mirrored; without W (a null view), X'X. Invalid when out is null or begins where X or W does.
+Status MatCrossWeighted(ConstMatrix x, ConstMatrix w, Matrix out);
 
-// out (n x n)[i][j] = the sum over k from c0 to c1, both included, of X[i][k] X[j][k]. Returns out.
-RowMatrix MatCrossRows(RowMatrix x, int n, int c0, int c1, RowMatrix out);
+// out (n x n)[i][j] = the sum over k from c0 to c1, both included, of X[i][k] X[j][k], for X of n rows.
+void MatCrossRows(ConstMatrix x, int c0, int c1, Matrix out);
 
-// out (n x m)[i][j] = the sum over k from c0 to c1, both included, of X[i][k] Y[j][k]. Returns out.
-RowMatrix MatCrossRows2(RowMatrix x, int n, int c0, int c1, RowMatrix y, int m, RowMatrix out);
+// out (n x m)[i][j] = the sum over k from c0 to c1, both included, of X[i][k] Y[j][k], for X of n rows and Y of m.
+void MatCrossRows2(ConstMatrix x, ConstMatrix y, int c0, int c1, Matrix out);
 
 // S (n x n, symmetric, of which the upper triangle is read) becomes the lower triangle of S B', mirrored: what S B' is
-// where that product is symmetric. Returns S.
-RowMatrix MatSymMulBt(RowMatrix s, RowMatrix b, int n);
+// where that product is symmetric.
+void MatSymMulBt(Matrix s, ConstMatrix b);
 
-// The sum of the diagonal.
-double MatTrace(RowMatrix a, int n);
+// The sum of the diagonal of a square matrix.
+double MatTrace(ConstMatrix a);
 
-// out = A + alpha B, cell by cell; out may be A. Returns out.
-RowMatrix MatAddScaled(RowMatrix a, int rows, int columns, RowMatrix b, double alpha, RowMatrix out);
+// out = A + alpha B, cell by cell; out may be A.
+void MatAddScaled(ConstMatrix a, ConstMatrix b, double alpha, Matrix out);
 
-// v' S v for column c of X, v[i] = X[i][c], and a symmetric S of n x n of which the upper triangle is read.
-double QuadFormColumn(int c, RowMatrix x, RowMatrix s, int n);
+// v' S v for column c of X, v[i] = X[i][c], and a symmetric S of which the upper triangle is read. The length of v is
+// the size of S.
+double QuadFormColumn(int c, ConstMatrix x, ConstMatrix s);
 
 // The same for row r of X, v[i] = X[r][i]. A v[i] of exactly 0 skips row i of S, whatever that holds.
-double QuadFormRow(int r, RowMatrix x, RowMatrix s, int n);
+double QuadFormRow(int r, ConstMatrix x, ConstMatrix s);
 
-// A (n x n) becomes its transpose. Returns A.
-RowMatrix MatTransposeInPlace(RowMatrix a, int n);
+// A square matrix becomes its transpose.
+void MatTransposeInPlace(Matrix a);
 
 }  // namespace tessel

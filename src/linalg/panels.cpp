@@ -21,34 +21,34 @@ inline void AddFew(const double *from, int n, double *to) {
 
 }  // namespace
 
-void PackColumns(const Part &part, int width, PackFunction pack, double *panels) {
+void PackColumns(ConstMatrix tile, int width, PackFunction pack, double *panels) {
   constexpr int strip = 16;  // rows at a time, so that few pages are in use at once
-  for (int k = 0; k < part.rows; k += strip) {
-    const int depth = std::min(strip, part.rows - k);
-    const double *const *rows = part.m + part.row + k;
-    for (int first = 0; first < part.columns; first += width) {
-      const int lines = std::min(width, part.columns - first);
-      double *panel = panels + PanelCells(first, 1, part.rows) + PanelCells(k, 1, width);
+  for (int k = 0; k < tile.rows; k += strip) {
+    const int depth = std::min(strip, tile.rows - k);
+    for (int first = 0; first < tile.columns; first += width) {
+      const int lines = std::min(width, tile.columns - first);
+      const double *cells = tile[k] + first;
+      double *panel = panels + PanelCells(first, 1, tile.rows) + PanelCells(k, 1, width);
       if (lines == width) {
-        pack(rows, part.column + first, depth, panel);
+        pack(cells, tile.stride, depth, panel);
         continue;
       }
       std::fill_n(panel, PanelCells(width, 1, depth), 0.0);
-      for (int r = 0; r < depth; ++r, panel += width) CopyFew(rows[r] + part.column + first, lines, panel);
+      for (int r = 0; r < depth; ++r, panel += width) CopyFew(cells + r * tile.stride, lines, panel);
     }
   }
 }
 
-void PackRows(const Part &part, int width, double *panels) {
-  for (int first = 0; first < part.rows; first += width, panels += PanelCells(width, width, part.columns)) {
-    const int lines = std::min(width, part.rows - first);
-    if (lines < width) std::fill_n(panels, PanelCells(width, width, part.columns), 0.0);
+void PackRows(ConstMatrix tile, int width, double *panels) {
+  for (int first = 0; first < tile.rows; first += width, panels += PanelCells(width, width, tile.columns)) {
+    const int lines = std::min(width, tile.rows - first);
+    if (lines < width) std::fill_n(panels, PanelCells(width, width, tile.columns), 0.0);
     for (int line = 0; line < lines; line += 2) {
       const bool pair = line + 1 < lines;
-      const double *even = part.m[part.row + first + line] + part.column;
-      const double *odd = pair ? part.m[part.row + first + line + 1] + part.column : even;
+      const double *even = tile[first + line];
+      const double *odd = pair ? tile[first + line + 1] : even;
       double *cell = panels + line;
-      for (int k = 0; k < part.columns; ++k, cell += width) {
+      for (int k = 0; k < tile.columns; ++k, cell += width) {
         cell[0] = even[k];
         if (pair) cell[1] = odd[k];
       }
@@ -63,35 +63,33 @@ void MultiplyPanels(const PanelProduct &p, const MicroKernel &kernel, const Bloc
   if (p.add) std::fill_n(aside[0], kMaxBlockRows * kMaxBlockColumns, 0.0);
   double *asideRows[kMaxBlockRows];
   for (int r = 0; r < blockRows; ++r) asideRows[r] = aside[r];
-  for (int i = 0; i < p.rows; i += blockRows) {
-    const int rows = std::min(blockRows, p.rows - i);
+  for (int i = 0; i < p.c.rows; i += blockRows) {
+    const int rows = std::min(blockRows, p.c.rows - i);
     const double *a[kMaxBlockRows];
     for (int r = 0; r < blockRows; ++r)  // rows over the edge repeat the last one
-      a[r] = p.aPanels != nullptr ? p.aPanels + PanelCells(i, 1, p.depth) + r
-                                  : p.aRows[i + std::min(r, rows - 1)] + p.aColumn;
+      a[r] = p.aPanels != nullptr ? p.aPanels + PanelCells(i, 1, p.depth) + r : p.a[i + std::min(r, rows - 1)];
     if (p.aPanels == nullptr && p.depth >= 64)
-      for (int r = i + blockRows; r < std::min(p.rows, i + 2 * blockRows); ++r)
-        for (int k = 0; k < p.depth; k += 8) __builtin_prefetch(p.aRows[r] + p.aColumn + k, 0, 2);
+      for (int r = i + blockRows; r < std::min(p.c.rows, i + 2 * blockRows); ++r)
+        for (int k = 0; k < p.depth; k += 8) __builtin_prefetch(p.a[r] + k, 0, 2);
     const int aStep = p.aPanels != nullptr ? blockRows : 1;
-    const int end = p.diagonal == kNoDiagonal ? p.columns : std::min(p.columns, i + rows + p.diagonal);
+    const int end = p.diagonal == kNoDiagonal ? p.c.columns : std::min(p.c.columns, i + rows + p.diagonal);
     for (int j = 0; j < end; j += blockColumns) {
-      const int columns = std::min(blockColumns, p.columns - j);
+      const int columns = std::min(blockColumns, p.c.columns - j);
       const bool half = 2 * columns <= blockColumns;
       const BlockFunction block = half ? blocks.half : blocks.full;
       const double *b = p.bPanels + PanelCells(j, 1, p.depth);
       if (columns == (half ? blockColumns / 2 : blockColumns)) {
         double *c[kMaxBlockRows];
-        for (int r = 0; r < blockRows; ++r) c[r] = r < rows ? p.c[i + r] + p.cColumn + j : aside[r];
+        for (int r = 0; r < blockRows; ++r) c[r] = r < rows ? p.c[i + r] + j : aside[r];
         block(a, aStep, b, p.depth, c, p.add);
         continue;
       }
       block(a, aStep, b, p.depth, asideRows, false);
       for (int r = 0; r < rows; ++r) {
-        double *c = p.c[i + r] + p.cColumn + j;
         if (p.add) {
-          AddFew(aside[r], columns, c);
+          AddFew(aside[r], columns, p.c[i + r] + j);
         } else {
-          CopyFew(aside[r], columns, c);
+          CopyFew(aside[r], columns, p.c[i + r] + j);
         }
       }
     }

@@ -1,20 +1,13 @@
 // Packed panels, and products of tiles that stand in them.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <limits>
 
-#include "core/row_matrix.h"
+#include "core/matrix.h"
 #include "linalg/micro_kernel.h"
 
 namespace tessel {
-
-// A part of a stored matrix: `rows` rows from row `row`, `columns` columns from column `column`.
-struct Part {
-  RowMatrix m;
-  int row, rows, column, columns;
-};
 
 // Panels hold `width` lines of a tile each, and in a panel the cells of one inner index stand side by side; lines that
 // are wanting in the last panel are zero.
@@ -23,22 +16,20 @@ constexpr std::int64_t PanelCells(int lines, int width, int depth) {
   return static_cast<std::int64_t>(RoundUp(lines, width)) * depth;
 }
 
-// The part's rows as lines, and its columns as lines; `pack` is the micro-kernel's for the width.
-void PackRows(const Part &part, int width, double *panels);
-void PackColumns(const Part &part, int width, PackFunction pack, double *panels);
+// A tile's rows as lines, and its columns as lines; `pack` is the micro-kernel's for the width.
+void PackRows(ConstMatrix tile, int width, double *panels);
+void PackColumns(ConstMatrix tile, int width, PackFunction pack, double *panels);
 
-// op(A) op(B) over one inner tile. A's lines are read in place, from column `aColumn` of `aRows`, or from panels of
-// blockRows lines where `aPanels` is given; B's from panels of blockColumns lines. The result goes to (or, with `add`,
-// is added to) columns from `cColumn` of the rows c. Register blocks whose every cell (i, j) has j > i + diagonal are
-// left out; of others all cells are written.
+// c (rows x columns) = op(A) op(B) over an inner tile of `depth` cells; with `add` it is added to c. B's lines are read
+// from panels of blockColumns lines, A's from panels of blockRows lines or, where those are null, in place from the
+// rows of `a`. Register blocks whose every cell (i, j) has j > i + diagonal are left out; of others all cells are
+// written.
 struct PanelProduct {
-  const double *const *aRows;
-  int aColumn;
+  ConstMatrix a;
   const double *aPanels;
   const double *bPanels;
-  int rows, columns, depth;
-  double *const *c;
-  int cColumn;
+  int depth;
+  Matrix c;
   bool add;
   int diagonal;
 };

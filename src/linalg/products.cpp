@@ -14,23 +14,22 @@ namespace {
 
 bool AtLeast(int rows, int columns, int limit) { return static_cast<std::int64_t>(rows) * columns >= limit; }
 
-// Whether the cells of a single column lie side by side.
-bool RowsContiguous(RowMatrix m, int rows) {
-  for (int i = 1; i < rows; ++i)
-    if (m[i] != m[0] + i) return false;
-  return true;
-}
+// Whether the cells of a matrix of one column lie side by side.
+bool IsVector(ConstMatrix m) { return m.columns == 1 && (m.stride == 1 || m.rows == 1); }
+
+// That column as a row.
+ConstMatrix AsRow(ConstMatrix m) { return {m.cells, 1, m.rows}; }
 
 // op(A) times a vector that lies in a row: one inner product for each cell.
 void ByVector(const Product &p) {
-  if (p.rows == 1) {
-    DotProducts(p.b, 0, p.columns, p.a[0], p.inner, p.out[0]);
+  if (p.out.rows == 1) {
+    DotProducts(p.b, p.a[0], p.out[0]);
     return;
   }
-  for (int i = 0; i < p.rows; i += kLaneRows) {
+  for (int i = 0; i < p.out.rows; i += kLaneRows) {
     double dots[kLaneRows];
-    const int rows = std::min(kLaneRows, p.rows - i);
-    DotProducts(p.a + i, 0, rows, p.b[0], p.inner, dots);
+    const int rows = std::min(kLaneRows, p.out.rows - i);
+    DotProducts(p.a.Rows(i, rows), p.b[0], dots);
     for (int r = 0; r < rows; ++r) p.out[i + r][0] = dots[r];
   }
 }
@@ -38,23 +37,29 @@ void ByVector(const Product &p) {
 // The product through panels on the stack, with the same bits whatever the vector width: sums run in order over chunks
 // of the inner index, which are then added up.
 void Untiled(const Product &p) {
-  if (p.transB && (p.rows == 1 || p.columns == 1)) return ByVector(p);
+  if (p.which == Transposed::B && (p.out.rows == 1 || p.out.columns == 1)) return ByVector(p);
   constexpr int chunk = 128;
   alignas(64) double aPanel[chunk * kMaxBlockRows], bPanel[chunk * kMaxBlockColumns];
   const MicroKernel &kernel = CurrentMicroKernel();
-  for (int j = 0; j < p.columns; j += kernel.blockColumns)
-    for (int k = 0; k < p.inner; k += chunk) {
-      const int columns = std::min(kernel.blockColumns, p.columns - j), depth = std::min(chunk, p.inner - k);
-      if (p.transB) {
-        PackRows({p.b, j, columns, k, depth}, kernel.blockColumns, bPanel);
+  const bool packA = p.which == Transposed::A;
+  for (int j = 0; j < p.out.columns; j += kernel.blockColumns)
+    for (int k = 0; k < p.Inner(); k += chunk) {
+      const int columns = std::min(kernel.blockColumns, p.out.columns - j), depth = std::min(chunk, p.Inner() - k);
+      if (p.which == Transposed::B) {
+        PackRows(p.b.Block(j, columns, k, depth), kernel.blockColumns, bPanel);
       } else {
-        PackColumns({p.b, k, depth, j, columns}, kernel.blockColumns, kernel.packColumns, bPanel);
+        PackColumns(p.b.Block(k, depth, j, columns), kernel.blockColumns, kernel.packColumns, bPanel);
       }
-      for (int i = p.symmetric ? j : 0, rows = 0; i < p.rows; i += rows) {
-        rows = p.transA ? std::min(kernel.blockRows, p.rows - i) : p.rows - i;
-        if (p.transA) PackColumns({p.a, k, depth, i, rows}, kernel.blockRows, kernel.packRows, aPanel);
-        MultiplyPanels({p.transA ? nullptr : p.a + i, k, p.transA ? aPanel : nullptr, bPanel, rows, columns, depth,
-                        p.out + i, j, k > 0, kNoDiagonal},
+      for (int i = p.symmetric ? j : 0, rows = 0; i < p.out.rows; i += rows) {
+        rows = packA ? std::min(kernel.blockRows, p.out.rows - i) : p.out.rows - i;
+        if (packA) PackColumns(p.a.Block(k, depth, i, rows), kernel.blockRows, kernel.packRows, aPanel);
+        MultiplyPanels({.a = packA ? ConstMatrix() : p.a.Block(i, rows, k, depth),
+                        .aPanels = packA ? aPanel : nullptr,
+                        .bPanels = bPanel,
+                        .depth = depth,
+                        .c = p.out.Block(i, rows, j, columns),
+                        .add = k > 0,
+                        .diagonal = kNoDiagonal},
                        kernel, kernel.exactBlock);
       }
     }
@@ -64,65 +69,46 @@ void Untiled(const Product &p) {
 void TiledOrNot(const Product &p, bool tile) {
   if (tile && TiledProduct(p)) return;
   Untiled(p);
-  if (p.symmetric) MirrorLower(p.out, p.rows);
+  if (p.symmetric) MirrorLower(p.out);
 }
 
-void MulABt(RowMatrix out, RowMatrix a, int rA, int cA, RowMatrix b, int rB) {
-  if (rA == 1 && rB == 1) {
-    out[0][0] = DotProduct(a[0], b[0], cA);
+// A and B are the same view where `symmetric` is set.
+void MulABt(Matrix out, ConstMatrix a, ConstMatrix b, bool symmetric) {
+  if (a.rows == 1 && b.rows == 1) {
+    out[0][0] = DotProduct(a[0], b[0], a.columns);
   } else {
-    TiledOrNot({out, a, b, rA, rB, cA, false, true, false}, AtLeast(cA, rB, kTileBudget));
+    TiledOrNot({out, a, b, Transposed::B, symmetric}, AtLeast(a.columns, b.rows, kTileBudget));
   }
 }
 
-void MulAAt(RowMatrix out, RowMatrix a, int rows, int columns) {
-  if (rows == 1) {
-    out[0][0] = DotProduct(a[0], a[0], columns);
+void MulAB(Matrix out, ConstMatrix a, ConstMatrix b) {
+  if (IsVector(b)) {
+    MulABt(out, a, AsRow(b), false);
   } else {
-    TiledOrNot({out, a, a, rows, rows, columns, false, true, true}, AtLeast(rows, columns, kTileBudget));
+    TiledOrNot({out, a, b, Transposed::None, false}, AtLeast(b.rows, b.columns, kTileFrom));
   }
 }
 
-void MulAB(RowMatrix out, RowMatrix a, int rA, int cA, RowMatrix b, int cB) {
-  if (cB == 1 && RowsContiguous(b, cA)) {
-    MulABt(out, a, rA, cA, b, 1);  // B's column read as a row
+void MulAtB(Matrix out, ConstMatrix a, ConstMatrix b, bool symmetric) {
+  if (IsVector(a) && IsVector(b)) {
+    out[0][0] = DotProduct(a[0], b[0], a.rows);
   } else {
-    TiledOrNot({out, a, b, rA, cB, cA, false, false, false}, AtLeast(cA, cB, kTileFrom));
-  }
-}
-
-void MulAtB(RowMatrix out, RowMatrix a, int rA, int cA, RowMatrix b, int cB) {
-  if (cA == 1 && cB == 1 && RowsContiguous(a, rA) && RowsContiguous(b, rA)) {
-    out[0][0] = DotProduct(a[0], b[0], rA);
-  } else {
-    TiledOrNot({out, a, b, cA, cB, rA, true, false, false},
-               AtLeast(rA, cB, kTileFrom) || AtLeast(rA, cA, kTileFromTransposed));
-  }
-}
-
-void MulAtA(RowMatrix out, RowMatrix a, int rows, int columns) {
-  if (columns == 1 && RowsContiguous(a, rows)) {
-    out[0][0] = DotProduct(a[0], a[0], rows);
-  } else {
-    TiledOrNot({out, a, a, columns, columns, rows, true, false, true}, AtLeast(rows, columns, kTileFromTransposed));
+    TiledOrNot({out, a, b, Transposed::A, symmetric}, (!symmetric && AtLeast(b.rows, b.columns, kTileFrom)) ||
+                                                          AtLeast(a.rows, a.columns, kTileFromTransposed));
   }
 }
 
 }  // namespace
 
-void KernelMultiply(RowMatrix out, RowMatrix a, int rA, int cA, RowMatrix b, int rB, int cB, bool transA, bool transB) {
-  const int rows = transA ? cA : rA;
-  const int columns = transB && !transA ? rB : cB;
-  const int inner = transA ? rA : cA;
-  if (inner == 0) MatFillMissing(out, rows, columns);
-  if (rows < 1 || columns < 1 || inner < 1) return;
-  const bool same = a == b && rA == rB && cA == cB;
-  if (transA) {
-    same ? MulAtA(out, a, rA, cA) : MulAtB(out, a, rA, cA, b, cB);
-  } else if (!transB) {
-    MulAB(out, a, rA, cA, b, cB);
-  } else {
-    same ? MulAAt(out, a, rA, cA) : MulABt(out, a, rA, cA, b, rB);
+void KernelMultiply(Matrix out, ConstMatrix a, ConstMatrix b, Transposed which) {
+  const int inner = which == Transposed::A ? a.rows : a.columns;
+  if (inner == 0) FillMissing(out);
+  if (out.Empty() || inner < 1) return;
+  const bool same = a == b;
+  switch (which) {
+    case Transposed::None: MulAB(out, a, b); break;
+    case Transposed::A: MulAtB(out, a, b, same); break;
+    case Transposed::B: MulABt(out, a, b, same); break;
   }
 }
 

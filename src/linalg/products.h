@@ -1,32 +1,25 @@
 // Dense matrix products.
 //
-// All products of the library go through KernelMultiply. Outputs must not alias an input. Row tables may be the host's,
-// with any distance between rows.
+// All products of the library go through KernelMultiply. Outputs must not alias an input.
 #pragma once
 
 #include "linalg/kernel.h"
 
 namespace tessel {
 
-// The product of A (stored rA x cA) and B (stored rB x cB), chosen by the flags:
-//   transA          out (cA x cB) = A'B; transB is not looked at
-//   neither         out (rA x cB) = A B
-//   transB          out (rA x rB) = A B'
-// An inner size of 0 fills `out` with the missing value; any other size below 1 leaves it unchanged. A product of a
-// matrix with itself (the same row table and sizes) comes out exactly symmetric. It cannot fail: where work memory for
-// the tiled form cannot be had, the untiled one gives the same result to rounding.
-void KernelMultiply(RowMatrix out, RowMatrix a, int rA, int cA, RowMatrix b, int rB, int cB, bool transA, bool transB);
+// The product of A (stored rA x cA) and B (stored rB x cB):
+//   Transposed::None        out (rA x cB) = A B, cA = rB
+//   Transposed::A           out (cA x cB) = A'B, rA = rB
+//   Transposed::B           out (rA x rB) = A B', cA = cB
+// An inner size of 0 fills `out` with the missing value; any other size of 0 leaves it unchanged. A product A'A or A A'
+// of a matrix with itself (the same view twice) comes out exactly symmetric. It cannot fail: where work memory for the
+// tiled form cannot be had, the untiled one gives the same result to rounding.
+void KernelMultiply(Matrix out, ConstMatrix a, ConstMatrix b, Transposed which);
 
-// out (rA x cB) = A B. Returns out.
-inline RowMatrix MatMul(RowMatrix a, int rA, int cA, RowMatrix b, int cB, RowMatrix out) {
-  kernelTable.multiply(out, a, rA, cA, b, cA, cB, false, false);
-  return out;
-}
+// out = A B.
+inline void MatMul(ConstMatrix a, ConstMatrix b, Matrix out) { kernelTable.multiply(out, a, b, Transposed::None); }
 
-// out (rA x rB) = A B', with B stored rB x cA. Returns out.
-inline RowMatrix MatMulBt(RowMatrix a, int rA, int cA, RowMatrix b, int rB, RowMatrix out) {
-  kernelTable.multiply(out, a, rA, cA, b, rB, cA, false, true);
-  return out;
-}
+// out = A B'.
+inline void MatMulBt(ConstMatrix a, ConstMatrix b, Matrix out) { kernelTable.multiply(out, a, b, Transposed::B); }
 
 }  // namespace tessel

@@ -35,9 +35,7 @@ Candidate LargestNorm(const double *norm, int first, int k) {
 // row; the change is then put off until the next reflection reads the row, so that each step passes over the rows once.
 // Only the cells of the step's own column, which the norms need, change at once.
 struct QrState {
-  RowMatrix x;
-  int k;
-  int t;
+  Matrix x;
   double *norm;   // squared norms of what remains of each row
   double *scale;  // the multiple of v that row r has yet to receive
   double *v;      // the vector of the last step
@@ -45,13 +43,13 @@ struct QrState {
 };
 
 void Settle(const QrState &s, int r, int from) {
-  CurrentRowKernels().addScaled(s.x[r] + from, s.scale[r], s.v + from, s.t - from);
+  CurrentRowKernels().addScaled(s.x[r] + from, s.scale[r], s.v + from, s.x.columns - from);
   s.scale[r] = 0;
 }
 
 void ExchangeRows(const QrState &s, int i, int p) {
   if (p == i) return;
-  std::swap_ranges(s.x[i], s.x[i] + s.t, s.x[p]);
+  std::swap_ranges(s.x[i], s.x[i] + s.x.columns, s.x[p]);
   std::swap(s.norm[i], s.norm[p]);
   std::swap(s.scale[i], s.scale[p]);
 }
@@ -60,29 +58,30 @@ void ExchangeRows(const QrState &s, int i, int p) {
 double Reflect(const QrState &s, int i) {
   double *own = s.x[i] + i;
   double *w = s.w + i;
-  const int n = s.t - i;
+  const int n = s.x.columns - i, below = i + 1;
   Settle(s, i, i);
   std::copy_n(own, n, w);
-  const double beta = HouseholderVector(w, n);
+  const double beta = HouseholderVector({w, static_cast<std::size_t>(n)});
   own[0] += DotProduct(own, w, n) * beta * w[0];
   std::copy_n(w + 1, n - 1, own + 1);
-  CurrentRowKernels().addScaledAndDot(s.x + i + 1, s.k - i - 1, i, s.scale + i + 1, s.v + i, w, n, s.scale + i + 1);
-  for (int r = i + 1; r < s.k; ++r) s.x[r][i] += (s.scale[r] *= beta) * w[0];
+  CurrentRowKernels().addScaledAndDot(s.x.Block(below, s.x.rows - below, i, n), s.scale + below, s.v + i, w,
+                                      s.scale + below);
+  for (int r = below; r < s.x.rows; ++r) s.x[r][i] += (s.scale[r] *= beta) * w[0];
   return beta;
 }
 
 // Takes column i, which is finished, off the squared norms of the rows after i.
 void ReduceNorms(const QrState &s, int i) {
-  for (int r = i + 1; r < s.k; ++r) {
+  for (int r = i + 1; r < s.x.rows; ++r) {
     s.norm[r] -= s.x[r][i] * s.x[r][i];
     if (!(kNormLost > s.norm[r])) continue;
     Settle(s, r, i + 1);
-    s.norm[r] = SumOfSquares(s.x[r] + i + 1, s.t - i - 1);
+    s.norm[r] = SumOfSquares(s.x[r] + i + 1, s.x.columns - i - 1);
   }
 }
 
 // Makes the unit lower triangle and reciprocal pivots of X X' = U D U' out of the leading block of L', in place.
-void ScaleToLdl(RowMatrix x, int rank) {
+void ScaleToLdl(Matrix x, int rank) {
   for (int i = 0; i < rank; ++i) {
     const double d = 1 / x[i][i];
     x[i][i] = d * d;
@@ -91,104 +90,109 @@ void ScaleToLdl(RowMatrix x, int rank) {
 }
 
 // Cells i..rank-1 of row i of the inverse, from the factor that ScaleToLdl leaves.
-void InverseFromLdl(RowMatrix x, int rank, int i, double *row) {
+void InverseFromLdl(ConstMatrix x, int rank, int i, double *row) {
   row[i] = 1;
   for (int j = i + 1; j < rank; ++j) row[j] = -DotProduct(x[j] + i, row + i, j - i);
   row[rank - 1] *= x[rank - 1][rank - 1];
   for (int q = rank - 2; q >= i; --q) row[q] = x[q][q] * row[q] - DotProduct(x[q] + q + 1, row + q + 1, rank - 1 - q);
 }
 
-// Undoes the exchanges 0..count-1 within one row.
-void UnpivotRow(double *row, int count, const int *pivot) {
-  if (pivot == nullptr) return;
-  for (int i = count - 1; i >= 0; --i)
-    if (pivot[i] != i) std::swap(row[i], row[pivot[i]]);
+// Undoes the given exchanges within one row.
+void UnpivotRow(double *row, std::span<const int> pivot) {
+  for (std::size_t i = pivot.size(); i-- > 0;) std::swap(row[i], row[pivot[i]]);
 }
 
 // Undoes them in the rows and in the columns of a k x k matrix.
-void UnpivotSquare(RowMatrix s, int k, int count, const int *pivot) {
-  if (pivot == nullptr) return;
-  for (int i = count - 1; i >= 0; --i)
-    if (pivot[i] != i) std::swap_ranges(s[i], s[i] + k, s[pivot[i]]);
-  for (int i = 0; i < k; ++i) UnpivotRow(s[i], count, pivot);
+void UnpivotSquare(Matrix s, std::span<const int> pivot) {
+  for (int i = static_cast<int>(pivot.size()) - 1; i >= 0; --i) {
+    const int other = pivot[static_cast<std::size_t>(i)];
+    if (other != i) std::swap_ranges(s[i], s[i] + s.columns, s[other]);
+  }
+  for (int i = 0; i < s.rows; ++i) UnpivotRow(s[i], pivot);
 }
 
-void SolveCoefficients(RowMatrix x, int k, const int *pivot, int rank, RowMatrix y, int m, RowMatrix b) {
-  MatZero(b, m, k);
-  for (int q = 0; q < m; ++q) {
-    for (int i = rank - 1; i >= 0; --i)
-      b[q][i] = (y[q][i] - DotProduct(x[i] + i + 1, b[q] + i + 1, rank - 1 - i)) / x[i][i];
-    UnpivotRow(b[q], rank, pivot);
+// The exchanges of the first `count` steps.
+std::span<const int> Exchanges(const QrFactor &f, int count) {
+  return f.pivot.first(std::min(f.pivot.size(), static_cast<std::size_t>(count)));
+}
+
+void SolveCoefficients(const QrFactor &f, ConstMatrix y, Matrix b) {
+  FillZero(b);
+  for (int q = 0; q < y.rows; ++q) {
+    for (int i = f.rank - 1; i >= 0; --i)
+      b[q][i] = (y[q][i] - DotProduct(f.x[i] + i + 1, b[q] + i + 1, f.rank - 1 - i)) / f.x[i][i];
+    UnpivotRow(b[q], Exchanges(f, f.rank));
   }
 }
 
-void RebuildMoments(RowMatrix x, int k, int t, const int *pivot, RowMatrix xtx) {
-  for (int i = 0; i < k; ++i)
-    for (int j = 0; j <= i; ++j) xtx[i][j] = xtx[j][i] = DotProduct(x[i], x[j], std::min(j + 1, t));
-  UnpivotSquare(xtx, k, k, pivot);
+void RebuildMoments(const QrFactor &f, Matrix xtx) {
+  for (int i = 0; i < f.x.rows; ++i)
+    for (int j = 0; j <= i; ++j) xtx[i][j] = xtx[j][i] = DotProduct(f.x[i], f.x[j], std::min(j + 1, f.x.columns));
+  UnpivotSquare(xtx, Exchanges(f, f.x.rows));
 }
 
-void InvertMoments(RowMatrix x, int k, const int *pivot, int rank, RowMatrix xtxInv) {
-  ScaleToLdl(x, rank);
-  MatZero(xtxInv, k, k);
-  for (int i = 0; i < rank; ++i) InverseFromLdl(x, rank, i, xtxInv[i]);
-  for (int i = 0; i < rank; ++i)
+void InvertMoments(const QrFactor &f, Matrix xtxInv) {
+  ScaleToLdl(f.x, f.rank);
+  FillZero(xtxInv);
+  for (int i = 0; i < f.rank; ++i) InverseFromLdl(f.x, f.rank, i, xtxInv[i]);
+  for (int i = 0; i < f.rank; ++i)
     for (int j = 0; j < i; ++j) xtxInv[i][j] = xtxInv[j][i];
-  UnpivotSquare(xtxInv, k, rank, pivot);
+  UnpivotSquare(xtxInv, Exchanges(f, f.rank));
 }
 
 }  // namespace
 
-double HouseholderVector(double *x, int n) {
-  if (n < 1) return 0;
+double HouseholderVector(std::span<double> x) {
+  if (x.empty()) return 0;
   const double alpha = x[0];
   x[0] = 1;
-  const double sigma = SumOfSquares(x + 1, n - 1);
-  if (n == 1 || sigma == 0) return -2;
+  const std::span<double> tail = x.subspan(1);
+  const double sigma = SumOfSquares(tail.data(), static_cast<int>(tail.size()));
+  if (sigma == 0) return -2;
   const double norm = std::sqrt(sigma + alpha * alpha);
   const double c = alpha >= 0 ? alpha + norm : alpha - norm;
   const double scale = 1 / c;
-  for (int j = 1; j < n; ++j) x[j] *= scale;
+  for (double &cell : tail) cell *= scale;
   return -2 / (sigma / (c * c) + 1);
 }
 
-void HouseholderApplyRows(RowMatrix rows, int count, int t, const double *v, int first, int i, double beta) {
-  for (int r = first; r < count; r += kLaneRows) {
-    const int group = std::min(kLaneRows, count - r);
+void HouseholderApplyRows(Matrix rows, const double *v, double beta) {
+  for (int r = 0; r < rows.rows; r += kLaneRows) {
+    const int group = std::min(kLaneRows, rows.rows - r);
     double sums[kLaneRows];
-    DotProducts(rows + r, i, group, v + i, t - i, sums);
-    for (int q = 0; q < group; ++q) CurrentRowKernels().addScaled(rows[r + q] + i, beta * sums[q], v + i, t - i);
+    DotProducts(rows.Rows(r, group), v, sums);
+    for (int q = 0; q < group; ++q) CurrentRowKernels().addScaled(rows[r + q], beta * sums[q], v, rows.columns);
   }
 }
 
-int KernelQrPivot(RowMatrix x, int k, int t, int *pivot, double *beta) {
-  const OwnedBlock<double> rowWork = OwnedBlock<double>::Zeroed(2 * std::int64_t{k});
-  const OwnedBlock<double> columnWork = OwnedBlock<double>::Zeroed(2 * std::int64_t{t});
-  if (!rowWork || !columnWork) return 0;
-  QrState s = {x, k, t, rowWork.get(), rowWork.get() + k, columnWork.get(), columnWork.get() + t};
+Status KernelQrPivot(Matrix x, std::span<int> pivot, std::span<double> beta) {
+  const int k = x.rows, t = x.columns;
+  const auto rowWork = OwnedBlock<double>::Zeroed(2 * std::int64_t{k});
+  const auto columnWork = OwnedBlock<double>::Zeroed(2 * std::int64_t{t});
+  if (!rowWork || !columnWork) return Status::NoMemory;
+  QrState s = {x, rowWork.get(), rowWork.get() + k, columnWork.get(), columnWork.get() + t};
   for (int r = 0; r < k; ++r) s.norm[r] = SumOfSquares(x[r], t);
   int i = 0;
   for (; i < std::min(k, t); ++i) {
-    const Candidate next = pivot != nullptr ? LargestNorm(s.norm, i, k) : Candidate{i, s.norm[i]};
+    const Candidate next = pivot.empty() ? Candidate{i, s.norm[i]} : LargestNorm(s.norm, i, k);
     if (next.norm == 0) break;
-    if (pivot != nullptr) pivot[i] = next.row;
+    if (!pivot.empty()) pivot[static_cast<std::size_t>(i)] = next.row;
     ExchangeRows(s, i, next.row);
-    beta[i] = Reflect(s, i);
+    beta[static_cast<std::size_t>(i)] = Reflect(s, i);
     std::swap(s.v, s.w);
     ReduceNorms(s, i);
   }
   for (int r = i; r < k; ++r) {
     Settle(s, r, i);
-    if (pivot != nullptr) pivot[r] = r;
+    if (!pivot.empty()) pivot[static_cast<std::size_t>(r)] = r;
     if (r < t) x[r][r] = 0;
   }
-  return 1;
+  return Status::Ok;
 }
 
-int QrRank(RowMatrix x, int k, int t, int *rank) {
-  const int n = std::min(k, t);
-  *rank = 0;
-  if (n < 1) return QrRankDeficient;
+QrRankResult QrRank(ConstMatrix x) {
+  const int n = std::min(x.rows, x.columns);
+  if (n < 1) return {QrRankDeficient, 0};
   double largest = SumOfSquares(x[0], 1);
   double smallest = largest;
   for (int i = 1; i < n; ++i) {
@@ -196,38 +200,41 @@ int QrRank(RowMatrix x, int k, int t, int *rank) {
     largest = std::max(largest, norm);
     smallest = std::min(smallest, norm);
   }
-  if (largest == 0) return QrRankDeficient;
+  if (largest == 0) return {QrRankDeficient, 0};
   const double limit = MatTolerance() * std::sqrt(largest);
-  while (*rank < n && std::fabs(x[*rank][*rank]) > limit) ++*rank;
+  int rank = 0;
+  while (rank < n && std::fabs(x[rank][rank]) > limit) ++rank;
   const bool ill = MatTolerance() >= smallest / largest;
-  if (*rank < n) return ill ? QrRankDeficientIll : QrRankDeficient;
-  return ill ? QrFullRankIll : QrFullRank;
+  if (rank < n) return {ill ? QrRankDeficientIll : QrRankDeficient, rank};
+  return {ill ? QrFullRankIll : QrFullRank, rank};
 }
 
-void QrSolve(RowMatrix x, int k, int t, const int *pivot, int rank, const double *beta, RowMatrix y, int m, RowMatrix b,
-             RowMatrix xtxInv, RowMatrix xtx) {
-  for (int i = 0; i < rank; ++i) {
+void QrSolve(const QrFactor &f, Matrix y, const QrOutputs &out) {
+  const Matrix x = f.x;
+  for (int i = 0; i < f.rank; ++i) {
     const double diagonal = std::exchange(x[i][i], 1.0);
-    HouseholderApplyRows(y, m, t, x[i], 0, i, beta[i]);
+    HouseholderApplyRows(y.Columns(i, y.columns - i), x[i] + i, f.beta[static_cast<std::size_t>(i)]);
     x[i][i] = diagonal;
   }
-  if (b == nullptr && xtxInv == nullptr && xtx == nullptr) return;
-  for (int i = 0; i < rank; ++i)
-    for (int j = i + 1; j < rank; ++j) x[i][j] = x[j][i];
-  if (b != nullptr) SolveCoefficients(x, k, pivot, rank, y, m, b);
-  if (xtx != nullptr) RebuildMoments(x, k, t, pivot, xtx);
-  if (xtxInv != nullptr) InvertMoments(x, k, pivot, rank, xtxInv);
+  if (!out.b && !out.xtxInv && !out.xtx) return;
+  for (int i = 0; i < f.rank; ++i)
+    for (int j = i + 1; j < f.rank; ++j) x[i][j] = x[j][i];
+  if (out.b) SolveCoefficients(f, y, out.b);
+  if (out.xtx) RebuildMoments(f, out.xtx);
+  if (out.xtxInv) InvertMoments(f, out.xtxInv);
 }
 
-int MatOlsQr(RowMatrix x, int k, int t, RowMatrix y, int m, RowMatrix b, RowMatrix xtxInv, RowMatrix xtx) {
-  const OwnedBlock<int> pivot(k);
-  const OwnedBlock<double> beta(k);
-  if (!pivot || !beta) return QrNoMemory;
-  if (kernelTable.qrPivot(x, k, t, pivot.get(), beta.get()) == 0) return QrNoMemory;
-  int rank = 0;
-  const int code = QrRank(x, k, t, &rank);
-  QrSolve(x, k, t, pivot.get(), rank, beta.get(), y, m, b, xtxInv, xtx);
-  return code;
+QrResult MatOlsQr(Matrix x, Matrix y, const QrOutputs &out) {
+  const OwnedBlock<int> pivot(x.rows);
+  const OwnedBlock<double> beta(x.rows);
+  if (!pivot || !beta) return {};
+  const auto k = static_cast<std::size_t>(x.rows);
+  const std::span<int> exchanges(pivot.get(), k);
+  const std::span<double> scales(beta.get(), k);
+  if (Failed(kernelTable.qrPivot(x, exchanges, scales))) return {};
+  const QrRankResult found = QrRank(x);
+  QrSolve({x, exchanges, scales, found.rank}, y, out);
+  return {Status::Ok, found.code, found.rank};
 }
 
 }  // namespace tessel

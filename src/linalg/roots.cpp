@@ -13,9 +13,8 @@ constexpr int kExceptionalShiftEvery = 10;
 
 // The state of the iteration on the active block, rows first..last of h.
 struct FrancisIteration {
-  RowMatrix h;
-  double *re;
-  double *im;
+  Matrix h;
+  std::span<Complex> values;
   int low;
   int first = 0;
   int last = 0;
@@ -24,12 +23,13 @@ struct FrancisIteration {
   double w = 0;                // product of the corner's off-diagonal cells
   double p = 0, q = 0, r = 0;  // the column that the next reflection maps onto its first cell
 
+  Complex &Value(int row) const { return values[static_cast<std::size_t>(row)]; }
   bool CornerIsFinite() const { return std::isfinite(x) && std::isfinite(y) && std::isfinite(w); }
 };
 
 // The row at which the active block begins: the lowest row with a negligible cell left of its diagonal.
 int FindFirst(const FrancisIteration &it) {
-  const RowMatrix h = it.h;
+  const Matrix h = it.h;
   for (int l = it.last; l > it.low; --l) {
     if (std::fabs(h[l][l - 1]) <= (std::fabs(h[l][l]) + std::fabs(h[l - 1][l - 1])) * kPrecision) return l;
   }
@@ -37,7 +37,7 @@ int FindFirst(const FrancisIteration &it) {
 }
 
 void ReadCorner(FrancisIteration &it) {
-  const RowMatrix h = it.h;
+  const Matrix h = it.h;
   const int n = it.last;
   it.x = h[n][n];
   it.y = h[n - 1][n - 1];
@@ -53,19 +53,17 @@ void StorePair(const FrancisIteration &it) {
   const double x = it.x + it.shift;
   if (q > 0) {
     const double zz = p < 0 ? p - root : p + root;
-    it.re[n - 1] = x + zz;
-    it.re[n] = x - it.w / zz;
-    it.im[n - 1] = it.im[n] = 0;
+    it.Value(n - 1) = {x + zz, 0};
+    it.Value(n) = {x - it.w / zz, 0};
   } else {
-    it.re[n - 1] = it.re[n] = x + p;
-    it.im[n - 1] = root;
-    it.im[n] = -root;
+    it.Value(n - 1) = {x + p, root};
+    it.Value(n) = {x + p, -root};
   }
 }
 
 // Wilkinson's ad hoc shift, which breaks cycles.
 void ShiftExceptionally(FrancisIteration &it) {
-  const RowMatrix h = it.h;
+  const Matrix h = it.h;
   const int n = it.last;
   it.shift += it.x;
   for (int i = it.low; i <= n; ++i) h[i][i] -= it.x;
@@ -77,7 +75,7 @@ void ShiftExceptionally(FrancisIteration &it) {
 // The row at which the sweep may start: the lowest with two consecutive small subdiagonal cells above it. Leaves the
 // first column of (H - x)(H - y) - w, from that row on, in p, q, r, scaled to sum 1.
 int FindStart(FrancisIteration &it) {
-  const RowMatrix h = it.h;
+  const Matrix h = it.h;
   int m = it.last - 2;
   for (;; --m) {
     const double zz = h[m][m];
@@ -103,7 +101,7 @@ struct Reflector {
 };
 
 void ReflectThree(const FrancisIteration &it, int k, const Reflector &f) {
-  const RowMatrix h = it.h;
+  const Matrix h = it.h;
   for (int j = k; j <= it.last; ++j) {
     const double p = h[k][j] + f.q * h[k + 1][j] + f.r * h[k + 2][j];
     h[k][j] -= p * f.x;
@@ -119,7 +117,7 @@ void ReflectThree(const FrancisIteration &it, int k, const Reflector &f) {
 }
 
 void ReflectTwo(const FrancisIteration &it, int k, const Reflector &f) {
-  const RowMatrix h = it.h;
+  const Matrix h = it.h;
   for (int j = k; j <= it.last; ++j) {
     const double p = h[k][j] + f.q * h[k + 1][j];
     h[k][j] -= p * f.x;
@@ -134,7 +132,7 @@ void ReflectTwo(const FrancisIteration &it, int k, const Reflector &f) {
 
 // One double QR step: the bulge is made at row m and chased to the bottom of the block.
 void Sweep(FrancisIteration &it, int m) {
-  const RowMatrix h = it.h;
+  const Matrix h = it.h;
   for (int i = m + 2; i <= it.last; ++i) {
     h[i][i - 2] = 0;
     if (i != m + 2) h[i][i - 3] = 0;
@@ -171,8 +169,7 @@ int Deflate(FrancisIteration &it, int maxIter) {
   for (int count = 0;; ++count) {
     it.first = FindFirst(it);
     if (it.first == it.last) {
-      it.re[it.last] = it.h[it.last][it.last] + it.shift;
-      it.im[it.last] = 0;
+      it.Value(it.last) = {it.h[it.last][it.last] + it.shift, 0};
       it.last -= 1;
       return count;
     }
@@ -190,52 +187,46 @@ int Deflate(FrancisIteration &it, int maxIter) {
 
 }  // namespace
 
-void HessenbergEigenvalues(RowMatrix h, double *re, double *im, int n, int low, int high, int maxIter, int *info) {
-  low = std::max(low, 0);
-  high = std::min(high, n - 1);
-  for (int i = 0; i < n; ++i) {
-    if (i >= low && i <= high) continue;
-    re[i] = h[i][i];
-    im[i] = 0;
-  }
-  *info = 0;
-  FrancisIteration it{.h = h, .re = re, .im = im, .low = low};
+EigenvalueResult HessenbergEigenvalues(Matrix h, RowRange range, int maxIter, std::span<Complex> values) {
+  const int low = std::max(range.low, 0), high = std::min(range.high, h.rows - 1);
+  FrancisIteration it{.h = h, .values = values, .low = low};
+  for (int i = 0; i < h.rows; ++i)
+    if (i < low || i > high) it.Value(i) = {h[i][i], 0};
+  EigenvalueResult result;
   it.last = high;
   while (it.last >= low) {
     const int taken = Deflate(it, maxIter);
     if (taken < 0) {
-      *info = -it.last;
-      return;
+      result.status = Status::NotConverged;
+      result.stoppedAt = it.last;
+      break;
     }
-    *info += std::min(taken, std::numeric_limits<int>::max() - *info);
+    result.iterations += std::min(taken, std::numeric_limits<int>::max() - result.iterations);
   }
+  return result;
 }
 
-int PolyRoots(const double *coef, double *re, double *im, int n) {
-  const OwnedRows companion(n, n);
-  if (coef == nullptr || re == nullptr || im == nullptr || !companion) return 2;
-  const RowMatrix h = MatZero(companion.get(), n, n);
-  for (int j = 0; j < n; ++j) h[0][j] = -coef[j];
-  for (int i = 1; i < n; ++i) h[i][i - 1] = 1;
-  int info = 0;
-  HessenbergEigenvalues(h, re, im, n, 0, n - 1, 50 * n, &info);
-  return info < 0 ? 1 : 0;
+Status PolyRoots(std::span<const double> coefficients, std::span<Complex> roots) {
+  const auto n = static_cast<int>(coefficients.size());
+  if (n < 1 || roots.size() < coefficients.size()) return Status::Invalid;
+  const OwnedMatrix companion(n, n);
+  if (!companion) return Status::NoMemory;
+  FillZero(companion);
+  for (int j = 0; j < n; ++j) companion[0][j] = -coefficients[static_cast<std::size_t>(j)];
+  for (int i = 1; i < n; ++i) companion[i][i - 1] = 1;
+  return HessenbergEigenvalues(companion, {0, n - 1}, 50 * n, roots).status;
 }
 
-int ComplexDivide(double ar, double ai, double br, double bi, double *outRe, double *outIm) {
-  if (br == 0 && bi == 0) return 0;
-  if (std::fabs(br) > std::fabs(bi)) {
-    const double r = bi / br;
-    const double d = br + r * bi;
-    *outRe = (ar + r * ai) / d;
-    *outIm = (ai - r * ar) / d;
-  } else {
-    const double r = br / bi;
-    const double d = bi + r * br;
-    *outRe = (r * ar + ai) / d;
-    *outIm = (r * ai - ar) / d;
+std::optional<Complex> ComplexDivide(Complex a, Complex b) {
+  if (b.re == 0 && b.im == 0) return std::nullopt;
+  if (std::fabs(b.re) > std::fabs(b.im)) {
+    const double r = b.im / b.re;
+    const double d = b.re + r * b.im;
+    return Complex{(a.re + r * a.im) / d, (a.im - r * a.re) / d};
   }
-  return 1;
+  const double r = b.re / b.im;
+  const double d = b.im + r * b.re;
+  return Complex{(r * a.re + a.im) / d, (r * a.im - a.re) / d};
 }
 
 double Hypot(double x, double y) {

@@ -1,32 +1,52 @@
 // Roots of real polynomials through the eigenvalues of a Hessenberg matrix, and two operations on complex numbers.
 #pragma once
 
-#include "core/row_matrix.h"
+#include <optional>
+#include <span>
+
+#include "core/matrix.h"
+#include "core/status.h"
 
 namespace tessel {
 
-// All n roots of z^n + coef[0] z^(n-1) + ... + coef[n-1] = 0, as eigenvalues of the companion matrix.
-//
-// coef, re, im: n doubles each; root i is re[i] + im[i] i. Roots stand where the iteration found them: their order has
-// no meaning, but a complex pair is adjacent, the root with the positive imaginary part first. A multiple root of
-// order p is found to about the p-th root of the working precision.
-//
-// 0 on success; 1 when the iteration fails, with re and im partly set; 2 when a vector is null, n is below 1 or there
-// is no work memory, with nothing set. Takes one n x n work matrix.
-int PolyRoots(const double *coef, double *re, double *im, int n);
+struct Complex {
+  double re = 0;
+  double im = 0;
+};
 
-// All eigenvalues of a real upper Hessenberg matrix by Francis' double-shift QR iteration with deflation (Martin,
-// Peters and Wilkinson 1970, Numerische Mathematik 14, 219-231; EISPACK's hqr).
+// All n roots of z^n + c[0] z^(n-1) + ... + c[n-1] = 0 for n coefficients c, as eigenvalues of the companion matrix.
 //
-// h: n x n, destroyed; cells below the subdiagonal are not looked at. Rows outside low..high are taken as triangular:
-// their diagonal cells are eigenvalues already. maxIter limits the iterations spent on each eigenvalue or pair.
-// info: the total number of iterations, or, when the limit was reached or the matrix is no longer finite, minus the
-// index of the row at which the iteration stopped; eigenvalues above that row are set then.
-void HessenbergEigenvalues(RowMatrix h, double *re, double *im, int n, int low, int high, int maxIter, int *info);
+// Roots stand where the iteration found them: their order has no meaning, but a complex pair is adjacent, the root with
+// the positive imaginary part first. A multiple root of order p is found to about the p-th root of the working
+// precision. Takes one n x n work matrix.
+//   NotConverged   the iteration failed; the roots are partly set
+//   NoMemory       nothing is set
+//   Invalid        no coefficients, or not as many roots; nothing is set
+Status PolyRoots(std::span<const double> coefficients, std::span<Complex> roots);
 
-// (ar + ai i) / (br + bi i) without needless overflow (Smith 1962, CACM 5, 435). 1; or 0, with nothing stored, when the
-// divisor is exactly 0.
-int ComplexDivide(double ar, double ai, double br, double bi, double *outRe, double *outIm);
+// Rows low..high, both included.
+struct RowRange {
+  int low, high;
+};
+
+struct EigenvalueResult {
+  Status status = Status::Ok;  // or NotConverged
+  int iterations = 0;          // in all
+  int stoppedAt = -1;          // NotConverged: the row at which it stopped; the values of the rows after it are set
+};
+
+// All eigenvalues of a real upper Hessenberg matrix (n x n, destroyed) by Francis' double-shift QR iteration with
+// deflation (Martin, Peters and Wilkinson 1970, "The QR algorithm for real Hessenberg matrices", Numerische Mathematik
+// 14, 219-231; EISPACK's hqr).
+//
+// Cells below the subdiagonal are not looked at. Rows outside the range are taken as triangular: their diagonal cells
+// are eigenvalues already. NotConverged when maxIter iterations were spent on an eigenvalue or pair, or the matrix is
+// no longer finite.
+EigenvalueResult HessenbergEigenvalues(Matrix h, RowRange range, int maxIter, std::span<Complex> values);
+
+// a / b without needless overflow (Smith 1962, "Algorithm 116: Complex division", Communications of the ACM 5, 435).
+// Empty when the divisor is exactly 0.
+std::optional<Complex> ComplexDivide(Complex a, Complex b);
 
 // sqrt(x^2 + y^2) without overflow of the squares.
 double Hypot(double x, double y);

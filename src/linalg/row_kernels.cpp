@@ -9,17 +9,18 @@
 namespace tessel {
 namespace {
 
-// Where fewer rows remain than are taken at once, the last one stands in for the missing: its sums are formed twice.
+// Short groups repeat their last row, whose sums are then formed more than once.
 
-[[gnu::always_inline]] inline void DotFourBody(const double *const *rows, int count, int at, const double *y, int n,
-                                               const double *partial, std::int64_t step, double sums[4]) {
+[[gnu::always_inline]] inline void DotFourBody(ConstMatrix rows, const double *y, const double *partial,
+                                               std::int64_t step, double sums[4]) {
+  const int n = rows.columns;
   const double *x[4];
   Four s[4];
   constexpr double none[4] = {};
   const double *before = partial != nullptr ? partial : none;
   for (int r = 0; r < 4; ++r) {
-    const int row = std::min(r, count - 1);
-    x[r] = rows[row] + at;
+    const int row = std::min(r, rows.rows - 1);
+    x[r] = rows[row];
     s[r] = At(before + (partial != nullptr ? row * step : 0)).v;
   }
   const int whole = partial != nullptr || n > 4 ? n - n % 4 : 0;
@@ -41,21 +42,22 @@ namespace {
 // Elements per pass of AccumulateBody: four rows of a and the rows of b then stay in the first two caches.
 constexpr int kPassLength = 512;
 
-[[gnu::always_inline]] inline void AccumulateTile(const PartialSums &sums, const double *const *a, int aCount,
-                                                  const double *const *b, int bCount, int i, int j, int from, int to) {
+[[gnu::always_inline]] inline void AccumulateTile(const PartialSums &sums, ConstMatrix a, ConstMatrix b, int i, int j,
+                                                  bool first) {
+  const int aLast = a.rows - 1, bLast = b.rows - 1;
   const double *x[4];
   const double *y[2];
   double *cell[2][4];
   Four s[2][4];
   for (int q = 0; q < 2; ++q) {
-    y[q] = b[std::min(j + q, bCount - 1)];
+    y[q] = b[std::min(j + q, bLast)];
     for (int r = 0; r < 4; ++r) {
-      x[r] = a[std::min(i + r, aCount - 1)];
-      cell[q][r] = sums.At(std::min(i + r, aCount - 1), std::min(j + q, bCount - 1));
-      s[q][r] = from > 0 ? At(cell[q][r]).v : Four{};
+      x[r] = a[std::min(i + r, aLast)];
+      cell[q][r] = sums.At(std::min(i + r, aLast), std::min(j + q, bLast));
+      s[q][r] = first ? Four{} : At(cell[q][r]).v;
     }
   }
-  for (int k = from; k < to; k += 4) {
+  for (int k = 0; k < a.columns; k += 4) {
     const Four y0 = At(y[0] + k).v;
     const Four y1 = At(y[1] + k).v;
     for (int r = 0; r < 4; ++r) {
@@ -68,22 +70,24 @@ constexpr int kPassLength = 512;
     for (int r = 0; r < 4; ++r) At(cell[q][r]).v = s[q][r];
 }
 
-[[gnu::always_inline]] inline void AccumulateBody(const PartialSums &sums, const double *const *a, int aCount,
-                                                  const double *const *b, int bCount, int n) {
-  for (int k = 0; k < n; k += kPassLength)
-    for (int i = 0; i < aCount; i += 4)
-      for (int j = 0; j < bCount; j += 2)
-        AccumulateTile(sums, a, aCount, b, bCount, i, j, k, std::min(k + kPassLength, n));
+[[gnu::always_inline]] inline void AccumulateBody(const PartialSums &sums, ConstMatrix a, ConstMatrix b) {
+  for (int k = 0; k < a.columns; k += kPassLength) {
+    const int length = std::min(kPassLength, a.columns - k);
+    for (int i = 0; i < a.rows; i += 4)
+      for (int j = 0; j < b.rows; j += 2)
+        AccumulateTile(sums, a.Columns(k, length), b.Columns(k, length), i, j, k == 0);
+  }
 }
 
-[[gnu::always_inline]] inline void AddScaledAndDotGroup(double *const *rows, int count, int at, const double *scales,
-                                                        const double *v, const double *w, int n, double *sums) {
+[[gnu::always_inline]] inline void AddScaledAndDotGroup(Matrix rows, int count, const double *scales, const double *v,
+                                                        const double *w, double *sums) {
+  const int n = rows.columns;
   double *x[4];
   double scale[4];
   Four s[4];
   for (Four &sum : s) sum = Four{};
   for (int r = 0; r < count; ++r) {
-    x[r] = rows[r] + at;
+    x[r] = rows[r];
     scale[r] = scales[r];
   }
   const int whole = n > 4 ? n - n % 4 : 0;
@@ -103,12 +107,13 @@ constexpr int kPassLength = 512;
   }
 }
 
-[[gnu::always_inline]] inline void AddScaledAndDotBody(double *const *rows, int count, int at, const double *scales,
-                                                       const double *v, const double *w, int n, double *sums) {
+[[gnu::always_inline]] inline void AddScaledAndDotBody(Matrix rows, const double *scales, const double *v,
+                                                       const double *w, double *sums) {
+  const int count = rows.rows;
   int r = 0;
-  for (; r + 4 <= count; r += 4) AddScaledAndDotGroup(rows + r, 4, at, scales + r, v, w, n, sums + r);
-  for (; r + 2 <= count; r += 2) AddScaledAndDotGroup(rows + r, 2, at, scales + r, v, w, n, sums + r);
-  for (; r < count; ++r) AddScaledAndDotGroup(rows + r, 1, at, scales + r, v, w, n, sums + r);
+  for (; r + 4 <= count; r += 4) AddScaledAndDotGroup(rows.Rows(r, 4), 4, scales + r, v, w, sums + r);
+  for (; r + 2 <= count; r += 2) AddScaledAndDotGroup(rows.Rows(r, 2), 2, scales + r, v, w, sums + r);
+  for (; r < count; ++r) AddScaledAndDotGroup(rows.Rows(r, 1), 1, scales + r, v, w, sums + r);
 }
 
 [[gnu::always_inline]] inline void AddScaledBody(double *x, double scale, const double *v, int n) {
@@ -135,40 +140,32 @@ constexpr int kPassLength = 512;
   for (int c = 0; c < kStripWidth; ++c) row[c] = d == 0 ? 0 : row[c] / d;
 }
 
-[[gnu::always_inline]] inline void SolveLowerBody(const double *const *l, int at, int n, bool hasDiagonal,
-                                                  StripRow *x) {
-  for (int i = 0; i < n; ++i) {
-    SubtractDots(l[i] + at, x, i, x[i]);
-    if (hasDiagonal) DivideRow(x[i], l[i][at + i]);
+[[gnu::always_inline]] inline void SolveLowerBody(ConstMatrix l, bool hasDiagonal, StripRow *x) {
+  for (int i = 0; i < l.rows; ++i) {
+    SubtractDots(l[i], x, i, x[i]);
+    if (hasDiagonal) DivideRow(x[i], l[i][i]);
   }
 }
 
-[[gnu::always_inline]] inline void SolveUpperBody(const double *const *u, int at, int n, StripRow *x) {
-  for (int q = n - 1; q >= 0; --q) {
-    SubtractDots(u[q] + at + q + 1, x + q + 1, n - 1 - q, x[q]);
-    DivideRow(x[q], u[q][at + q]);
+[[gnu::always_inline]] inline void SolveUpperBody(ConstMatrix u, StripRow *x) {
+  for (int q = u.rows - 1; q >= 0; --q) {
+    SubtractDots(u[q] + q + 1, x + q + 1, u.rows - 1 - q, x[q]);
+    DivideRow(x[q], u[q][q]);
   }
 }
 
 namespace baseline {
 
-void DotFour(const double *const *rows, int count, int at, const double *y, int n, const double *partial,
-             std::int64_t step, double sums[4]) {
-  DotFourBody(rows, count, at, y, n, partial, step, sums);
+void DotFour(ConstMatrix rows, const double *y, const double *partial, std::int64_t step, double sums[4]) {
+  DotFourBody(rows, y, partial, step, sums);
 }
-void Accumulate(const PartialSums &sums, const double *const *a, int aCount, const double *const *b, int bCount,
-                int n) {
-  AccumulateBody(sums, a, aCount, b, bCount, n);
-}
-void AddScaledAndDot(double *const *rows, int count, int at, const double *scales, const double *v, const double *w,
-                     int n, double *sums) {
-  AddScaledAndDotBody(rows, count, at, scales, v, w, n, sums);
+void Accumulate(const PartialSums &sums, ConstMatrix a, ConstMatrix b) { AccumulateBody(sums, a, b); }
+void AddScaledAndDot(Matrix rows, const double *scales, const double *v, const double *w, double *sums) {
+  AddScaledAndDotBody(rows, scales, v, w, sums);
 }
 void AddScaled(double *x, double scale, const double *v, int n) { AddScaledBody(x, scale, v, n); }
-void SolveLower(const double *const *l, int at, int n, bool hasDiagonal, StripRow *x) {
-  SolveLowerBody(l, at, n, hasDiagonal, x);
-}
-void SolveUpper(const double *const *u, int at, int n, StripRow *x) { SolveUpperBody(u, at, n, x); }
+void SolveLower(ConstMatrix l, bool hasDiagonal, StripRow *x) { SolveLowerBody(l, hasDiagonal, x); }
+void SolveUpper(ConstMatrix u, StripRow *x) { SolveUpperBody(u, x); }
 
 constexpr RowKernels table = {DotFour, Accumulate, AddScaledAndDot, AddScaled, SolveLower, SolveUpper};
 
@@ -177,27 +174,24 @@ constexpr RowKernels table = {DotFour, Accumulate, AddScaledAndDot, AddScaled, S
 #if defined(__x86_64__)
 namespace avx2 {
 
-[[gnu::target("avx2")]] void DotFour(const double *const *rows, int count, int at, const double *y, int n,
-                                     const double *partial, std::int64_t step, double sums[4]) {
-  DotFourBody(rows, count, at, y, n, partial, step, sums);
+[[gnu::target("avx2")]] void DotFour(ConstMatrix rows, const double *y, const double *partial, std::int64_t step,
+                                     double sums[4]) {
+  DotFourBody(rows, y, partial, step, sums);
 }
-[[gnu::target("avx2")]] void Accumulate(const PartialSums &sums, const double *const *a, int aCount,
-                                        const double *const *b, int bCount, int n) {
-  AccumulateBody(sums, a, aCount, b, bCount, n);
+[[gnu::target("avx2")]] void Accumulate(const PartialSums &sums, ConstMatrix a, ConstMatrix b) {
+  AccumulateBody(sums, a, b);
 }
-[[gnu::target("avx2")]] void AddScaledAndDot(double *const *rows, int count, int at, const double *scales,
-                                             const double *v, const double *w, int n, double *sums) {
-  AddScaledAndDotBody(rows, count, at, scales, v, w, n, sums);
+[[gnu::target("avx2")]] void AddScaledAndDot(Matrix rows, const double *scales, const double *v, const double *w,
+                                             double *sums) {
+  AddScaledAndDotBody(rows, scales, v, w, sums);
 }
 [[gnu::target("avx2")]] void AddScaled(double *x, double scale, const double *v, int n) {
   AddScaledBody(x, scale, v, n);
 }
-[[gnu::target("avx2")]] void SolveLower(const double *const *l, int at, int n, bool hasDiagonal, StripRow *x) {
-  SolveLowerBody(l, at, n, hasDiagonal, x);
+[[gnu::target("avx2")]] void SolveLower(ConstMatrix l, bool hasDiagonal, StripRow *x) {
+  SolveLowerBody(l, hasDiagonal, x);
 }
-[[gnu::target("avx2")]] void SolveUpper(const double *const *u, int at, int n, StripRow *x) {
-  SolveUpperBody(u, at, n, x);
-}
+[[gnu::target("avx2")]] void SolveUpper(ConstMatrix u, StripRow *x) { SolveUpperBody(u, x); }
 
 constexpr RowKernels table = {DotFour, Accumulate, AddScaledAndDot, AddScaled, SolveLower, SolveUpper};
 

@@ -7,6 +7,8 @@
 
 #include <cstdint>
 
+#include "core/matrix.h"
+
 namespace tessel {
 
 // A strip of right-hand sides: row k holds the k-th unknown of eight systems.
@@ -25,30 +27,26 @@ struct PartialSums {
 };
 
 struct RowKernels {
-  // sums[r] = the inner product of y with the n elements of row r from `at` on, for up to four rows. partial: null, or
-  // row 0's partial sums over the elements before, with those of the next rows `step` doubles apart.
-  void (*dotFour)(const double *const *rows, int count, int at, const double *y, int n, const double *partial,
-                  std::int64_t step, double sums[4]);
+  // sums[r] = the inner product of row r and y, for one to four rows. partial: null, or row 0's partial sums over the
+  // elements before, with those of the next rows `step` doubles apart.
+  void (*dotFour)(ConstMatrix rows, const double *y, const double *partial, std::int64_t step, double sums[4]);
 
-  // sums (i, j) = the partial sums of a[i] and b[j] over n elements, a multiple of 4, for all i below aCount and j
-  // below bCount.
-  void (*accumulate)(const PartialSums &sums, const double *const *a, int aCount, const double *const *b, int bCount,
-                     int n);
+  // sums (i, j) = the partial sums of row i of a and row j of b, whose length is a multiple of 4.
+  void (*accumulate)(const PartialSums &sums, ConstMatrix a, ConstMatrix b);
 
-  // For `count` rows, over the n elements of row r from `at` on: x += scales[r] * v, then sums[r] = the inner product
-  // of x and w, in one pass.
-  void (*addScaledAndDot)(double *const *rows, int count, int at, const double *scales, const double *v,
-                          const double *w, int n, double *sums);
+  // For every row x: x += scales[r] * v, then sums[r] = the inner product of x and w, in one pass. `sums` may be
+  // `scales`.
+  void (*addScaledAndDot)(Matrix rows, const double *scales, const double *v, const double *w, double *sums);
 
   // x += scale * v over n elements.
   void (*addScaled)(double *x, double scale, const double *v, int n);
 
-  // Solves L X = x in place for one strip; cell (i, k) of L is l[i][at + k]. Without `hasDiagonal` the diagonal is 1
-  // and not read; a diagonal cell of 0 gives 0.
-  void (*solveLower)(const double *const *l, int at, int n, bool hasDiagonal, StripRow *x);
+  // Solves L X = x in place for one strip. Without `hasDiagonal` the diagonal is 1 and not read; a diagonal cell of 0
+  // gives 0.
+  void (*solveLower)(ConstMatrix l, bool hasDiagonal, StripRow *x);
 
   // Solves U X = x in place for one strip; a diagonal cell of 0 gives 0.
-  void (*solveUpper)(const double *const *u, int at, int n, StripRow *x);
+  void (*solveUpper)(ConstMatrix u, StripRow *x);
 };
 
 // The table of the current MicroKernel's vector width.

@@ -19,7 +19,8 @@ struct Tiler {
   const Product &p;
   TilePlan plan;
   const MicroKernel &kernel;
-  OwnedRows aTile, bTile, result;  // A is read in place unless it is given transposed
+  OwnedBlock<double> aTile, bTile;  // A is read in place unless it is given transposed
+  OwnedMatrix result;
   double *aPanels = nullptr, *bPanels = nullptr;
   bool direct = false;         // one tile covers the result: no result tile
   int aRow = -1, aInner = -1;  // the place of the packed A tile
@@ -33,25 +34,25 @@ struct SmallPanels {
 };
 
 // Panels of `lines` lines, from a cache line on.
-double *TakePanels(double *small, OwnedRows &owner, int lines, int width, int depth) {
+double *TakePanels(double *small, OwnedBlock<double> &owner, int lines, int width, int depth) {
   constexpr int line = 8;
   const std::int64_t cells = PanelCells(lines, width, depth);
   if (cells <= kSmallPanels) return small;
-  owner = OwnedRows(1, cells + line);
+  owner = OwnedBlock<double>(cells + line);
   if (!owner) return nullptr;
-  const auto address = reinterpret_cast<std::uintptr_t>(owner[0]);
-  return owner[0] + (line - address / sizeof(double) % line) % line;
+  const auto address = reinterpret_cast<std::uintptr_t>(owner.get());
+  return owner.get() + (line - address / sizeof(double) % line) % line;
 }
 
 bool TakeScratch(Tiler &t, SmallPanels &small) {
   const auto &[rows, columns, inner] = t.plan;
-  if (t.p.transA) {
+  if (t.p.which == Transposed::A) {
     t.aPanels = TakePanels(small.a, t.aTile, rows, t.kernel.blockRows, inner);
     if (t.aPanels == nullptr) return false;
   }
   t.bPanels = TakePanels(small.b, t.bTile, columns, t.kernel.blockColumns, inner);
-  t.direct = rows == t.p.rows && columns == t.p.columns;
-  if (!t.direct) t.result = OwnedRows(rows, RoundUp(columns, t.kernel.blockColumns));
+  t.direct = rows == t.p.out.rows && columns == t.p.out.columns;
+  if (!t.direct) t.result = OwnedMatrix(rows, RoundUp(columns, t.kernel.blockColumns));
   return t.bPanels != nullptr && (t.direct || t.result);
 }
 
@@ -62,17 +63,18 @@ struct Tile {
 
 void Pack(Tiler &t, const Tile &tile) {
   if (t.bColumn != tile.column || t.bInner != tile.inner) {
-    if (t.p.transB) {
-      PackRows({t.p.b, tile.column, tile.columns, tile.inner, tile.depth}, t.kernel.blockColumns, t.bPanels);
+    if (t.p.which == Transposed::B) {
+      PackRows(t.p.b.Block(tile.column, tile.columns, tile.inner, tile.depth), t.kernel.blockColumns, t.bPanels);
     } else {
-      PackColumns({t.p.b, tile.inner, tile.depth, tile.column, tile.columns}, t.kernel.blockColumns,
+      PackColumns(t.p.b.Block(tile.inner, tile.depth, tile.column, tile.columns), t.kernel.blockColumns,
                   t.kernel.packColumns, t.bPanels);
     }
     t.bColumn = tile.column;
     t.bInner = tile.inner;
   }
-  if (t.p.transA && (t.aRow != tile.row || t.aInner != tile.inner)) {
-    PackColumns({t.p.a, tile.inner, tile.depth, tile.row, tile.rows}, t.kernel.blockRows, t.kernel.packRows, t.aPanels);
+  if (t.p.which == Transposed::A && (t.aRow != tile.row || t.aInner != tile.inner)) {
+    PackColumns(t.p.a.Block(tile.inner, tile.depth, tile.row, tile.rows), t.kernel.blockRows, t.kernel.packRows,
+                t.aPanels);
     t.aRow = tile.row;
     t.aInner = tile.inner;
   }
@@ -80,30 +82,24 @@ void Pack(Tiler &t, const Tile &tile) {
 
 // Adds the packed inner tile to the tile of the result, or starts it.
 void MultiplyTile(const Tiler &t, const Tile &tile, bool add) {
-  PanelProduct product = {t.p.transA ? nullptr : t.p.a + tile.row,
-                          tile.inner,
-                          t.aPanels,
-                          t.bPanels,
-                          tile.rows,
-                          tile.columns,
-                          tile.depth,
-                          t.p.out + tile.row,
-                          tile.column,
-                          add,
-                          t.p.symmetric ? tile.row - tile.column : kNoDiagonal};
-  if (!t.direct) {
-    product.columns = RoundUp(tile.columns, t.kernel.blockColumns);
-    product.c = t.result.get();
-    product.cColumn = 0;
-  }
-  MultiplyPanels(product, t.kernel, t.kernel.block);
+  const Matrix c = t.direct ? t.p.out.Block(tile.row, tile.rows, tile.column, tile.columns)
+                            : t.result.View().Block(0, tile.rows, 0, RoundUp(tile.columns, t.kernel.blockColumns));
+  const ConstMatrix a = t.aPanels == nullptr ? t.p.a.Block(tile.row, tile.rows, tile.inner, tile.depth) : ConstMatrix();
+  MultiplyPanels({.a = a,
+                  .aPanels = t.aPanels,
+                  .bPanels = t.bPanels,
+                  .depth = tile.depth,
+                  .c = c,
+                  .add = add,
+                  .diagonal = t.p.symmetric ? tile.row - tile.column : kNoDiagonal},
+                 t.kernel, t.kernel.block);
 }
 
 }  // namespace
 
 TilePlan PlanTiles(const Product &p) {
-  int rows = p.rows, columns = p.columns, inner = p.inner;
-  if (Cells(inner, columns) >= (p.transB ? kTileBudget : kTileFrom)) {
+  int rows = p.out.rows, columns = p.out.columns, inner = p.Inner();
+  if (Cells(inner, columns) >= (p.which == Transposed::B ? kTileBudget : kTileFrom)) {
     const int depth = std::min(inner, kTileSide);
     columns = RoundUp(std::min({kTileBudget / depth, kTileSide, columns}), 4);
     int deepest = kTileBudget / columns;
@@ -113,25 +109,26 @@ TilePlan PlanTiles(const Product &p) {
     }
     inner = RoundUp(deepest, 4);
   }
-  if (p.transA && Cells(rows, p.inner) >= kTileFromTransposed) rows = std::min(kTileBudget / inner, rows);
-  return {rows, std::min(columns, p.columns), std::min(inner, p.inner)};
+  if (p.which == Transposed::A && Cells(rows, p.Inner()) >= kTileFromTransposed)
+    rows = std::min(kTileBudget / inner, rows);
+  return {rows, std::min(columns, p.out.columns), std::min(inner, p.Inner())};
 }
 
 bool TiledProduct(const Product &p) {
   Tiler t{p, PlanTiles(p), CurrentMicroKernel(), {}, {}, {}};
   SmallPanels small;
   if (!TakeScratch(t, small)) return false;
-  const int innerTiles = Tiles(p.inner, t.plan.inner);
+  const int innerTiles = Tiles(p.Inner(), t.plan.inner);
   bool forwards = true;
-  for (int row = 0; row < p.rows; row += t.plan.rows) {
-    const int rowEnd = std::min(row + t.plan.rows, p.rows);
-    for (int column = 0; column < p.columns; column += t.plan.columns, forwards = !forwards) {
+  for (int row = 0; row < p.out.rows; row += t.plan.rows) {
+    const int rowEnd = std::min(row + t.plan.rows, p.out.rows);
+    for (int column = 0; column < p.out.columns; column += t.plan.columns, forwards = !forwards) {
       if (p.symmetric && rowEnd <= column) break;
       const int first = p.symmetric ? std::max(row, column) : row;
-      Tile tile{first, rowEnd - first, column, std::min(t.plan.columns, p.columns - column), 0, 0};
+      Tile tile{first, rowEnd - first, column, std::min(t.plan.columns, p.out.columns - column), 0, 0};
       for (int step = 0; step < innerTiles; ++step) {
         tile.inner = t.plan.inner * (forwards ? step : innerTiles - 1 - step);
-        tile.depth = std::min(t.plan.inner, p.inner - tile.inner);
+        tile.depth = std::min(t.plan.inner, p.Inner() - tile.inner);
         Pack(t, tile);
         MultiplyTile(t, tile, step > 0);
       }
@@ -141,16 +138,8 @@ bool TiledProduct(const Product &p) {
       }
     }
   }
-  if (p.symmetric) MirrorLower(p.out, p.rows);
+  if (p.symmetric) MirrorLower(p.out);
   return true;
-}
-
-void MirrorLower(RowMatrix m, int n) {
-  constexpr int block = 16;  // so that the columns written stay in cache
-  for (int i0 = 0; i0 < n; i0 += block)
-    for (int j0 = 0; j0 <= i0; j0 += block)
-      for (int i = i0; i < std::min(i0 + block, n); ++i)
-        for (int j = j0; j < std::min(j0 + block, i); ++j) m[j][i] = m[i][j];
 }
 
 }  // namespace tessel

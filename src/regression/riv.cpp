@@ -27,7 +27,7 @@ struct RivRecursion {
   OwnedRows zzInv;               // inverse cross-products of the instruments
   OwnedRows proj;                // b rows: cross-products of endogenous regressors and instruments, times zzInv
   OwnedRows xxInv;               // k x k, inverse moments of the fitted regressors
-  OwnedBlock<double *> inside;   // rows of z of the regressors in the inside order
+  OwnedBlock<double> inside;     // k, an observation of the regressors in the inside order
   OwnedBlock<double> rhs;        // k
   OwnedBlock<double> solution;   // k, coefficients in the inside order
   OwnedBlock<double> beta;       // k
@@ -54,10 +54,7 @@ struct RivRecursion {
         solution(k),
         beta(k),
         gain(instrumentCount),
-        residuals(static_cast<std::int64_t>(last) - first + 1) {
-    if (!inside) return;
-    for (int p = 0; p < k; ++p) inside[p] = regressors[OutsidePosition(p)];
-  }
+        residuals(static_cast<std::int64_t>(last) - first + 1) {}
 
   bool Complete() const {
     return moments && x1Inv && zzInv && (proj || b == 0) && xxInv && inside && rhs && solution && beta && gain &&
@@ -71,8 +68,11 @@ struct RivRecursion {
 };
 
 int InvertCrossProducts(RowMatrix rows, int n, int first, int last, RowMatrix out) {
-  MatCrossRows(rows, n, first, last, out);
-  return MatInvertSpd(out, n) == 0;
+  const Matrix result = ViewOf(out, n, n);
+  MatCrossRows(ViewOf(rows, n, last + 1), first, last, result);
+  // Without memory the inverse is missing, and so are the results.
+  const Status inverted = MatInvertSpd(result);
+  return Succeeded(inverted) || inverted == Status::NoMemory;
 }
 
 // Brings the moments and the two inverses to observation t. False when an inverse fails.
@@ -81,7 +81,8 @@ bool AdvanceMoments(RivRecursion &r, int t, int pass) {
     if (!InvertCrossProducts(r.instruments, r.a, r.t1, t, r.x1Inv.get()) ||
         !InvertCrossProducts(r.instruments, r.instrumentCount, r.t1, t, r.zzInv.get()))
       return false;
-    if (pass == 0) MatCrossRows(r.z, r.rowCount, r.t1, t, r.moments.get());
+    if (pass == 0)
+      MatCrossRows(ViewOf(r.z, r.rowCount, t + 1), r.t1, t, ViewOf(r.moments.get(), r.rowCount, r.rowCount));
   } else {
     InverseRankOneUpdate(r.instruments, r.x1Inv.get(), r.a, t, r.gain.get());
     InverseRankOneUpdate(r.instruments, r.zzInv.get(), r.instrumentCount, t, r.gain.get());
@@ -116,7 +117,8 @@ bool Solve(RivRecursion &r) {
 void StoreInnovation(const RivRecursion &r, int t, const RivPaths &paths) {
   double innovation = 0.0;
   LinearResiduals(r.z[0], r.regressors, r.k, r.beta.get(), t + 1, t + 1, &innovation);
-  const double q = 1.0 + QuadFormColumn(t + 1, r.inside.get(), r.xxInv.get(), r.k);
+  for (int p = 0; p < r.k; ++p) r.inside[p] = r.regressors[r.OutsidePosition(p)][t + 1];
+  const double q = 1.0 + QuadFormColumn(0, {r.inside.get(), r.k, 1}, ViewOf(r.xxInv.get(), r.k, r.k));
   if (paths.standardised != nullptr) paths.standardised[t + 1] = innovation / std::sqrt(q);
   if (paths.innovation != nullptr) paths.innovation[t + 1] = innovation;
 }
@@ -163,9 +165,7 @@ int RivEstimate(const RivData &data, int t1, int t2, int nInit, const RivPaths &
 
 int PartitionedInverse(RowMatrix matrix, int a, int b) {
   if (b < 1) return 1;
-  OwnedBlock<double *> block(b);  // the bottom right block as a matrix
-  if (!block) return 0;
-  for (int e = 0; e < b; ++e) block[e] = matrix[a + e] + a;
+  const Matrix block = ViewOf(matrix, a + b, a + b).Block(a, b, a, b);
 
   // T = -P C' above, S = D + C T in the block.
   for (int i = 0; i < a; ++i)
@@ -173,7 +173,8 @@ int PartitionedInverse(RowMatrix matrix, int a, int b) {
   for (int e = 0; e < b; ++e)
     for (int f = 0; f < b; ++f)
       for (int i = 0; i < a; ++i) block[e][f] += matrix[a + e][i] * matrix[i][a + f];
-  if (MatInvertSpd(block.get(), b) != 0) return 0;
+  const Status inverted = MatInvertSpd(block);
+  if (Failed(inverted) && inverted != Status::NoMemory) return 0;
 
   // S^-1 T' below, P + T S^-1 T' in the top left block, and the mirror image above.
   for (int e = 0; e < b; ++e)

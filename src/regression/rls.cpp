@@ -61,11 +61,12 @@ void FillTransposed(RowMatrix source, int first, int observations, int variables
     for (int i = 0; i < variables; ++i) out[i][s] = source[first + s][i];
 }
 
-// Least squares over the first `observations` columns; a QrCode.
-int Factorise(RlsRecursion &r, int observations, RowMatrix beta) {
+// Least squares over the first `observations` columns.
+QrCode Factorise(RlsRecursion &r, int observations, RowMatrix beta) {
   MatCopy(r.xWork.get(), r.xT.get(), r.k, observations);
   MatCopy(r.yWork.get(), r.yT.get(), r.n, observations);
-  return MatOlsQr(r.xWork.get(), r.k, observations, r.yWork.get(), r.n, beta, r.xxInv.get(), nullptr);
+  const QrOutputs out = {.b = ViewOf(beta, r.n, r.k), .xtxInv = ViewOf(r.xxInv.get(), r.k, r.k), .xtx = {}};
+  return MatOlsQr(ViewOf(r.xWork.get(), r.k, observations), ViewOf(r.yWork.get(), r.n, observations), out).code;
 }
 
 // The state after the first k observations; false without memory.
@@ -75,20 +76,20 @@ bool StartUp(RlsRecursion &r, RowMatrix y, RowMatrix x) {
   MatZero(r.beta.get(), r.n, r.k);
   MatZero(r.betaExact.get(), r.n, r.k);
   MatZero(r.resCross.get(), r.n, r.n);
-  MatCrossRows2(r.yT.get(), r.n, 0, r.k - 1, r.xT.get(), r.k, r.xy.get());
+  MatCrossRows2(ViewOf(r.yT.get(), r.n, r.k), ViewOf(r.xT.get(), r.k, r.k), 0, r.k - 1, ViewOf(r.xy.get(), r.n, r.k));
   return Factorise(r, r.k, r.beta.get()) != QrNoMemory;
 }
 
 // Solves the sample up to column s anew. Returns q = 1 + x'(X'X)^-1 x, whose inverse includes observation s already,
 // or 0 without memory.
 double ExactStep(RlsRecursion &r, int s) {
-  const int code = Factorise(r, s + 1, r.betaExact.get());
+  const QrCode code = Factorise(r, s + 1, r.betaExact.get());
   if (code == QrNoMemory) return 0.0;
   for (int j = 0; j < r.n; ++j) LinearResiduals(r.yT[j], r.xT.get(), r.k, r.betaExact[j], 0, s, r.yWork[j]);
-  MatCrossRows(r.yWork.get(), r.n, 0, s, r.resCross.get());
+  MatCrossRows(ViewOf(r.yWork.get(), r.n, s + 1), 0, s, ViewOf(r.resCross.get(), r.n, r.n));
   r.needExact = code != QrFullRank;
   r.exact = true;
-  return 1.0 + QuadFormColumn(s, r.xT.get(), r.xxInv.get(), r.k);
+  return 1.0 + QuadFormColumn(s, ViewOf(r.xT.get(), r.k, s + 1), ViewOf(r.xxInv.get(), r.k, r.k));
 }
 
 // Adds observation s by a rank-one update, or exactly where that is due or the update breaks down. Returns q.
@@ -146,7 +147,8 @@ double HalfLogDet(RlsRecursion &r) {
   // One equation: the same decision on the same pivot, without work memory at every step.
   if (r.n == 1) return r.covWork[0][0] <= MatTolerance() ? MissingValue() : -0.5 * std::log(r.covWork[0][0]);
   double logDet = 0.0;
-  return MatInvertSpdDet(r.covWork.get(), r.n, &logDet) == 0 ? -0.5 * logDet : MissingValue();
+  const Status inverted = MatInvertSpd(ViewOf(r.covWork.get(), r.n, r.n), &logDet);
+  return Succeeded(inverted) || inverted == Status::NoMemory ? -0.5 * logDet : MissingValue();
 }
 
 void FillMissing(const RlsPaths &paths, int n, int k, int columns) {

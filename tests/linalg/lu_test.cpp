@@ -18,7 +18,7 @@ TEST(MatInvert, ResidualsOfBothProducts) {
   for (const TestMatrix &a : matrices)
     WithEachMicroKernel([&](const char *name) {
       const TestMatrix inverse = a;
-      EXPECT_EQ(MatInvert(inverse.Rows(), a.rows), 0) << a.rows;
+      EXPECT_EQ(MatInvert(inverse), Status::Ok) << a.rows;
       const double bound = 1e-15 * a.rows * Largest(a) * Largest(inverse);
       EXPECT_LE(Residual(a, inverse, Identity(a.rows)), bound) << name << a.rows;
       EXPECT_LE(Residual(inverse, a, Identity(a.rows)), bound) << name << a.rows;
@@ -30,32 +30,32 @@ TEST(KernelInvertGeneral, StatusDeterminantAndTolerance) {
   const double tolerance = MatTolerance();
   const struct {
     TestMatrix a;
-    int status;
+    Status status;
     double determinant;
     int sign;
   } cases[] = {
-      {{{0, 1}, {1, 0}}, 0, 1, -1},
-      {{{2, 0}, {0, -3}}, 0, 6, -1},
-      {{{0, 0, 5}, {-1, 0, 0}, {0, -2, 0}}, 0, 10, 1},
-      {{{1, 2, 3}, {4, 5, 6}, {1, 2, 3}}, 1, std::exp(1), 0},
-      {{{1, 0}, {0, tolerance}}, 1, std::exp(1), 0},
-      {{{1, 0}, {0, std::nextafter(tolerance, 1)}}, 0, tolerance, 1},
-      {{{1e3, 0}, {0, -1e-12}}, 0, 1e-9, -2},
-      {{{1e12, 0}, {0, 1e-13}}, 1, std::exp(1), 0},
-      {{{1, 3}, {0, 4 * tolerance}}, 0, 4 * tolerance, 2},  // at the scaled tolerance
+      {{{0, 1}, {1, 0}}, Status::Ok, 1, -1},
+      {{{2, 0}, {0, -3}}, Status::Ok, 6, -1},
+      {{{0, 0, 5}, {-1, 0, 0}, {0, -2, 0}}, Status::Ok, 10, 1},
+      {{{1, 2, 3}, {4, 5, 6}, {1, 2, 3}}, Status::Singular, std::exp(1), 0},
+      {{{1, 0}, {0, tolerance}}, Status::Singular, std::exp(1), 0},
+      {{{1, 0}, {0, std::nextafter(tolerance, 1)}}, Status::Ok, tolerance, 1},
+      {{{1e3, 0}, {0, -1e-12}}, Status::Ok, 1e-9, -2},
+      {{{1e12, 0}, {0, 1e-13}}, Status::Singular, std::exp(1), 0},
+      {{{1, 3}, {0, 4 * tolerance}}, Status::Ok, 4 * tolerance, 2},  // at the scaled tolerance
   };
-  double logDet = 77;
   for (const auto &c : cases) {
-    int sign = 77;
-    EXPECT_EQ(KernelInvertGeneral(c.a.Rows(), c.a.rows, &logDet, &sign), c.status) << c.determinant;
-    EXPECT_NEAR(logDet, std::log(c.determinant), 1e-13) << c.determinant;
-    EXPECT_EQ(sign, c.sign) << c.determinant;
+    LogDeterminant found = {77, 77};
+    EXPECT_EQ(MatInvert(c.a, &found), c.status) << c.determinant;
+    EXPECT_NEAR(found.value, std::log(c.determinant), 1e-13) << c.determinant;
+    EXPECT_EQ(found.sign, c.sign) << c.determinant;
   }
-  EXPECT_EQ(MatInvert(nullptr, 3), 1);
-  EXPECT_EQ(MatInvert(cases[0].a.Rows(), 0), 1);
+  EXPECT_EQ(MatInvert({nullptr, 3, 3}), Status::Invalid);
+  EXPECT_EQ(MatInvert(cases[0].a.View().Block(0, 0, 0, 0)), Status::Invalid);
   const int piv[] = {0, 1};
-  EXPECT_EQ(LuLogDet(TestMatrix{{1, 2}, {3, 0}}.Rows(), 2, piv, 0, &logDet), 0);
-  EXPECT_EQ(logDet, 1);
+  const LogDeterminant zero = LuLogDet(TestMatrix{{1, 2}, {3, 0}}, piv, 0);
+  EXPECT_EQ(zero.sign, 0);
+  EXPECT_EQ(zero.value, 1);
 }
 
 // Panels change the order of the work but not of any sum, and neither do a mirror and the vector width. Against Crout
@@ -76,21 +76,25 @@ TEST(LuFactor, SameBitsAsOneInnerProductPerElement) {
       for (int c = j + 1; c < n; ++c) u[c][j] = expected[j][c] -= DotProduct(expected[j], u[c], j);
     }
     WithEachMicroKernel([&](const char *name) {
-      for (double **mirror : {static_cast<double **>(nullptr), u.Rows()}) {
+      for (const Matrix mirror : {Matrix(), u.View()}) {
         const TestMatrix lu = Random(n, n);
         std::vector<int> piv(pivots.size());
-        EXPECT_EQ(LuFactor(lu.Rows(), n, piv.data(), nullptr, nullptr, mirror), 0);
+        EXPECT_EQ(LuFactor(lu, piv, mirror), Status::Ok);
         EXPECT_TRUE(piv == pivots && lu.cells == expected.cells) << name << n;
       }
       return expected.cells;
     });
   }
   int piv[50];
-  EXPECT_EQ(LuFactor(TestMatrix{{1, 2}, {-1, 2}}.Rows(), 2, piv, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(LuFactor(TestMatrix{{1, 2}, {-1, 2}}, piv, {}), Status::Ok);
   EXPECT_EQ(piv[0], 0);  // the first of equals
   const TestMatrix singular(50, 50, [](int i, int j) { return std::cos((i + 1) * (j == 40 ? 3 : j)); });
-  EXPECT_EQ(LuFactor(singular.Rows(), 50, piv, nullptr, nullptr, nullptr), 41);
-  for (int i = 40; i < 50; ++i) EXPECT_TRUE(piv[i] == i && singular[i][i] == 0);
+  EXPECT_EQ(LuFactor(singular, piv, {}), Status::Singular);
+  EXPECT_NE(singular[39][39], 0);
+  for (int i = 40; i < 50; ++i) {
+    EXPECT_EQ(piv[i], i);
+    EXPECT_EQ(singular[i][i], 0);
+  }
 }
 
 // One matrix holds both triangles, so that reading the other one would show.
@@ -103,14 +107,15 @@ TEST(TriangularSolve, EachFormAndSize) {
       const TestMatrix upper(n, n, [&](int i, int j) { return (i <= j) * a[i][j]; });
       for (const TestMatrix *triangle : {&lower, &unit, &upper}) {
         const TestMatrix x = b;
-        TriangularSolve(triangle == &upper ? nullptr : a.Rows(), triangle == &upper ? a.Rows() : nullptr, x.Rows(), n,
-                        m, triangle == &lower, false);
+        const ConstMatrix factor = a, none;
+        TriangularSolve(triangle == &upper ? none : factor, triangle == &upper ? factor : none, x, triangle == &lower,
+                        false);
         EXPECT_LE(Residual(*triangle, x, b), 2e-15 * n * Largest(x)) << n << " " << m;
       }
     }
   // A diagonal cell of 0 gives 0, in either triangle.
   const TestMatrix zero = {{2, 0, 0}, {1, 0, 0}, {1, 5, 4}}, b = {{4}, {9}, {8}};
-  TriangularSolve(zero.Rows(), zero.Rows(), b.Rows(), 3, 1, true, false);
+  TriangularSolve(zero, zero, b, true, false);
   EXPECT_TRUE(b[0][0] == 1 && b[1][0] == 0 && b[2][0] == 0.375);
 }
 
@@ -121,11 +126,11 @@ TEST(MatInvert, ExhaustedMemory) {
   int failed = 0;
   ForEachFailingAllocation([&](bool) {
     const TestMatrix a = input;
-    const int status = MatInvert(a.Rows(), n);
-    failed += status;
-    EXPECT_TRUE(status == 1 ? a.cells == input.cells : Residual(input, a, Identity(n)) < 1e-11);
+    const Status status = MatInvert(a);
+    failed += status == Status::NoMemory;
+    EXPECT_TRUE(Failed(status) ? a.cells == input.cells : Residual(input, a, Identity(n)) < 1e-11);
   });
-  EXPECT_EQ(failed, 4);  // the interchanges, the copy's two blocks, the sums
+  EXPECT_EQ(failed, 3);  // the interchanges, the copy, the sums
 }
 
 }  // namespace

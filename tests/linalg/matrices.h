@@ -1,5 +1,5 @@
-// Matrices for the kernel's tests: a row table over memory with a gap after each row, as a host may hand over, and
-// reference products in extended precision.
+// Matrices for the kernel's tests, with a gap after each row as a view may have, and reference products in extended
+// precision.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "core/matrix.h"
 #include "linalg/micro_kernel.h"
 
 namespace tessel {
@@ -21,9 +22,8 @@ struct TestMatrix {
 
   TestMatrix(int r, int c, const std::function<double(int i, int j)> &cell = {}, int g = 2)
       : rows(r), columns(c), gap(g), cells(static_cast<std::size_t>(r) * static_cast<std::size_t>(c + g), kFill) {
-    for (int i = 0; i < r; ++i) table.push_back(cells.data() + static_cast<std::ptrdiff_t>(i) * (c + g));
     for (int i = 0; cell && i < r; ++i)
-      for (int j = 0; j < c; ++j) table[static_cast<std::size_t>(i)][j] = cell(i, j);
+      for (int j = 0; j < c; ++j) (*this)[i][j] = cell(i, j);
   }
   TestMatrix(std::initializer_list<std::vector<double>> m)
       : TestMatrix(static_cast<int>(m.size()), static_cast<int>(m.begin()->size()),
@@ -32,12 +32,13 @@ struct TestMatrix {
   TestMatrix(TestMatrix &&) = default;
   TestMatrix &operator=(TestMatrix &&) = default;
 
-  double **Rows() const { return const_cast<double **>(table.data()); }
-  double *operator[](int i) const { return table[static_cast<std::size_t>(i)]; }
+  Matrix View() const { return {const_cast<double *>(cells.data()), rows, columns, columns + gap}; }
+  operator Matrix() const { return View(); }
+  operator ConstMatrix() const { return View(); }
+  double *operator[](int i) const { return View()[i]; }
 
   int rows, columns, gap;
   std::vector<double> cells;
-  std::vector<double *> table;
 };
 
 inline TestMatrix Random(int rows, int columns, unsigned seed = 1, int gap = 2) {

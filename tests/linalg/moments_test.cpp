@@ -2,6 +2,7 @@
 #include "linalg/moments.h"
 
 #include "core/heap.h"
+#include "core/missing.h"
 #include "matrices.h"
 
 namespace tessel {
@@ -11,21 +12,22 @@ TEST(Moments, SandwichAndItsRefusals) {
   for (int n : {1, 15, 16, 17, 48})
     for (int m : {1, 5, 70}) {
       TestMatrix x = Random(n, m, 3), w = Mirrored(Random(m, m, 4)), out(n, n);
-      ASSERT_EQ(MatSandwich(x.Rows(), n, w.Rows(), m, out.Rows()), out.Rows());
+      ASSERT_EQ(MatSandwich(x, w, out), Status::Ok);
       ExpectNear(out, Mul(Mul(x, w), T(x)), 1e-14 * m * m, "X W X'");
       ExpectNear(out, Mirrored(out), 0.0, "symmetry");
-      ASSERT_EQ(MatSandwich(x.Rows(), n, nullptr, m, out.Rows()), out.Rows());
+      ASSERT_EQ(MatSandwich(x, {}, out), Status::Ok);
       ExpectNear(out, Mul(x, T(x)), 1e-14 * m, "X X'");
     }
   TestMatrix x = Random(2, 2, 1), out(2, 2);
-  for (double **refused : {static_cast<double **>(nullptr), x.Rows()}) {
-    EXPECT_EQ(MatSandwich(x.Rows(), 2, nullptr, 2, refused), nullptr);
-    EXPECT_EQ(MatCrossWeighted(x.Rows(), 2, nullptr, 2, refused), nullptr);
-    EXPECT_EQ(MatCrossWeighted(out.Rows(), 2, x.Rows(), 2, refused), nullptr);
+  for (const Matrix refused : {Matrix(), x.View()}) {
+    EXPECT_EQ(MatSandwich(x, {}, refused), Status::Invalid);
+    EXPECT_EQ(MatSandwich(out, x, refused), Status::Invalid);
+    EXPECT_EQ(MatCrossWeighted(x, {}, refused), Status::Invalid);
+    EXPECT_EQ(MatCrossWeighted(out, x, refused), Status::Invalid);
   }
-  EXPECT_EQ(MatSandwich(x.Rows(), 2, x.Rows(), 0, out.Rows()), nullptr);
-  HeapFailAt(2);
-  EXPECT_EQ(MatSandwich(x.Rows(), 2, x.Rows(), 2, out.Rows()), nullptr);
+  EXPECT_EQ(MatSandwich(x.View().Columns(0, 0), x, out), Status::Invalid);
+  HeapFailAt(1);
+  EXPECT_EQ(MatSandwich(x, x, out), Status::NoMemory);
   HeapFailAt(0);
   ExpectNear(out, TestMatrix(2, 2), 0.0, "unchanged");
 }
@@ -34,9 +36,9 @@ TEST(Moments, CrossWeighted) {
   for (int m : {1, 3, 64, 65, 130})
     for (int n : {1, 4, 7, 30}) {
       TestMatrix x = Random(n, m, 3), w = Random(n, n, 4), out(m, m);  // W not symmetric: all of it counts
-      ASSERT_EQ(MatCrossWeighted(x.Rows(), n, w.Rows(), m, out.Rows()), out.Rows());
+      ASSERT_EQ(MatCrossWeighted(x, w, out), Status::Ok);
       ExpectNear(out, Mirrored(Mul(T(x), Mul(w, x))), 1e-14 * n * n, "X' W X");
-      ASSERT_EQ(MatCrossWeighted(x.Rows(), n, nullptr, m, out.Rows()), out.Rows());
+      ASSERT_EQ(MatCrossWeighted(x, {}, out), Status::Ok);
       ExpectNear(out, Mul(T(x), x), 1e-14 * n, "X' X");
     }
 }
@@ -47,9 +49,9 @@ TEST(Moments, RowsOverARange) {
     const auto range = [c0 = c0, c1 = c1](const TestMatrix &m) {
       return TestMatrix(m.rows, c1 - c0 + 1, [&](int i, int j) { return m[i][c0 + j]; });
     };
-    MatCrossRows(x.Rows(), 11, c0, c1, own.Rows());
+    MatCrossRows(x, c0, c1, own);
     ExpectNear(own, Mul(range(x), T(range(x))), 1e-13, "own rows");
-    MatCrossRows2(x.Rows(), 11, c0, c1, y.Rows(), 9, cross.Rows());
+    MatCrossRows2(x, y, c0, c1, cross);
     ExpectNear(cross, Mul(range(x), T(range(y))), 1e-13, "two sets of rows");
   }
 }
@@ -59,9 +61,9 @@ TEST(Moments, SymmetricArgumentsReadTheUpperTriangleOnly) {
     const TestMatrix s = Mirrored(Random(n, n, 7));
     TestMatrix b = Random(n, n, 5);
     TestMatrix upper(n, n, [&](int i, int j) { return j < i ? MissingValue() : s[i][j]; });
-    EXPECT_NEAR(QuadFormColumn(n / 2, b.Rows(), upper.Rows(), n), Mul(Mul(T(b), s), b)[n / 2][n / 2], 1e-13 * n);
-    EXPECT_NEAR(QuadFormRow(n / 2, b.Rows(), upper.Rows(), n), Mul(Mul(b, s), T(b))[n / 2][n / 2], 1e-13 * n);
-    MatSymMulBt(upper.Rows(), b.Rows(), n);
+    EXPECT_NEAR(QuadFormColumn(n / 2, b, upper), Mul(Mul(T(b), s), b)[n / 2][n / 2], 1e-13 * n);
+    EXPECT_NEAR(QuadFormRow(n / 2, b, upper), Mul(Mul(b, s), T(b))[n / 2][n / 2], 1e-13 * n);
+    MatSymMulBt(upper, b);
     ExpectNear(upper, Mirrored(Mul(s, T(b))), 1e-14 * n, "S B'");
   }
 }
@@ -69,18 +71,18 @@ TEST(Moments, SymmetricArgumentsReadTheUpperTriangleOnly) {
 TEST(Moments, ZerosSkipRowsOfTheQuadraticForm) {
   const TestMatrix x = {{0, 2, 1}, {0, 0, 0}};
   const TestMatrix s(3, 3, [](int i, int j) { return i == 0 ? MissingValue() : i + j; });
-  EXPECT_EQ(QuadFormRow(0, x.Rows(), s.Rows(), 3), 2.0 * 4 + 2 * 3.0 * 2 + 4.0);
-  EXPECT_EQ(QuadFormRow(1, x.Rows(), s.Rows(), 3), 0.0);
+  EXPECT_EQ(QuadFormRow(0, x, s), 2.0 * 4 + 2 * 3.0 * 2 + 4.0);
+  EXPECT_EQ(QuadFormRow(1, x, s), 0.0);
 }
 
 TEST(Moments, CellByCell) {
   const TestMatrix a = {{0, 1, 2}, {3, 4, 5}}, b = {{0, 10, 20}, {30, 40, 50}}, out(2, 3);
-  MatAddScaled(a.Rows(), 2, 3, b.Rows(), -0.5, out.Rows());
+  MatAddScaled(a, b, -0.5, out);
   ExpectNear(out, {{0, -4, -8}, {-12, -16, -20}}, 0, "to another matrix");
-  MatAddScaled(out.Rows(), 2, 3, b.Rows(), 1.0, out.Rows());
+  MatAddScaled(out, b, 1.0, out);
   ExpectNear(out, {{0, 6, 12}, {18, 24, 30}}, 0, "in place");
-  EXPECT_EQ(MatTrace(out.Rows(), 2), 24.0);
-  MatTransposeInPlace(out.Rows(), 2);
+  EXPECT_EQ(MatTrace(out.View().Columns(0, 2)), 24.0);
+  MatTransposeInPlace(out.View().Columns(0, 2));
   ExpectNear(out, {{0, 18, 12}, {6, 24, 30}}, 0, "transposed");
 }
 

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "core/heap.h"
+#include "core/missing.h"
 #include "linalg/dot_product.h"
 #include "linalg/tiled_product.h"
 #include "matrices.h"
@@ -27,7 +28,7 @@ TEST(DotProduct, SameBitsInEverySetAndLength) {
       EXPECT_EQ(DotProduct(m[2], m[2], n), InOrder(m[2], m[2], n));
       double out[21] = {};
       const int count = n < 0 ? 0 : n % 20;
-      DotProducts(m.Rows(), 5, count, m[3] + 1, n, out);
+      DotProducts(m.View().Block(0, count, 5, std::max(n, 0)), m[3] + 1, out);
       for (int r = 0; r < count; ++r) EXPECT_EQ(out[r], InOrder(m[r] + 5, m[3] + 1, n)) << name << r;
       EXPECT_EQ(out[count], 0.0);
     }
@@ -35,8 +36,15 @@ TEST(DotProduct, SameBitsInEverySetAndLength) {
   });
 }
 
-// transA, transB, B the same as A
-constexpr bool kShapes[][3] = {{0, 0, 0}, {0, 1, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 1}, {1, 0, 1}};
+// The operand that is transposed, and whether B is the same as A.
+constexpr struct {
+  Transposed which;
+  bool same;
+} kShapes[] = {{Transposed::None, false},
+               {Transposed::B, false},
+               {Transposed::A, false},
+               {Transposed::B, true},
+               {Transposed::A, true}};
 
 // Rows, columns, inner size: vectors, the smallest sizes, both sides of where tiling starts (K N = 128, M K = 196,
 // K N = 12288), edges of register blocks and tiles, several tiles in each direction.
@@ -51,26 +59,27 @@ TestMatrix Op(const TestMatrix &m, bool transpose) { return transpose ? T(m) : m
 // of additions, for normal cells. The untiled loop gives the same bits in every set: the smallest sizes, and those
 // whose scratch is not on the stack.
 TEST(KernelMultiply, EveryShapeSizeSetAndFailingAllocation) {
-  for (const auto &[transA, transB, same] : kShapes)
+  for (const auto &[which, same] : kShapes)
     for (const auto &[m, n, k] : kSizes)
       for (int gap : {0, 3}) {
-        const bool bIsTransposed = transB && !transA;
+        const bool transA = which == Transposed::A, transB = which == Transposed::B;
         const TestMatrix a = transA ? Random(k, m, 1, gap) : Random(m, k, 1, gap);
-        const TestMatrix b = same ? T(a) : bIsTransposed ? Random(n, k, 2, gap) : Random(k, n, 2, gap);
+        const TestMatrix b = same ? T(a) : transB ? Random(n, k, 2, gap) : Random(k, n, 2, gap);
         const TestMatrix &second = same ? a : b;
-        const TestMatrix expected = Mul(Op(a, transA), same ? Op(a, !transA) : Op(b, bIsTransposed));
+        const TestMatrix expected = Mul(Op(a, transA), same ? Op(a, !transA) : Op(b, transB));
         const auto blocks = HeapLiveBlocks();
-        WithEachMicroKernel([&, m = m, k = k, ta = transA, tb = transB, symmetric = same](const char *name) {
+        WithEachMicroKernel([&, m = m, k = k, which = which, symmetric = same](const char *name) {
           std::vector<double> untiled;
           bool pending = false;
           for (int fail = 0; !pending; ++fail) {
             const TestMatrix out(m, expected.columns, {}, gap);
             HeapFailAt(fail);
-            KernelMultiply(out.Rows(), a.Rows(), a.rows, a.columns, second.Rows(), second.rows, second.columns, ta, tb);
+            KernelMultiply(out, a, second, which);
             pending = HeapFailPending();
             HeapFailAt(0);
             ExpectNear(out, expected, 2e-16 * (a.rows + a.columns - m + 4) * (a.rows + a.columns - m + 4),
-                       name + std::to_string(4 * ta + 2 * tb + symmetric) + ", allocation " + std::to_string(fail));
+                       name + std::to_string(2 * static_cast<int>(which) + symmetric) + ", allocation " +
+                           std::to_string(fail));
             if (symmetric) ExpectNear(out, Mirrored(out), 0.0, "symmetry");
             EXPECT_EQ(HeapLiveBlocks(), blocks);
             if (fail == 1 && (k < 10 || m * expected.columns * k >= 232500)) untiled = out.cells;
@@ -80,43 +89,44 @@ TEST(KernelMultiply, EveryShapeSizeSetAndFailingAllocation) {
       }
 }
 
-// An inner size of 0, and sizes that leave the result alone; leading rows of one table against the whole of it, since
-// the same pointer is not the same matrix; and a single column with reordered rows, which is no vector.
-TEST(KernelMultiply, EmptyAliasedAndReordered) {
+// An inner size of 0, and sizes that leave the result alone; leading rows of a matrix against the whole of it, since
+// the same first cell is not the same matrix; and a column of a matrix, which is no vector.
+TEST(KernelMultiply, EmptyAliasedAndStrided) {
   const TestMatrix a = Random(20, 6), few(3, 20), empty(3, 2, {}, 0), kept(3, 2), out(1, 1);
-  MatMul(a.Rows(), 3, 0, a.Rows(), 2, empty.Rows());
+  const Matrix view = a;
+  MatMul(view.Block(0, 3, 0, 0), view.Block(0, 0, 0, 2), empty);
   for (double cell : empty.cells) EXPECT_TRUE(IsMissing(cell));
-  for (const auto &[rA, cA, cB] : {std::array{0, 4, 2}, {3, 4, 0}, {-1, 4, 2}, {3, -1, 2}})
-    KernelMultiply(kept.Rows(), a.Rows(), rA, cA, a.Rows(), cA, cB, false, false);
+  MatMul(view.Block(0, 0, 0, 4), view.Block(0, 4, 0, 2), kept.View().Rows(0, 0));
+  MatMul(view.Block(0, 3, 0, 4), view.Block(0, 4, 0, 0), kept.View().Columns(0, 0));
   ExpectNear(kept, TestMatrix(3, 2), 0.0, "kept");
-  KernelMultiply(kept.Rows(), a.Rows(), 0, 3, few.Rows(), 0, 2, true, true);
+  KernelMultiply(kept, view.Block(0, 0, 0, 3), view.Block(0, 0, 0, 2), Transposed::A);
   EXPECT_TRUE(IsMissing(kept[2][1]));
-  MatMulBt(a.Rows(), 3, 6, a.Rows(), 20, few.Rows());
+  MatMulBt(view.Rows(0, 3), view, few);
   ExpectNear(few, Mul(a, T(a)), 1e-14, "leading rows");
-  const TestMatrix digits = {{1, 10, 100, 1000}};
-  TestMatrix column(
-      4, 1, [](int i, int) { return i + 1; }, 0);
-  std::swap(column.table[2], column.table[3]);
-  MatMul(digits.Rows(), 1, 4, column.Rows(), 1, out.Rows());
-  EXPECT_EQ(out[0][0], 3421.0);
+  const TestMatrix digits = {{1, 10, 100, 1000}}, columns(4, 2, [](int i, int j) { return j == 1 ? i + 1 : 77; });
+  MatMul(digits, columns.View().Columns(1, 1), out);
+  EXPECT_EQ(out[0][0], 4321.0);
 }
 
 TEST(PlanTiles, NumbersWorkedOutByHand) {
   const struct {
     int m, n, k;
-    bool transA, transB;
+    Transposed which;
     int rows, columns, inner;
   } cases[] = {
-      {1000, 1000, 1000, false, false, 1000, 96, 128},  // 12288 / 96 deep
-      {1000, 1000, 1000, true, false, 96, 96, 128},     // 12288 / 128 rows
-      {20, 3, 1536, true, false, 4, 3, 1536},           // the depth stays 3072, twice the inner size
-      {20, 3, 5000, true, false, 4, 3, 3072},           // 4 columns, 12288 / 4 deep, 12288 / 3072 rows
-      {30, 50, 1000, false, true, 30, 50, 236},         // 52 columns, 12288 / 52 deep
-      {200, 2, 60, true, false, 200, 2, 60},            // only M K is large enough
-      {7, 96, 127, false, true, 7, 96, 127},            // K N below 12288: one tile
+      {1000, 1000, 1000, Transposed::None, 1000, 96, 128},  // 12288 / 96 deep
+      {1000, 1000, 1000, Transposed::A, 96, 96, 128},       // 12288 / 128 rows
+      {20, 3, 1536, Transposed::A, 4, 3, 1536},             // the depth stays 3072, twice the inner size
+      {20, 3, 5000, Transposed::A, 4, 3, 3072},             // 4 columns, 12288 / 4 deep, 12288 / 3072 rows
+      {30, 50, 1000, Transposed::B, 30, 50, 236},           // 52 columns, 12288 / 52 deep
+      {200, 2, 60, Transposed::A, 200, 2, 60},              // only M K is large enough
+      {7, 96, 127, Transposed::B, 7, 96, 127},              // K N below 12288: one tile
   };
   for (const auto &c : cases) {
-    const TilePlan plan = PlanTiles({nullptr, nullptr, nullptr, c.m, c.n, c.k, c.transA, c.transB, false});
+    const bool transA = c.which == Transposed::A, transB = c.which == Transposed::B;
+    const ConstMatrix a(nullptr, transA ? c.k : c.m, transA ? c.m : c.k);
+    const ConstMatrix b(nullptr, transB ? c.n : c.k, transB ? c.k : c.n);
+    const TilePlan plan = PlanTiles({Matrix(nullptr, c.m, c.n), a, b, c.which, false});
     EXPECT_EQ((std::array{plan.rows, plan.columns, plan.inner}), (std::array{c.rows, c.columns, c.inner})) << c.n;
   }
 }

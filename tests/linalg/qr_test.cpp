@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "../support/failing_allocation.h"
+#include "core/missing.h"
 #include "matrices.h"
 
 namespace tessel {
@@ -11,15 +12,18 @@ namespace {
 
 struct Fit {
   TestMatrix b, inverse, moments, y;
-  int code;
+  QrResult result;
 };
 
 // wanted: bit 0 for the coefficients, 1 for the inverse, 2 for the moments
 Fit FitOf(const TestMatrix &x, const TestMatrix &y, int wanted = 7) {
   const int k = x.rows, m = y.rows;
-  Fit fit{TestMatrix(m, k), TestMatrix(k, k), TestMatrix(k, k), y, 0};
-  fit.code = MatOlsQr(TestMatrix(x).Rows(), k, x.columns, fit.y.Rows(), m, wanted & 1 ? fit.b.Rows() : nullptr,
-                      wanted & 2 ? fit.inverse.Rows() : nullptr, wanted & 4 ? fit.moments.Rows() : nullptr);
+  Fit fit{TestMatrix(m, k), TestMatrix(k, k), TestMatrix(k, k), y, {}};
+  const Matrix none;
+  fit.result = MatOlsQr(TestMatrix(x), fit.y,
+                        {.b = wanted & 1 ? fit.b.View() : none,
+                         .xtxInv = wanted & 2 ? fit.inverse.View() : none,
+                         .xtx = wanted & 4 ? fit.moments.View() : none});
   return fit;
 }
 
@@ -43,8 +47,8 @@ TEST(MatOlsQr, Filippelli) {
       {298.084530995537, 559.779865474950, 466.477572127796, 227.204274477751, 71.6478660875927, 15.2897178747400,
        2.23691159816033, 0.221624321934227, 0.142363763154724E-01, 0.535617408889821E-03, 0.896632837373868E-05}};
   const Fit scaled = FitOf({11, 82, [&](int i, int j) { return std::ldexp(x[i][j], -3 * i); }}, y), raw = FitOf(x, y);
-  EXPECT_EQ(scaled.code, QrFullRank);
-  EXPECT_EQ(raw.code, QrRankDeficientIll);
+  EXPECT_EQ(scaled.result.code, QrFullRank);
+  EXPECT_EQ(raw.result.code, QrRankDeficientIll);
   EXPECT_TRUE(std::count(raw.b[0], raw.b[0] + 11, 0.0) % 11 > 0);
   for (int j = 0; j < 11; ++j) {
     const double error = 0.334801051324544E-02 * std::sqrt(scaled.inverse[j][j]);
@@ -58,17 +62,19 @@ TEST(MatOlsQr, Filippelli) {
 // sign; without pivoting the first row of zeros ends the factorisation.
 TEST(KernelQrPivot, ReflectionsAndSmallFactors) {
   double beta[3] = {-7, 0, 0};
-  EXPECT_EQ(HouseholderVector(beta, 0), 0);
-  EXPECT_EQ(HouseholderVector(beta, 3), -2);
+  EXPECT_EQ(HouseholderVector({}), 0);
+  EXPECT_EQ(HouseholderVector(beta), -2);
   EXPECT_EQ(beta[0], 1);
   for (double sign : {1.0, -1.0}) {
     const TestMatrix row = {{9, sign * 2, 3, 6}}, v = row;
-    HouseholderApplyRows(row.Rows(), 1, 4, v[0], 0, 1, HouseholderVector(v[0] + 1, 3));
+    HouseholderApplyRows(row.View().Columns(1, 3), v[0] + 1, HouseholderVector({v[0] + 1, 3}));
     ExpectNear(row, {{9, -7 * sign, 0, 0}}, 1e-14, "image");
   }
   const TestMatrix one = {{3}}, zero = {{3, 0, 0, 4}, {0, 0, 0, 0}, {1, 5, 6, 2}};
-  EXPECT_TRUE(KernelQrPivot(one.Rows(), 1, 1, nullptr, beta) == 1 && beta[0] == -2 && one[0][0] == -3);
-  EXPECT_EQ(KernelQrPivot(zero.Rows(), 3, 4, nullptr, beta), 1);
+  EXPECT_EQ(KernelQrPivot(one, {}, beta), Status::Ok);
+  EXPECT_EQ(beta[0], -2);
+  EXPECT_EQ(one[0][0], -3);
+  EXPECT_EQ(KernelQrPivot(zero, {}, beta), Status::Ok);
   ExpectNear(zero, {{-5, 0, 0, 0.5}, {0, 0, 0, 0}, {-2.2, 5, 0, 0.4}}, 1e-14, "zero row");
 }
 
@@ -89,14 +95,14 @@ TEST(MatOlsQr, RankCodes) {
       {1, {{8, 0, 0, 0}, {0, 4, 0, 0}, {0, 0, 2, 0}, {0, 0, 0, 1}, {0, 0, 0, 0.5}}, {{0.625, -0.25, 1, 0, 0}}}};
   for (const auto &[code, x, b] : cases) {
     const Fit fit = FitOf(x, {{5, -1, 2, 0}});
-    EXPECT_EQ(fit.code, code) << x[0][0];
+    EXPECT_EQ(fit.result.code, code) << x[0][0];
     for (int i = 0; i < x.rows; ++i) {
       EXPECT_NEAR(fit.b[0][i], b[0][i], 1e-14 * std::fabs(b[0][i])) << x[0][0];
       EXPECT_TRUE(fit.inverse[i][i] != 0 || b[0][i] == 0) << x[0][0];
     }
     EXPECT_TRUE(IsMissing(x[0][0]) || Residual(x, T(x), fit.moments) <= 1e-14 * Largest(x) * Largest(x)) << x[0][0];
   }
-  EXPECT_EQ(MatOlsQr(nullptr, 0, 4, nullptr, 0, nullptr, nullptr, nullptr), QrRankDeficient);
+  EXPECT_EQ(MatOlsQr({nullptr, 0, 4}, {}, {}).code, QrRankDeficient);
 }
 
 // Either side of both tolerances, on factors given directly: the second row of L, rank and code.
@@ -109,9 +115,9 @@ TEST(QrRank, ToleranceEdges) {
                              {0, -root * (1 - 1e-9), 2, 2},
                              {0, -root * (1 + 1e-9), 2, 1}};
   for (const auto &c : cases) {
-    int rank = 9;
-    EXPECT_EQ(QrRank(TestMatrix{{1, 9}, {c[0], c[1]}}.Rows(), 2, 2, &rank), c[3]) << c[1];
-    EXPECT_EQ(rank, c[2]) << c[1];
+    const QrRankResult found = QrRank(TestMatrix{{1, 9}, {c[0], c[1]}});
+    EXPECT_EQ(found.code, c[3]) << c[1];
+    EXPECT_EQ(found.rank, c[2]) << c[1];
   }
 }
 
@@ -122,7 +128,7 @@ TEST(MatOlsQr, OutputsAreConsistentAndIndependent) {
   const TestMatrix x(13, 57, [&](int i, int j) { return noise[i][j] * (1 + i % 5); });
   WithEachMicroKernel([&](const char *name) {
     const Fit fit = FitOf(x, y);
-    EXPECT_EQ(fit.code, 1);
+    EXPECT_EQ(fit.result.code, 1);
     EXPECT_LE(Residual(x, T(x), fit.moments), 1e-11) << name;
     EXPECT_LE(Residual(fit.moments, fit.inverse, Identity(13)), 1e-13);
     EXPECT_LE(Largest(Mul(Mul(fit.b, x, &y), T(x))), 1e-12);  // residuals are orthogonal to the regressors
@@ -139,7 +145,7 @@ TEST(MatOlsQr, OutputsAreConsistentAndIndependent) {
     return cells;
   });
   int failed = 0;
-  ForEachFailingAllocation([&](bool) { failed += FitOf(x, y).code == QrNoMemory; });
+  ForEachFailingAllocation([&](bool) { failed += FitOf(x, y).result.status == Status::NoMemory; });
   EXPECT_EQ(failed, 4);  // the interchanges, the scales, and two blocks of the factorisation
 }
 
