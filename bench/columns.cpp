@@ -30,7 +30,7 @@ int Size(const benchmark::State &state) { return static_cast<int>(state.range(0)
 
 // ---- Sorting
 
-// The stretches of a million cells in turn: with one column over and over, the processor learns its branches.
+// The parts of a million cells in turn: with one column over and over, the processor learns its branches.
 class Columns {
  public:
   explicit Columns(int n) : size(n), cells(Noise(1000000 / n * n)) {}
@@ -49,7 +49,7 @@ void OurSort(benchmark::State &state) {
   Columns columns(Size(state));
   for (auto _ : state) {
     Series y = columns.Next();
-    tessel::SortWithCompanion(y.data(), Size(state), nullptr);
+    tessel::SortWithCompanion(y);
     benchmark::DoNotOptimize(y.data());
   }
 }
@@ -67,7 +67,7 @@ void OurPairs(benchmark::State &state) {
   const Series x = Noise(Size(state));
   for (auto _ : state) {
     Series y = x, z = x;
-    tessel::SortWithCompanion(y.data(), Size(state), z.data());
+    tessel::SortWithCompanion(y, z);
     benchmark::DoNotOptimize(z.data());
   }
 }
@@ -88,8 +88,7 @@ void OurAcf(benchmark::State &state) {
   const Series x = Noise(Size(state));
   Series out(x.size());
   for (auto _ : state) {
-    tessel::Correlogram(x.data(), Size(state), Size(state) - 1, out.data());
-    benchmark::DoNotOptimize(out.data());
+    benchmark::DoNotOptimize(tessel::Correlogram(x, out));
   }
 }
 
@@ -113,25 +112,25 @@ void PlainAcf(benchmark::State &state) {
 void OurTrend(benchmark::State &state) {
   const Series x = Noise(Size(state));
   Series out(x.size());
-  for (auto _ : state) benchmark::DoNotOptimize(tessel::SmoothTrend(x.data(), Size(state), 1600, out.data()));
+  for (auto _ : state) benchmark::DoNotOptimize(tessel::SmoothTrend(x, 1600, out));
 }
 
 void OurSpline(benchmark::State &state) {
   const Series x = Noise(Size(state));
   Series out(x.size());
-  for (auto _ : state) benchmark::DoNotOptimize(tessel::SmoothSpline(x.data(), Size(state), -1600, out.data()));
+  for (auto _ : state) benchmark::DoNotOptimize(tessel::SmoothSpline(x, -1600, out));
 }
 
 void OurSplineSearch(benchmark::State &state) {
   const Series x = Noise(Size(state));
   Series out(x.size());
-  for (auto _ : state) benchmark::DoNotOptimize(tessel::SmoothSpline(x.data(), Size(state), 20, out.data()));
+  for (auto _ : state) benchmark::DoNotOptimize(tessel::SmoothSpline(x, 20, out));
 }
 
 void OurKernel(benchmark::State &state) {
   const Series x = Noise(Size(state));
   Series out(x.size());
-  for (auto _ : state) benchmark::DoNotOptimize(tessel::SmoothKernel(x.data(), Size(state), -100, out.data()));
+  for (auto _ : state) benchmark::DoNotOptimize(tessel::SmoothKernel(x, -100, out));
 }
 
 void PlainKernel(benchmark::State &state) {

@@ -92,18 +92,29 @@ int NthWeekday(int year, int month, int weekday, int n) {
   return day < first ? 0 : static_cast<int>(day);
 }
 
+// The method of Oudin, with all quotients truncated. g + 1 is the golden number, the place of the year in the Moon's
+// cycle of 19 years, in which the ecclesiastical full moon returns to its date:
+//   Julian      moon = (19 g + 15) mod 30
+//   Gregorian   moon = h - p (1 - p (29 / (h + 1)) ((21 - g) / 11)),  p = h / 28,
+//               h = (19 g + c - c / 4 - (8 c + 13) / 25 + 15) mod 30,  c = year / 100,
+//               where h counts the leap days that centuries omit and the Moon's drift of 8 days in 2500 years, and p
+//               keeps the full moon before 19 April
+// `moon` is the days from 21 March to the full moon on or after it, and
+//   weekday = (year + year / 4 + moon [+ 2 - c + c / 4]) mod 7
+// the full moon's day of the week, 0 for Sunday; the term in brackets is the Gregorian calendar's. Easter is the Sunday
+// after the full moon: 7 days after the Sunday on or before it, which is moon - weekday days from 21 March.
 int EasterDate(int year) {
-  const std::int64_t y = year, g = y % 19, century = y / 100;
-  std::int64_t i = (19 * g + 15) % 30, j = y + y / 4 + i;
+  const std::int64_t y = year, g = y % 19, c = y / 100;
+  std::int64_t moon = (19 * g + 15) % 30, days = y + y / 4 + moon;
   if (y >= 1583) {
-    const std::int64_t h = (19 * g + century - century / 4 - (8 * century + 13) / 25 + 15) % 30;
+    const std::int64_t h = (19 * g + c - c / 4 - (8 * c + 13) / 25 + 15) % 30;
     const std::int64_t p = h / 28;
-    i = h - p * (1 - p * (29 / (h + 1)) * ((21 - g) / 11));
-    j = y + y / 4 + i + 2 - century + century / 4;
+    moon = h - p * (1 - p * (29 / (h + 1)) * ((21 - g) / 11));
+    days = y + y / 4 + moon + 2 - c + c / 4;
   }
-  const std::int64_t l = i - j % 7;
-  const std::int64_t month = 3 + (l + 40) / 44;
-  const std::int64_t day = l + 28 - 31 * (month / 4);
+  const std::int64_t sunday = moon - days % 7;
+  const std::int64_t month = 3 + (sunday + 40) / 44;
+  const std::int64_t day = sunday + 28 - 31 * (month / 4);
   return DateFromYmd(year, static_cast<int>(month), static_cast<int>(day));
 }
 

@@ -2,8 +2,12 @@
 // day.
 //
 // Years run ..., -2, -1, 1, 2, ...: there is no year 0. The Gregorian calendar starts at day number 2299161 (15 October
-// 1582). Arithmetic runs in 32-bit integers as stated in the literature (Fliegel and van Flandern; Meeus, Astronomical
-// Algorithms); arguments outside its reach give clamped results, never a fault.
+// 1582). Arguments outside the reach of 32-bit day numbers give clamped results, never a fault.
+//
+// Literature: Fliegel and van Flandern, A machine algorithm for processing calendar dates, Communications of the ACM 11
+// (1968), 657. Meeus, Astronomical Algorithms (1991), chapters 7 and 8. Oudin, Etude sur la date de Paques, Bulletin
+// astronomique 12 (1940), 391-410, as given in Seidelmann (ed.), Explanatory Supplement to the Astronomical Almanac
+// (1992), chapter 12.
 #pragma once
 
 namespace tessel {

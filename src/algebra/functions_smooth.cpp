@@ -9,8 +9,7 @@ namespace {
 
 constexpr int kFewest = 3;
 
-// False, with nothing written, when memory fails.
-using SmoothFunction = bool (*)(const double *x, int n, double parameter, double *out);
+using SmoothFunction = Status (*)(std::span<const double> x, double parameter, std::span<double> out);
 
 // FUNCTION(x, parameter, target)
 double Smoothed(AlgebraContext *context, const double *args, SmoothFunction smooth) {
@@ -19,8 +18,9 @@ double Smoothed(AlgebraContext *context, const double *args, SmoothFunction smoo
   if (x == target.data) return Fault(context, ErrSameArguments);
   if (MustFill(context, target, kFewest)) {
     const int a = context->firstObs, n = context->lastObs - a + 1;
-    if (!smooth(x + a, n, args[1], target.data + a)) ReportNoMemory(context);
-    SetNansMissing(target.data + a, n);
+    const std::span<double> out(target.data + a, static_cast<std::size_t>(n));
+    if (smooth({x + a, out.size()}, args[1], out) == Status::NoMemory) ReportNoMemory(context);
+    SetNansMissing(out.data(), n);
   }
   return target.data[context->currentObs];
 }

@@ -7,8 +7,7 @@ namespace tessel {
 // sort(x): the stretch of x that the run covers.
 double AlgSort(AlgebraContext *context, const double *args) {
   const SymbolEntry &x = SymbolAt(context, args[0]);
-  if (MustFill(context, x, 1))
-    SortWithCompanion(x.data + context->firstObs, context->lastObs - context->firstObs + 1, nullptr);
+  if (MustFill(context, x, 1)) SortWithCompanion({x.data + context->firstObs, x.data + context->lastObs + 1});
   return x.data[context->currentObs];
 }
 
@@ -17,7 +16,8 @@ double AlgSortBy(AlgebraContext *context, const double *args) {
   const SymbolEntry &key = SymbolAt(context, args[0]), &companion = SymbolAt(context, args[1]);
   if (key.data == companion.data) return Fault(context, ErrSameArguments);
   AlgebraDatabase *database = context->database;
-  if (context->currentObs == 0 && SortWithCompanion(key.data, database->obsCount, companion.data) > 0) {
+  const auto n = static_cast<std::size_t>(database->obsCount);
+  if (context->currentObs == 0 && SortWithCompanion({key.data, n}, {companion.data, n}) > 0) {
     DbMarkChanged(database, key.handle);
     DbMarkChanged(database, companion.handle);
   }
@@ -28,8 +28,8 @@ double AlgSortBy(AlgebraContext *context, const double *args) {
 double AlgSortAllBy(AlgebraContext *context, const double *args) {
   const SymbolEntry &key = SymbolAt(context, args[0]);
   AlgebraDatabase *database = context->database;
-  if (context->currentObs == 0 &&
-      SortColumns(database->obsCount, key.data, database->columns, database->varCount) > 0) {
+  if (context->currentObs == 0 && Succeeded(SortColumns({key.data, static_cast<std::size_t>(database->obsCount)},
+                                                        {database->columns, database->columns + database->varCount}))) {
     for (int i = 0; i < database->varCount; ++i) DbMarkChanged(database, database->handles[i]);
     database->modified = 1;
   }

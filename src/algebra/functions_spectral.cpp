@@ -1,8 +1,8 @@
 // Built-in functions that turn a column into a function of lag or frequency, laid out along the observations of the
 // run.
-#include <algorithm>
 #include <numbers>
 #include <numeric>
+#include <span>
 
 #include "algebra/functions.h"
 #include "algebra/operators.h"
@@ -13,9 +13,8 @@ namespace tessel {
 
 namespace {
 
-// Fills n cells of values and of the lags or frequencies they belong to. False, with nothing written, when memory
-// fails.
-using Transform = bool (*)(const double *x, int n, double *values, double *positions);
+// Fills the values, and the lags or frequencies they belong to. NoMemory: nothing is written.
+using Transform = Status (*)(std::span<const double> x, std::span<double> values, std::span<double> positions);
 
 // FUNCTION(x, values, positions)
 double Transformed(AlgebraContext *context, const double *args, Transform transform) {
@@ -25,34 +24,39 @@ double Transformed(AlgebraContext *context, const double *args, Transform transf
   if (MustFill(context, values, 1)) {
     DbMarkChanged(context->database, positions.handle);
     const int a = context->firstObs, n = context->lastObs - a + 1;
-    if (!transform(x + a, n, values.data + a, positions.data + a)) ReportNoMemory(context);
+    const auto size = static_cast<std::size_t>(n);
+    if (transform({x + a, size}, {values.data + a, size}, {positions.data + a, size}) == Status::NoMemory)
+      ReportNoMemory(context);
     SetNansMissing(values.data + a, n);
   }
   return values.data[context->currentObs];
 }
 
-bool ToCorrelogram(const double *x, int n, double *values, double *lags) {
-  Correlogram(x, n, n - 1, values);
-  std::iota(lags, lags + n, 0.0);
-  return true;
+Status ToCorrelogram(std::span<const double> x, std::span<double> values, std::span<double> lags) {
+  const Status status = Correlogram(x, values);
+  std::iota(lags.begin(), lags.end(), 0.0);
+  return status;
 }
 
-bool ToPartialCorrelogram(const double *x, int n, double *values, double *lags) {
-  OwnedBlock<double> correlogram(n), work(n);
-  if (!correlogram || !work) return false;
-  Correlogram(x, n, n - 1, correlogram.get());
-  PartialCorrelogram(correlogram.get(), n, values, work.get());
-  std::iota(lags, lags + n, 0.0);
-  return true;
+Status ToPartialCorrelogram(std::span<const double> x, std::span<double> values, std::span<double> lags) {
+  const OwnedBlock<double> work(static_cast<std::int64_t>(x.size()));
+  if (!work) return Status::NoMemory;
+  const std::span<double> correlogram(work.get(), x.size());
+  Status status = Correlogram(x, correlogram);
+  if (Succeeded(status)) status = PartialCorrelogram(correlogram, values);
+  if (status != Status::NoMemory) std::iota(lags.begin(), lags.end(), 0.0);
+  return status;
 }
 
-bool ToPeriodogram(const double *x, int n, double *values, double *frequencies) {
-  OwnedBlock<double> work(n);
-  if (!work) return false;
-  Periodogram(x, n, values, work.get());
-  for (int k = n / 2 + 1; k < n; ++k) values[k] = values[n - k];
-  for (int k = 0; k < n; ++k) frequencies[k] = std::numbers::pi * (2.0 * k / n);
-  return true;
+// The periodogram is symmetric around the frequency pi.
+Status ToPeriodogram(std::span<const double> x, std::span<double> values, std::span<double> frequencies) {
+  const std::size_t n = x.size();
+  const Status status = Periodogram(x, values.first(n / 2 + 1));
+  if (Failed(status)) return status;
+  for (std::size_t k = n / 2 + 1; k < n; ++k) values[k] = values[n - k];
+  for (std::size_t k = 0; k < n; ++k)
+    frequencies[k] = std::numbers::pi * (2.0 * static_cast<double>(k) / static_cast<double>(n));
+  return status;
 }
 
 }  // namespace

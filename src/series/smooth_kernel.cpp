@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "algebra/lanes.h"
 #include "core/heap.h"
 #include "core/missing.h"
+#include "series/lanes.h"
 #include "series/smooth.h"
 #include "series/smooth_search.h"
 
@@ -76,18 +76,20 @@ SmoothFit FitKernel(void *state, double bandwidth) {
 
 }  // namespace
 
-bool SmoothKernel(const double *x, int n, double alpha, double *out) {
-  if (n < kFewest) return true;
+Status SmoothKernel(std::span<const double> x, double alpha, std::span<double> out) {
+  if (out.size() != x.size()) return Status::Invalid;
+  const int n = static_cast<int>(x.size());
+  if (n < kFewest) return Status::TooFew;
   OwnedBlock<double> values(n), present(n), weights(n);
-  if (!values || !present || !weights) return false;
+  if (!values || !present || !weights) return Status::NoMemory;
   for (int i = 0; i < n; ++i) {
-    present[i] = IsMissing(x[i]) ? 0 : 1;
-    values[i] = IsMissing(x[i]) ? 0 : x[i];
+    const double v = x.data()[i];
+    present[i] = IsMissing(v) ? 0 : 1;
+    values[i] = IsMissing(v) ? 0 : v;
   }
-  KernelRegression regression = {x, n, out, values.get(), present.get(), weights.get(), 0};
+  KernelRegression regression = {x.data(), n, out.data(), values.get(), present.get(), weights.get(), 0};
   const double sigma = std::sqrt((static_cast<double>(n) * n - 1) / 12);
-  SmoothBy({FitKernel, &regression, 0.75 * sigma * std::pow(n, -0.2), 20, true}, alpha);
-  return true;
+  return SmoothBy({FitKernel, &regression, 0.75 * sigma * std::pow(n, -0.2), 20, true}, alpha);
 }
 
 }  // namespace tessel

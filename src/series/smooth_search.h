@@ -1,6 +1,7 @@
-// The search for a smoothing parameter, by a score in the manner of generalised cross-validation or by a target for the
-// equivalent degrees of freedom.
+// The search for a smoothing parameter, by a score or by a target for the equivalent degrees of freedom; see smooth.h.
 #pragma once
+
+#include "core/status.h"
 
 namespace tessel {
 
@@ -20,8 +21,8 @@ struct Smoother {
   bool stopsAtZero;  // whether the walk up ends where the criterion is 0
 };
 
-// Fits with the parameter that alpha chooses (see smooth.h). After a search the destination holds the last fit that was
-// tried, which is as close to the best one as the search goes.
-void SmoothBy(const Smoother &smoother, double alpha);
+// Fits with the parameter that alpha chooses. After a search the destination holds the last fit that was tried, which
+// is as close to the best one as the search goes. Invalid: alpha allows no fit; Singular: no fit could be solved.
+Status SmoothBy(const Smoother &smoother, double alpha);
 
 }  // namespace tessel

@@ -146,22 +146,23 @@ SmoothFit FitSpline(void *state, double lambda) {
 
 }  // namespace
 
-bool SmoothSpline(const double *x, int n, double alpha, double *out) {
-  const int m = static_cast<int>(std::count_if(x, x + std::max(n, 0), [](double v) { return IsMissing(v) == 0; }));
-  if (m < kFewest) return true;
+Status SmoothSpline(std::span<const double> x, double alpha, std::span<double> out) {
+  if (out.size() != x.size()) return Status::Invalid;
+  const int n = static_cast<int>(x.size());
+  const int m = static_cast<int>(std::count_if(x.begin(), x.end(), [](double v) { return IsMissing(v) == 0; }));
+  if (m < kFewest) return Status::TooFew;
   OwnedBlock<Knot> knots(m);
   auto rows = OwnedBlock<BandRow>::Zeroed(std::int64_t{m} + 4);
-  if (!knots || !rows) return false;
+  if (!knots || !rows) return Status::NoMemory;
   Knot *end = knots.get();
   for (int i = 0; i < n; ++i)
-    if (!IsMissing(x[i])) *end++ = {i + 1, x[i], 0, 0, 0};
+    if (const double v = x.data()[i]; !IsMissing(v)) *end++ = {i + 1, v, 0, 0, 0};
   for (Knot *knot = knots.get(); knot + 1 != end; ++knot) {
     knot->h = knot[1].position - knot[0].position;
     knot->inverse = 1 / knot->h;
   }
-  Spline spline = {out, n, knots.get(), m, rows.get()};
-  SmoothBy({FitSpline, &spline, kUsualLambda, 50, false}, alpha);
-  return true;
+  Spline spline = {out.data(), n, knots.get(), m, rows.get()};
+  return SmoothBy({FitSpline, &spline, kUsualLambda, 50, false}, alpha);
 }
 
 }  // namespace tessel

@@ -77,51 +77,56 @@ constexpr int kSteps = 4;
 
 }  // namespace
 
-int ToeplitzSolve(const double *t, int b, int m, double *rhs, double *work) {
-  if (m < 1 || b < 1 || !(t[0] > 0)) return 1;
-  Predictor predictor = {t, b, t[0], work + m};
-  rhs[0] /= predictor.pivot;
+ToeplitzSolution ToeplitzSolve(std::span<const double> t, std::span<double> rhs) {
+  if (t.empty() || rhs.empty() || !(t[0] > 0)) return {Status::Singular, 0};
+  const int b = static_cast<int>(t.size()), m = static_cast<int>(rhs.size());
+  const OwnedBlock<double> room(m);
+  if (!room) return {Status::NoMemory, 0};
+  Predictor predictor = {t.data(), b, t[0], room.get() + m};
+  double *y = rhs.data();
+  y[0] /= predictor.pivot;
   double logPivot = std::log(predictor.pivot), logDet = logPivot;
   for (int k = 1; k < m; ++k) {
     if (predictor.Settled() && predictor.length > b + kSteps && k + kSteps <= m) {
-      SolveSteps(predictor, k, rhs);
+      SolveSteps(predictor, k, y);
       logDet += kSteps * logPivot;
       k += kSteps - 1;
       continue;
     }
     if (!predictor.Settled()) {
       predictor.Grow();
-      if (predictor.pivot == 0) return 1;
+      if (predictor.pivot == 0) return {Status::Singular, 0};
       logPivot = std::log(predictor.pivot);
     }
     logDet += logPivot;
-    const double next = (rhs[k] - predictor.BandSum(rhs + k, k)) / predictor.pivot;
+    const double next = (y[k] - predictor.BandSum(y + k, k)) / predictor.pivot;
     const double *a = predictor.end - predictor.length;
-    double *solution = rhs + k - predictor.length;
+    double *solution = y + k - predictor.length;
     for (int j = 0; j < predictor.length; ++j) solution[j] += next * a[j];
-    rhs[k] = next;
+    y[k] = next;
   }
-  work[0] = logDet;
-  return 0;
+  return {Status::Ok, logDet};
 }
 
-bool SmoothTrend(const double *x, int n, double lambda, double *out) {
+Status SmoothTrend(std::span<const double> x, double lambda, std::span<double> out) {
+  if (out.size() != x.size()) return Status::Invalid;
   const auto isMissing = [](double v) { return IsMissing(v) != 0; };
-  const double *y = std::find_if_not(x, x + n, isMissing);
-  const auto count = static_cast<int>(std::find_if(y, x + n, isMissing) - y);
-  if (count < kFewest) return true;
+  const auto first = std::find_if_not(x.begin(), x.end(), isMissing);
+  const int count = static_cast<int>(std::find_if(first, x.end(), isMissing) - first);
+  if (count < kFewest) return Status::TooFew;
   if (lambda <= kNoLambda) lambda = kUsualLambda;
 
-  OwnedBlock<double> curvature(count + 2), work(count);
-  if (!curvature || !work) return false;
-  double *s = curvature.get();
+  // s[t] is 0 beside the second differences 2 to count - 1.
+  const auto curvature = OwnedBlock<double>::Zeroed(std::int64_t{count} + 2);
+  if (!curvature) return Status::NoMemory;
+  const double *y = x.data() + (first - x.begin());
+  double *s = curvature.get(), *trend = out.data() + (first - x.begin());
   for (int i = 2; i < count; ++i) s[i] = y[i] - 2 * y[i - 1] + y[i - 2];
-  s[0] = s[1] = s[count] = s[count + 1] = 0;
   const double row[] = {1 + 6 * lambda, -4 * lambda, lambda};
-  ToeplitzSolve(row, 3, count - 2, s + 2, work.get());
-  out += y - x;
-  for (int i = 0; i < count; ++i) out[i] = y[i] - lambda * (s[i] - 2 * s[i + 1] + s[i + 2]);
-  return true;
+  // The matrix is positive definite. Where an overflow hides that, the trend is missing.
+  if (ToeplitzSolve(row, {s + 2, s + count}).status == Status::NoMemory) return Status::NoMemory;
+  for (int i = 0; i < count; ++i) trend[i] = y[i] - lambda * (s[i] - 2 * s[i + 1] + s[i + 2]);
+  return Status::Ok;
 }
 
 }  // namespace tessel

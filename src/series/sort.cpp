@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <numeric>
 #include <utility>
 
 #include "core/heap.h"
@@ -76,8 +77,8 @@ struct Misplaced {
 };
 
 // The exchanges of Hoare's partition between i and j, as far as whole blocks on either side go: first the misplaced
-// cells of a block are listed, without a branch, then they are exchanged in pairs (Edelkamp and Weiss 2016,
-// BlockQuicksort). Pairs and order are those of the plain loop. At most kWindow cells are left between the new i and j.
+// cells of a block are listed, without a branch, then they are exchanged in pairs (Edelkamp and Weiss). Pairs and order
+// are those of the plain loop. At most kWindow cells are left between the new i and j.
 template <class C>
 void PartitionBlocks(C c, double pivot, std::int64_t &i, std::int64_t &j) {
   Misplaced left, right;
@@ -171,7 +172,7 @@ void SortCells(C c, std::int64_t lo, std::int64_t hi, int depth) {
   SortFew(c, lo, hi);
 }
 
-// Moves the missing values to the front; how many there are.
+// Moves the missing values to the front and counts them.
 template <class C>
 int MissingFirst(C c, int n) {
   int count = 0;
@@ -193,22 +194,24 @@ int SortBehindMissing(C c, int n) {
 
 }  // namespace
 
-int SortWithCompanion(double *key, int n, double *companion) {
-  if (companion == nullptr) return SortBehindMissing(LoneColumn{key}, n);
-  return SortBehindMissing(Column{key, companion}, n);
+int SortWithCompanion(std::span<double> key, std::span<double> companion) {
+  const int n = static_cast<int>(key.size());
+  if (companion.empty()) return SortBehindMissing(LoneColumn{key.data()}, n);
+  return SortBehindMissing(Column{key.data(), companion.data()}, n);
 }
 
-int SortColumns(int n, double *key, double *const *others, int count) {
+Status SortColumns(std::span<double> key, std::span<double *const> others) {
+  const auto n = static_cast<std::int64_t>(key.size());
   OwnedBlock<double> index(n), copy(n);
-  if (!index || !copy) return n > 0 ? -1 : 0;
-  for (int i = 0; i < n; ++i) index[i] = i;
-  if (SortWithCompanion(key, n, index.get()) < 1) return 0;
-  for (int k = 0; k < count; ++k) {
-    if (others[k] == key) continue;
-    std::copy_n(others[k], n, copy.get());
-    for (int i = 0; i < n; ++i) others[k][i] = copy[static_cast<int>(index[i])];
+  if (!index || !copy) return Status::NoMemory;
+  std::iota(index.get(), index.get() + n, 0.0);
+  if (SortWithCompanion(key, {index.get(), key.size()}) == 0) return Status::Ok;
+  for (double *other : others) {
+    if (other == key.data()) continue;
+    std::copy_n(other, n, copy.get());
+    for (std::int64_t i = 0; i < n; ++i) other[i] = copy[static_cast<std::int64_t>(index[i])];
   }
-  return n;
+  return Status::Ok;
 }
 
 }  // namespace tessel

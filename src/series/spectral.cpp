@@ -5,8 +5,9 @@
 #include <cmath>
 #include <numbers>
 
-#include "algebra/lanes.h"
+#include "core/heap.h"
 #include "core/missing.h"
+#include "series/lanes.h"
 
 namespace tessel {
 
@@ -74,65 +75,75 @@ void SumCosines(const double *c, int n, const double *w, double *sums) {
 
 }  // namespace
 
-int Correlogram(const double *x, int n, int m, double *out) {
-  if (m < 0 || m >= n) return 0;
+Status Correlogram(std::span<const double> x, std::span<double> out) {
+  if (out.empty() || out.size() > x.size()) return Status::Invalid;
   double sum = 0, squares = 0;
   int count = 0;
-  for (int i = 0; i < n; ++i) {
-    if (IsMissing(x[i])) continue;
-    sum += x[i];
+  for (const double v : x) {
+    if (IsMissing(v)) continue;
+    sum += v;
     ++count;
   }
   const double mean = sum / count;
-  for (int i = 0; i < n; ++i)
-    if (!IsMissing(x[i])) squares += (x[i] - mean) * (x[i] - mean);
+  for (const double v : x)
+    if (!IsMissing(v)) squares += (v - mean) * (v - mean);
 
   if (squares < kNoVariation) {
-    std::fill(out + 1, out + m + 1, 0.0);
+    std::fill(out.begin(), out.end(), 0.0);
   } else {
-    ProductMoments({x, n, mean, true}, squares, 1, m, out);
+    ProductMoments({x.data(), static_cast<int>(x.size()), mean, true}, squares, 1, static_cast<int>(out.size()) - 1,
+                   out.data());
   }
   out[0] = 1;
-  return count;
+  return Status::Ok;
 }
 
-int PartialCorrelogram(const double *r, int m, double *out, double *work) {
-  if (m < 1) return 1;
-  out[0] = 1;
-  if (m == 1) return 1;
+Status PartialCorrelogram(std::span<const double> r, std::span<double> out) {
+  if (r.size() != out.size()) return Status::Invalid;
+  const std::size_t m = out.size();
+  const OwnedBlock<double> work(static_cast<std::int64_t>(m));
+  if (!work) return Status::NoMemory;
+  if (m > 0) out[0] = 1;
+  if (m < 2) return Status::Ok;
+  const std::span<double> a(work.get(), m);
   double p = r[1] / r[0], scale = 1;
-  work[0] = p;
-  for (int k = 1;; ++k) {
+  a[0] = p;
+  for (std::size_t k = 1;; ++k) {
     scale *= 1 - p * p;
-    if (scale == 0) return 0;
+    if (scale == 0) return Status::Singular;
     out[k] = p;
-    if (k + 1 == m) return 1;
+    if (k + 1 == m) return Status::Ok;
     double predicted = 0;
-    for (int j = 0; j < k; ++j) predicted += work[j] * r[k - j];
+    for (std::size_t j = 0; j < k; ++j) predicted += a[j] * r[k - j];
     p = (r[k + 1] - predicted) / (scale * r[0]);
-    for (int j = 0, i = k - 1; j <= i; ++j, --i) {
-      const double low = work[j], high = work[i];
-      work[j] = low - p * high;
-      work[i] = high - p * low;
+    for (std::size_t j = 0; 2 * j < k; ++j) {
+      const double low = a[j], high = a[k - 1 - j];
+      a[j] = low - p * high;
+      a[k - 1 - j] = high - p * low;
     }
-    work[k] = p;
+    a[k] = p;
   }
 }
 
-void Periodogram(const double *x, int n, double *out, double *work) {
-  if (n < 1) return;
+Status Periodogram(std::span<const double> x, std::span<double> out) {
+  const int n = static_cast<int>(x.size());
+  if (x.empty() || out.size() != x.size() / 2 + 1) return Status::Invalid;
+  const OwnedBlock<double> covariances(n);
+  if (!covariances) return Status::NoMemory;
   double sum = 0;
-  for (int i = 0; i < n; ++i) sum += x[i];
-  ProductMoments({x, n, sum / n, false}, n, 0, n - 1, work);
+  for (const double v : x) sum += v;
+  ProductMoments({x.data(), n, sum / n, false}, n, 0, n - 1, covariances.get());
 
   constexpr double twoPi = 2 * std::numbers::pi;
   double w[kFrequencies], sums[kFrequencies];
   for (int j = 0; j <= n / 2; j += kFrequencies) {
     for (int l = 0; l < kFrequencies; ++l) w[l] = twoPi * (j + l) / n;
-    SumCosines(work, n, w, sums);
-    for (int l = 0; l < kFrequencies && j + l <= n / 2; ++l) out[j + l] = (work[0] + 2 * sums[l]) / twoPi;
+    SumCosines(covariances.get(), n, w, sums);
+    double *cell = out.data() + j;
+    for (int l = 0; l < kFrequencies && j + l <= n / 2; ++l) cell[l] = (covariances[0] + 2 * sums[l]) / twoPi;
   }
   out[0] = 0;
+  return Status::Ok;
 }
 
 }  // namespace tessel
