@@ -6,6 +6,7 @@
 
 #include "commands.h"
 #include "diversion.h"
+#include "export_table.h"
 #include "failure.h"
 #include "input.h"
 #include "json_values.h"
@@ -14,33 +15,10 @@
 
 namespace {
 
-struct Export {
-  const char *name;
-  int arguments;
-};
-constexpr Export kExports[] = {
-    {"FnActFitTable", 2},     {"FnBinProbitJD", 9},
-    {"FnComfac", 9},          {"FnCountJD", 12},
-    {"FnDeSeasonalize", 2},   {"FnDynForc", 19},
-    {"FnEgarchVar", 11},      {"FnEncompassing", 11},
-    {"FnExitAlgebraNls", 0},  {"FnFilterMS", 5},
-    {"FnFracSigma", 6},       {"FnGLScovariance", 3},
-    {"FnGarchVar", 11},       {"FnGetAlgebraAddedData", 2},
-    {"FnGetAlgebraName", 1},  {"FnGetAlgebraVar", 4},
-    {"FnImpulse", 16},        {"FnInitAlgebraNls", 9},
-    {"FnInstabilityTest", 4}, {"FnJackknifeHCSE", 3},
-    {"FnKroneckerSel", 4},    {"FnLogitJD", 12},
-    {"FnLogitProbDeriv", 5},  {"FnRalsForecast", 9},
-    {"FnRalsFunc", 8},        {"FnRivEst", 13},
-    {"FnRlsEst", 12},         {"FnRunAlgebraNls", 3},
-    {"FnSeasonalRsq", 4},     {"FnSmoothMS", 4},
-};
-
-const Export &FindExport(const std::string &name) {
-  for (const Export &entry : kExports)
-    if (name == entry.name) return entry;
+const tessel::Export &ExportOf(const std::string &name) {
+  if (const tessel::Export *entry = tessel::FindExport(name); entry != nullptr) return *entry;
   std::string names;
-  for (const Export &entry : kExports) names += std::string(names.empty() ? "" : ", ") + entry.name;
+  for (const tessel::Export &entry : tessel::kExports) names.append(names.empty() ? "" : ", ").append(entry.name);
   Misuse("tessel call", "no function '" + name + "', expected one of " + names);
 }
 
@@ -97,12 +75,12 @@ void AddArgument(CallArguments &call, const Json &json, const NamedValues &named
 // Calls one function; its result and outputs join the named values, and those that it did not store leave them.
 Json CallOne(const morv::Library &library, const std::string &name, const std::string &path, const CallOptions &options,
              NamedValues &named) {
-  const Export &entry = FindExport(name);
+  const int count = ExportOf(name).count;
   const Json arguments = ReadJson(path);
   if (!arguments.is_array()) Fail(path, "expected an array of arguments");
-  if (arguments.size() != static_cast<std::size_t>(entry.arguments))
-    Fail(path, name + " takes " + std::to_string(entry.arguments) + " arguments, the file has " +
-                   std::to_string(arguments.size()));
+  if (arguments.size() != static_cast<std::size_t>(count))
+    Fail(path,
+         name + " takes " + std::to_string(count) + " arguments, the file has " + std::to_string(arguments.size()));
   const std::size_t slash = path.rfind('/');
   const std::string folder = path == "-" || slash == std::string::npos ? "." : path.substr(0, slash + 1);
   CallArguments call;

@@ -12,7 +12,7 @@ extern "C" MORV_API const char *__asan_default_options() {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   SilenceMessages();
   for (const DrawnCall &call : DrawCalls({data, size})) {
-    const std::string fault = FaultOf(call, kExports.at(call.name));
+    const std::string fault = FaultOf(call, FunctionOf(call.name));
     if (!fault.empty()) {
       std::fprintf(stderr, "%s: %s\n", call.name.c_str(), fault.c_str());
       std::abort();

@@ -174,20 +174,26 @@ struct CallAccess {
       outcome.result = Value();
       return outcome;
     }
+    bool outOfMemory = WithoutCells(outcome.result);
     for (std::size_t i = 0; i < count; ++i) {
       Value *target = args.entries_[i].target;
-      if (target != nullptr && !Untouched(fresh[i])) *target = std::move(fresh[i]);
+      if (target == nullptr || Untouched(fresh[i])) continue;
+      outOfMemory = outOfMemory || WithoutCells(fresh[i]);
+      *target = std::move(fresh[i]);
     }
-    if (Untouched(outcome.result)) {
-      outcome.message = outcome.function + ": no result was stored";
-    } else if (outcome.result.Tag() == MORV_MATRIX && outcome.result.Record().data == nullptr) {
+    if (outOfMemory) {
       outcome.status = Outcome::Status::OutOfMemory;
       outcome.message = outcome.function + ": out of memory";
+    } else if (Untouched(outcome.result)) {
+      outcome.message = outcome.function + ": no result was stored";
     } else {
       outcome.status = Outcome::Status::Returned;
     }
     return outcome;
   }
+
+  // A matrix for which there was no memory.
+  static bool WithoutCells(const Value &value) { return value.Tag() == MORV_MATRIX && value.Record().data == nullptr; }
 
   static bool Untouched(const Value &value) {
     return value.Tag() == MORV_INTEGER && value.Record().value.integer == kUntouched;

@@ -28,7 +28,7 @@ enum {
   MORV_RETURNED = 0,     /* the result holds what the function stored */
   MORV_UNTOUCHED = 1,    /* it ended without storing a result: success for some functions, unusable sizes for others */
   MORV_REFUSED = 2,      /* it refused an argument */
-  MORV_OUT_OF_MEMORY = 3 /* the runtime had no memory for a result */
+  MORV_OUT_OF_MEMORY = 3 /* the runtime had no memory for a result or an output */
 };
 
 /* Calls `function` and returns one of the values above. `message` gets one line, with the function's name and the

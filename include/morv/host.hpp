@@ -117,7 +117,7 @@ struct MORV_API Outcome {
     Returned,     // `result` holds what the function stored
     Untouched,    // the function ended without storing a result: success for some functions, unusable sizes for others
     Refused,      // an argument was refused; `argument` counts from 1
-    OutOfMemory,  // the runtime had no memory for a result
+    OutOfMemory,  // the runtime had no memory for a result or an output
     NotFound      // the library has no such function
   };
   Status status = Status::Untouched;

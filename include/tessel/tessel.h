@@ -25,9 +25,9 @@ extern "C" {
  *   4 integer frequency  periods in a year, at least 1
  *   5 integer dated      not 0: variable 0 holds the observations' dates (Julian day numbers); ignored when k is 0
  *   6 string  code       the program
- *   7 output  starts     p x 1: starting values of the parameters
- *   8 output  numbers    p x 1: the parameters' numbers, ascending
- * A program with parameters needs outputs at 7 and 8, one without needs anything else there.
+ *   7 optional output  starts   p x 1: starting values of the parameters
+ *   8 optional output  numbers  p x 1: the parameters' numbers, ascending
+ * A program with parameters needs both outputs, one without needs anything else in their places.
  *
  * rtn: untouched on success. On failure a string, and no workspace is open: the scanner's or compiler's message,
  * "Algebra initialization error" (no memory, a frequency below 1, or a sample that cannot be counted),
@@ -48,7 +48,7 @@ MORV_API void FnRunAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
  *   0 string  name
  *   1 integer first      observation, not negative
  *   2 integer last       observation; lowered to the last one of the sample
- *   3 matrix  selection  1 x T or T x 1 flags; anything else takes all of the range
+ *   3 optional matrix  selection  1 x T or T x 1 flags; anything else takes all of the range
  * With a selection only the observations are taken whose flag, truncated to an integer, is not 0.
  *
  * rtn: n x 1; untouched for an unknown name, a negative first observation or no workspace. */
@@ -146,22 +146,22 @@ MORV_API void FnSmoothMS(MorvValue *rtn, MorvValue *args, int count);
  *   7 matrix  identities  8 matrix kinds  9 matrix lags: nY + nX integers in the first row
  *  10 matrix  Pi          nY x nX
  *  11 matrix  Omega       nY x nY, covariance of the errors; read for standard errors
- *  12 matrix  V           covariance of the coefficients, equation by equation: nY nX x nY nX, or nQ x nQ with Q.
+ *  12 optional matrix  V  covariance of the coefficients, equation by equation: nY nX x nY nX, or nQ x nQ with Q.
  *                         Anything else, or no cells: coefficients without error
- *  13 matrix  Q           nY nX x nQ: the coefficients are Q times those of V. Anything else, or no cells: none
+ *  13 optional matrix  Q  nY nX x nQ: the coefficients are Q times those of V. Anything else, or no cells: none
  *  14 integer nQ
  *  15 integer h           0 or below: dynamic over the span. Above: each forecast starts h columns back from actual
  *                         values, the first h - 1 from those before t1
  *  16 optional output     standard errors, of the shape of rtn
- *  17 integer identities  not 0: the variables that the open Algebra workspace's program added are forecast as well;
- *                         the workspace's first nY variables are the endogenous ones
+ *  17 integer             not 0: with identities. The variables that the open Algebra workspace's program added are
+ *                         forecast as well; the workspace's first nY variables are the endogenous ones
  *  18 integer before      observation of the workspace just before the first forecast
  * rtn: nY rows, and one for each identity, with a column for each forecast. A variance that is missing or not above 0
  * gives a standard error of 0. Standard errors of a system with identities come from central differences; the program
  * then runs from the observation before the forecasts on. Where the program fails, its variables are missing in that
- * column. In an h-step forecast the h columns that lead to each forecast go to the same observations, those behind
- * argument 18. So lags of up to h - 1 columns in an identity see the right columns. A longer one reaches what the
- * workspace holds from before the first forecast: give an identity with such lags a dynamic forecast.
+ * column. Every h-step forecast reuses the workspace's observations before + 1 to before + h, `before` being argument
+ * 18. So lags of up to h - 1 columns in an identity see the right columns. A longer one reaches what the workspace
+ * holds from before the first forecast: give an identity with such lags a dynamic forecast.
  *
  * rtn and output are untouched when the span is empty, t1 is below the longest lag, a matrix is too small, or nQ below
  * 1 with a Q; with identities also when no workspace is open, it has fewer than nY variables of the host's, or t2 or an
@@ -182,8 +182,8 @@ MORV_API void FnDynForc(MorvValue *rtn, MorvValue *args, int count);
  *   7 matrix  identities  8 matrix kinds  9 matrix lags: nY + nX integers in the first row
  *  10 matrix  Pi          nY x nX
  *  11 matrix  Omega       nS x nS, covariance of the errors; read for kinds 1 and 2
- *  12 matrix  map         nY x nY; read when argument 4 is 0
- *  13 matrix  shock       nY cells in the first row; read for kind 3
+ *  12 optional matrix  map    nY x nY; read when argument 4 is 0
+ *  13 optional matrix  shock  nY cells in the first row; read for kind 3
  *  14 integer equation    that is shocked, from 0
  *  15 integer kind        0: 1 in that variable. 1: the standard error of that equation. 2: that column of the lower
  *                         Cholesky factor of Omega. 3: the vector of argument 13
@@ -343,13 +343,14 @@ MORV_API void FnRalsFunc(MorvValue *rtn, MorvValue *args, int count);
  *   4 integer t1      first observation, at least 0
  *   5 integer t2      last observation, t1 to the last column of z
  *   6 integer nInit   observations of the first estimate
- * Optional outputs of t2 + 1 columns, missing where there is no step:
- *   7 k x: coefficients, in the order of z
- *   8 k x: diagonal of the inverse moment matrix of the fitted regressors (0 where rounding made it negative)
- *   9 1 x: one-step innovations over their scale sqrt(1 + x'V x), at the observation predicted
- *  10 1 x: one-step innovations
- *  11 1 x: residual sum of squares
- *  12 1 x: the residual of the step's own observation
+ * The outputs have t2 + 1 columns, missing where there is no step:
+ *   7 optional output  k x: coefficients, in the order of z
+ *   8 optional output  k x: diagonal of the inverse moment matrix of the fitted regressors (0 where rounding made it
+ *                      negative)
+ *   9 optional output  1 x: one-step innovations over their scale sqrt(1 + x'V x), at the observation predicted
+ *  10 optional output  1 x: one-step innovations
+ *  11 optional output  1 x: residual sum of squares
+ *  12 optional output  1 x: the residual of the step's own observation
  * rtn (integer): 1; 0 when a step's moments are singular (the steps before it stay), without an exogenous regressor, or
  * when memory fails (when only an inversion finds none, the steps that use it are missing). Untouched, with nothing
  * allocated, for arguments outside the limits above. */
@@ -361,14 +362,15 @@ MORV_API void FnRivEst(MorvValue *rtn, MorvValue *args, int count);
  *   2 integer t1      first observation, at least 0
  *   3 integer t2      last observation, at least t1
  *   4 integer tExact  an observation at which the sample is factorised anew; any other value: none
- * Optional outputs of t2 + 1 columns, missing below column t1 + k, the first step:
- *   5 n k x: coefficients, row j k + i for coefficient i of equation j
- *   6 k x: diagonal of (x'x)^-1, missing for a regressor that was dropped as collinear (its coefficients are 0)
- *   7 n x: standardised innovations
- *   8 n x: innovations, from the coefficients of the step before
- *   9 n x: residual sum of squares
- *  10 n x: residuals, from the coefficients of the same step
- *  11 1 x: -1/2 log |residual cross-products / (t2 - t1 + 1)|; missing where that is singular
+ * The outputs have t2 + 1 columns, missing below column t1 + k, the first step:
+ *   5 optional output  n k x: coefficients, row j k + i for coefficient i of equation j
+ *   6 optional output  k x: diagonal of (x'x)^-1, missing for a regressor that was dropped as collinear (its
+ *                      coefficients are 0)
+ *   7 optional output  n x: standardised innovations
+ *   8 optional output  n x: innovations, from the coefficients of the step before
+ *   9 optional output  n x: residual sum of squares
+ *  10 optional output  n x: residuals, from the coefficients of the same step
+ *  11 optional output  1 x: -1/2 log |residual cross-products / (t2 - t1 + 1)|; missing where that is singular
  * Standardised innovations divide by sqrt(1 + x'(x'x)^-1 x), with the inverse before the observation on rank-one steps
  * and the inverse that includes it on the steps that factorise anew: the first, every 50th after it, tExact, and any
  * after an ill-conditioned factorisation.

@@ -7,10 +7,11 @@
 #include <cmath>
 #include <cstring>
 #include <deque>
-#include <map>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "export_table.h"
 
 struct Cells {
   int rows = 0, columns = 0;
@@ -72,6 +73,17 @@ struct CaseRun {
     if (value.Tag() == MORV_DOUBLE || value.Tag() == MORV_INTEGER) return {value.AsDouble()};
     return value.Numbers();
   }
+  // Whether the export says that it computed something.
+  bool Computed() const {
+    const morv::Value &rtn = outcome.result;
+    tessel::CallEnd end;
+    end.tag = outcome.Returned() ? rtn.Tag() : 0;
+    if (end.tag == MORV_INTEGER || end.tag == MORV_DOUBLE) end.number = rtn.AsDouble();
+    if (end.tag == MORV_MATRIX) end.length = static_cast<std::int64_t>(rtn.Numbers().size());
+    if (end.tag == MORV_STRING) end.length = static_cast<std::int64_t>(rtn.AsText().size());
+    if (!outputs.empty() && Wrote(0)) end.outputRows = outputs[0].AsMatrix().rows;
+    return !outcome.Failed() && tessel::Computed(*tessel::FindExport(outcome.function), end);
+  }
   bool ReturnsMissing() const { return outcome.result.Tag() == MORV_DOUBLE && std::isnan(outcome.result.AsDouble()); }
 
   std::vector<Argument> arguments;
@@ -79,8 +91,6 @@ struct CaseRun {
   std::vector<morv::Value> outputs;
   morv::Outcome outcome;
 };
-
-using ExportTable = std::map<std::string, MorvFunction>;
 
 inline bool SameBits(const std::vector<double> &a, const std::vector<double> &b) {
   return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0);

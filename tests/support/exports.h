@@ -1,11 +1,17 @@
-// All exports by name.
+// Calls of the exports that are linked to a test.
 #pragma once
 
 #include <tessel/tessel.h>
 
 #include "calls.h"
 
-inline const ExportTable kExports = {
+struct ExportFunction {
+  std::string_view name;
+  MorvFunction function;
+};
+
+// In the order of the table.
+inline constexpr ExportFunction kFunctions[] = {
     {"FnActFitTable", FnActFitTable},
     {"FnBinProbitJD", FnBinProbitJD},
     {"FnComfac", FnComfac},
@@ -37,7 +43,12 @@ inline const ExportTable kExports = {
     {"FnSeasonalRsq", FnSeasonalRsq},
     {"FnSmoothMS", FnSmoothMS},
 };
+static_assert(std::ranges::equal(kFunctions, tessel::kExports, {}, &ExportFunction::name, &tessel::Export::name));
+
+inline MorvFunction FunctionOf(std::string_view name) {
+  return std::ranges::find(kFunctions, name, &ExportFunction::name)->function;
+}
 
 inline CaseRun Call(const std::string &name, const std::vector<Argument> &arguments) {
-  return {arguments, name, kExports.at(name)};
+  return {arguments, name, FunctionOf(name)};
 }

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <map>
 #include <random>
 #include <span>
 #include <sstream>
@@ -46,7 +47,10 @@ inline std::vector<std::uint8_t> RandomBytes(unsigned seed, std::size_t size) {
 // declined. Sizes are sums of products of numbers and letters: T observations, k and n variables, u 1 or 2, p, q 0 to
 // 2, m 0 or 1, c 0 to 8. Forecasts are of n variables by u lags of each and a constant; the workspace of
 // FnInitAlgebraNls fits them.
-inline const std::map<std::string, std::string> kSoundCalls = {
+struct SoundWords {
+  std::string_view name, words;
+};
+inline constexpr SoundWords kSoundCalls[] = {
     {"FnActFitTable", "W:T,m*n-m+1,n R:T,n"},
     {"FnBinProbitJD", "R:k,1 W:T,1,2 R:T,k ?P:T,1 o o o o o"},
     {"FnComfac", "A:1,n*u+n+u+1,u+1 B:1,n*u+n+u+1,u+1 W:1,n*u+n+u+1,1 R:1,n*u+n+u D:n*u+n+u,n*u+n+u d:1 i:0 o o"},
@@ -82,6 +86,7 @@ inline const std::map<std::string, std::string> kSoundCalls = {
     {"FnSeasonalRsq", "R:T+9,1 i:2+u d:0.5 o"},
     {"FnSmoothMS", "P:T,n P:n,n o o"},
 };
+static_assert(std::ranges::equal(kSoundCalls, tessel::kExports, {}, &SoundWords::name, &tessel::Export::name));
 
 // The sizes and cells of one call.
 struct Draw {
@@ -176,7 +181,8 @@ struct Draw {
 
 inline std::vector<Argument> SoundCall(const std::string &name, Draw &d) {
   std::vector<Argument> call;
-  std::istringstream words(kSoundCalls.at(name));
+  const auto *const sound = std::ranges::find(kSoundCalls, name, &SoundWords::name);
+  std::istringstream words{std::string(sound->words)};
   for (std::string word; words >> word;) call.push_back(d.Make(word));
   if (name == "FnEncompassing") {  // the dependent variable and the last instrument are common
     const std::vector<double> &first = call[0].matrix.values;
@@ -274,7 +280,7 @@ inline std::vector<DrawnCall> DrawCalls(std::span<const std::uint8_t> text) {
   };
   if (bytes.Below(4) != 3) add("FnInitAlgebraNls", 0);
   while (!bytes.Empty() && calls.size() < 16) {
-    const std::string &name = std::next(kSoundCalls.begin(), bytes.Below(static_cast<int>(kSoundCalls.size())))->first;
+    const std::string name(kSoundCalls[bytes.Below(static_cast<int>(std::size(kSoundCalls)))].name);
     const int wild = bytes.Below(8);
     add(name, wild < 3 ? 0 : std::max(wild - 4, 1));
   }

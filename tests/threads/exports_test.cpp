@@ -23,8 +23,8 @@ std::vector<DrawnCall> StatelessCalls(unsigned seed) {
   std::vector<DrawnCall> calls;
   const std::vector<std::uint8_t> text = RandomBytes(seed, 2000);
   Bytes bytes(text);
-  for (const auto &sound : kSoundCalls) {
-    const std::string &name = sound.first;
+  for (const SoundWords &sound : kSoundCalls) {
+    const std::string name(sound.name);
     if (name.find("Algebra") != std::string::npos) continue;
     Draw draw{bytes};
     calls.push_back({name, SoundCall(name, draw)});
@@ -38,7 +38,7 @@ void CallWithoutMemory(const DrawnCall &call, int n) {
   try {
     tessel::HeapFailAt(n);
     morv::FailAllocationAt(n);
-    const CaseRun run(call.arguments, call.name, kExports.at(call.name));
+    const CaseRun run = Call(call.name, call.arguments);
   } catch (const std::bad_alloc &) {  // in building the arguments
   }
   tessel::HeapFailAt(0);
@@ -53,7 +53,7 @@ void MakeCalls(const std::vector<DrawnCall> &calls, std::size_t first, bool fail
     const std::size_t number = (first + i) % calls.size();
     const DrawnCall &call = calls[number];
     if (failing) CallWithoutMemory(call, static_cast<int>(1 + i % 5));
-    runs[number].emplace(call.arguments, call.name, kExports.at(call.name));
+    runs[number].emplace(call.arguments, call.name, FunctionOf(call.name));
   }
 }
 
@@ -73,7 +73,7 @@ TEST(Threads, ExportsGiveTheBitsOfASerialRun) {
     for (std::thread &thread : threads) thread.join();
     for (std::size_t number = 0; number < calls.size(); ++number) {
       const DrawnCall &call = calls[number];
-      const CaseRun alone(call.arguments, call.name, kExports.at(call.name));
+      const CaseRun alone = Call(call.name, call.arguments);
       for (std::size_t k = 0; k < kThreads; ++k)
         for (int i = -1; i < static_cast<int>(call.arguments.size()); ++i)
           EXPECT_TRUE(SameValue(runs[k][number]->ValueAt(i), alone.ValueAt(i)))
