@@ -76,7 +76,7 @@ const int registered = [] {
   gsl_set_error_handler_off();
   constexpr std::size_t kMillion = 1000000, kThousands = 10000;
   Add("NormalTail", kMillion, Plain,
-      {{"tessel", [](const Arguments &a) { return tessel::NormalTail(a.x, 1); }},
+      {{"tessel", [](const Arguments &a) { return tessel::NormalTail(a.x, tessel::Tail::Upper); }},
        {"gsl", [](const Arguments &a) { return gsl_cdf_ugaussian_Q(a.x); }},
        {"boost", [](const Arguments &a) { return bm::cdf(bm::complement(BoostNormal(), a.x)); }}});
   Add("LogGamma", kMillion, Positive,

@@ -43,6 +43,6 @@ double AlgTailT(AlgebraContext *context, const double *args) {
 
 double AlgDensN(AlgebraContext *, const double *args) { return NormalDensity(args[0]); }
 double AlgProbN(AlgebraContext *, const double *args) { return NormalCdf(args[0]); }
-double AlgTailN(AlgebraContext *, const double *args) { return NormalTail(args[0], 1); }
+double AlgTailN(AlgebraContext *, const double *args) { return NormalTail(args[0], Tail::Upper); }
 
 }  // namespace tessel

@@ -1,4 +1,4 @@
-// The chi-squared quantile: algorithm AS 91 (Best and Roberts 1975), with convergence at 1e-10.
+// The chi-squared quantile: algorithm AS 91, with convergence at 1e-10.
 #include <cmath>
 
 #include "core/missing.h"
@@ -41,7 +41,7 @@ double StartFromNormal(double p, double v, double c, double g) {
 // The seven-term Taylor step.
 double TaylorStep(double ch, double p, double xx, double c, double g) {
   const double p1 = 0.5 * ch;
-  const double t = (p - IncompleteGamma(p1, xx, 0)) * std::exp(xx * kLogTwo + g + p1 - c * std::log(ch));
+  const double t = (p - IncompleteGamma(p1, xx, Tail::Lower)) * std::exp(xx * kLogTwo + g + p1 - c * std::log(ch));
   const double b = t / ch;
   const double a = 0.5 * t - b * c;
   const double s1 = (210 + a * (140 + a * (105 + a * (84 + a * (70 + 60 * a))))) / 420;

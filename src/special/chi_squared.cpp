@@ -7,7 +7,7 @@
 
 namespace tessel {
 
-double ChiTail(double x, double df) { return IncompleteGamma(x / 2, df / 2, 1); }
+double ChiTail(double x, double df) { return IncompleteGamma(x / 2, df / 2, Tail::Upper); }
 
 double ChiDensity(double x, double df) {
   if (x <= 0 || x == PositiveInfinity()) return 0;

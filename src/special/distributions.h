@@ -1,7 +1,7 @@
 // Student t, chi-squared and F distributions: upper tail, distribution function, density.
 //
-// Degrees of freedom need not be whole numbers where they are doubles. Nothing here fails: an impossible argument gives
-// the value named beside the function, a missing value passed in comes out as a missing value.
+// Degrees of freedom need not be whole numbers where they are doubles. The functions take any argument: an impossible
+// one gives the value named with the function, and a missing value comes out as a missing value.
 //
 // Accuracy, as measured against 50-digit values on random grids: StudentTail 1e-15 absolute up to df = 100 and 4e-15
 // for all; its upper tail from t = 4 on holds 4e-13 of its value up to df = 1000, 5e-12 up to 1e6 and 5e-8 at 2e9.
@@ -9,13 +9,15 @@
 // up to 1e8, and 3e-12 where one of them is larger and the other at most 600; 5e-10 with both above 1e7. ChiTail as
 // IncompleteGamma. Densities 1e-11 of the value for degrees of freedom up to 1e4.
 //
-// Where digits would be lost: StudentTail below t = 4 takes the finite series up to df = 1000 and Hill's expansion
-// above, where the series has the same value up to its rounding (6e-14 at df = 1e4, 1e-11 at 3e6). F takes the
-// incomplete beta function up to 1e8 degrees of freedom and the chi-squared limit where one of them is larger: log
-// Gamma is rounded to 2e-7 there, and to 2e-3 at 1e12. The beta factor comes from LogBeta, in which the large terms of
-// log Gamma cancel before they are rounded.
+// StudentTail below t = 4 takes the finite series up to df = 1000 and Hill's expansion above, where the two differ by
+// the rounding of the series alone (6e-14 at df = 1e4, 1e-11 at 3e6). F takes the incomplete beta function up to 1e8
+// degrees of freedom and the chi-squared limit where one of them is larger: log Gamma is rounded to 2e-7 there, and to
+// 2e-3 at 1e12. The beta factor comes from LogBeta, in which the large terms of log Gamma cancel before they are
+// rounded.
 //
-// Literature: Abramowitz and Stegun (1964), Handbook of Mathematical Functions, chapter 26.
+// Literature: Abramowitz and Stegun, Handbook of Mathematical Functions (1964), chapter 26. Hill, Algorithm 395:
+// Student's t-distribution, Communications of the ACM 13 (1970), 617-619. Paulson, An approximate normalization of the
+// analysis of variance distribution, Annals of Mathematical Statistics 13 (1942), 233-235.
 #pragma once
 
 namespace tessel {

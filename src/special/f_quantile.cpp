@@ -1,5 +1,5 @@
-// The F quantile: the starting value of algorithm AS 109 (Cran, Martin and Thomas 1977) for the beta variable
-// m / (m + n F), refined by the bracketed Newton iteration.
+// The F quantile: the starting value of algorithm AS 109 for the beta variable m / (m + n F), refined by the bracketed
+// Newton iteration.
 #include <algorithm>
 #include <cmath>
 
@@ -39,12 +39,10 @@ double TailStart(double u, double y, double P, double Q, double logBeta) {
 
 }  // namespace
 
-double FQuantileStart(double q, double n, double m, int *bad) {
-  *bad = 1;
+std::optional<double> FQuantileStart(double q, double n, double m) {
   double P = m / 2;
   double Q = n / 2;
-  if (!(P > 0 && Q > 0 && q >= 0 && q <= 1)) return q;
-  *bad = 0;
+  if (!(P > 0 && Q > 0 && q >= 0 && q <= 1)) return std::nullopt;
   const double logBeta = LogBeta(Q, P);
   const bool swapped = 2 * q > 1;
   const double u = swapped ? 1 - q : q;
@@ -58,10 +56,9 @@ double FQuantileStart(double q, double n, double m, int *bad) {
 double FQuantile(double p, double n, double m) {
   if (p <= 1e-10) return 0;
   if (p >= 1) return PositiveInfinity();
-  int bad;
-  const double start = FQuantileStart(std::clamp(1 - p, 1e-6, 0.999999), n, m, &bad);
-  if (bad) return MissingValue();
-  return SafeguardedNewton(p, start, FCdf, FDensity, n, m, 40, 1e-10, 1, 0, 0, 0);
+  const std::optional<double> start = FQuantileStart(std::clamp(1 - p, 1e-6, 0.999999), n, m);
+  if (!start) return MissingValue();
+  return SafeguardedNewton(p, *start, {.cdf = FCdf, .density = FDensity, .a = n, .b = m, .low = 0});
 }
 
 }  // namespace tessel

@@ -1,8 +1,8 @@
 // BetaFraction and IncompleteGamma.
 //
-// BetaFraction: the even-odd continued fraction (Abramowitz and Stegun 26.5.8). IncompleteGamma: algorithm AS 239 (Shea
-// 1988), which takes the Wilson-Hilferty approximation for large p, Pearson's series for small x, and otherwise the
-// continued fraction (26.4.10).
+// BetaFraction: the even-odd continued fraction (Abramowitz and Stegun 26.5.8). IncompleteGamma: algorithm AS 239,
+// which takes the Wilson-Hilferty approximation for large p, Pearson's series for small x, and otherwise the continued
+// fraction (26.4.10).
 #include <algorithm>
 #include <cmath>
 
@@ -79,16 +79,17 @@ double BetaFraction(double x, double a, double b) {
   return az;
 }
 
-double IncompleteGamma(double x, double p, int upper) {
+double IncompleteGamma(double x, double p, Tail tail) {
+  const bool upper = tail == Tail::Upper;
   if (x <= 0 || p <= 0) return upper ? 1 : 0;
   if (p > 1000) {
     const double z = 3 * std::sqrt(p) * (std::pow(x / p, kThird) + 1 / (9 * p) - 1);
-    return NormalTail(z, upper);
+    return NormalTail(z, tail);
   }
   if (x > 1e11) return upper ? 0 : 1;
   const bool lowerKnown = x <= 1 || x < p;
   const double value = std::min(lowerKnown ? PearsonSeries(x, p) : GammaFraction(x, p), 1.0);
-  return lowerKnown == (upper == 0) ? value : 1 - value;
+  return lowerKnown != upper ? value : 1 - value;
 }
 
 }  // namespace tessel

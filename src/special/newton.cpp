@@ -8,12 +8,19 @@ namespace tessel {
 namespace {
 
 struct Bracket {
-  bool hasLow, hasHigh;
   double low, high;
   double fLow = -1, fHigh = 2;
+  bool hasLow = std::isfinite(low), hasHigh = std::isfinite(high);
 
   bool Closed() const { return hasLow && hasHigh; }
   double Middle() const { return (high + low) / 2; }
+
+  // x0, or a point just inside the bracket.
+  double Inside(double x0) const {
+    if (hasLow && low > x0) x0 = low + (std::fabs(low) + 1) * 1e-6;
+    if (hasHigh && x0 > high) x0 = high - (std::fabs(high) + 1) * 1e-6;
+    return x0;
+  }
 
   // Takes x as an end if F there is on p's side and no worse than the end's.
   void Tighten(double x, double F, double d) {
@@ -32,16 +39,13 @@ struct Bracket {
 
 }  // namespace
 
-double SafeguardedNewton(double p, double x0, DistributionFunction cdf, DistributionFunction density, double a,
-                         double b, int maxIter, double tolerance, int hasLow, double low, int hasHigh, double high) {
-  Bracket bracket = {hasLow != 0, hasHigh != 0, hasLow ? low : -PositiveInfinity(),
-                     hasHigh ? high : PositiveInfinity()};
-  double x = x0;
-  if (hasLow && low > x) x = low + (std::fabs(low) + 1) * 1e-6;
-  if (hasHigh && x > high) x = high - (std::fabs(high) + 1) * 1e-6;
-  if (p <= 0) return bracket.low;
-  if (p >= 1) return bracket.high;
+double SafeguardedNewton(double p, double x0, const NewtonProblem &problem) {
+  const auto &[cdf, density, a, b, low, high, maxIter, tolerance] = problem;
+  if (p <= 0) return low;
+  if (p >= 1) return high;
 
+  Bracket bracket = {low, high};
+  double x = bracket.Inside(x0);
   double F = 2;
   for (int iteration = 0; iteration < maxIter; ++iteration) {
     const double previous = F;
@@ -55,8 +59,7 @@ double SafeguardedNewton(double p, double x0, DistributionFunction cdf, Distribu
     }
     const double g = density(x, a, b);
     const double s = d / g;
-    // x is as close as doubles come; both ends of the bracket are shut against the step.
-    if (x + s == x) break;
+    if (x + s == x) break;  // no double is closer, and After would go to the middle of the bracket
     x = bracket.After(x, s);
     if (std::fabs(d) < tolerance && std::fabs(d) < std::fabs(g) * tolerance) return x;
   }

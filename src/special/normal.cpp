@@ -1,7 +1,7 @@
 // The normal distribution.
 //
 // Polynomials of degree 12 for erf(z)/z in unit pieces of z^2 and for the sixteenth root of erfc(z) in unit pieces of
-// z, z = |x|/sqrt(2); in the far tail the form of algorithm AS 66 (Hill 1973, Applied Statistics 22).
+// z, z = |x|/sqrt(2); in the far tail the form of algorithm AS 66.
 #include "special/normal.h"
 
 #include <cmath>
@@ -46,23 +46,23 @@ double FarTail(double y) {
 
 }  // namespace
 
-double NormalTail(double x, int upper) {
+double NormalTail(double x, Tail tail) {
   if (IsMissing(x)) return x;
   const double z = std::fabs(x) * 0.7071067811865476;
-  const bool wantUpper = (upper != 0) != (x < 0);  // of |x|
+  const bool wantUpper = (tail == Tail::Upper) != (x < 0);  // of |x|
   if (z < 2.2) {
     const double e = HalfErf(z);
     return wantUpper ? 0.5 - e : 0.5 + e;
   }
   if (z < 6.9) {
-    const double tail = HalfErfc(z);
-    return wantUpper ? tail : 1 - tail;
+    const double upper = HalfErfc(z);
+    return wantUpper ? upper : 1 - upper;
   }
   if (!wantUpper) return 1;
   return z > 25.7 ? 0 : FarTail(std::fabs(x));
 }
 
-double NormalCdf(double x) { return NormalTail(x, 0); }
+double NormalCdf(double x) { return NormalTail(x, Tail::Lower); }
 
 double NormalDensity(double x) { return std::exp(-x * x / 2) / 2.5066282746310007; }
 

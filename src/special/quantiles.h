@@ -11,10 +11,15 @@
 // tails the 40 steps can end early: StudentQuantile with df = 1 below p = 1e-17 and df = 2 below 1e-24, FQuantile with
 // n = 1 below p = 1e-7 (sooner for n below 1), where it is the missing value.
 //
-// Literature: Wichura (1988), Algorithm AS 241, Applied Statistics 37. Best and Roberts (1975), Algorithm AS 91,
-// Applied Statistics 24. Cran, Martin and Thomas (1977), Algorithm AS 109, Applied Statistics 26. Abramowitz and Stegun
-// (1964), Handbook of Mathematical Functions, 26.7.5.
+// Literature: Wichura, Algorithm AS 241: the percentage points of the normal distribution, Applied Statistics 37
+// (1988), 477-484. Best and Roberts, Algorithm AS 91: the percentage points of the chi-squared distribution, Applied
+// Statistics 24 (1975), 385-388. Cran, Martin and Thomas, Remark AS R19 and Algorithm AS 109: a remark on Algorithms AS
+// 63, the incomplete beta integral, and AS 64, inverse of the incomplete beta function ratio, Applied Statistics 26
+// (1977), 111-114. Abramowitz and Stegun, Handbook of Mathematical Functions (1964), 26.7.5.
 #pragma once
+
+#include <limits>
+#include <optional>
 
 namespace tessel {
 
@@ -31,19 +36,30 @@ double StudentQuantile(double p, int df);
 // below 0 or no solution comes within one per cent of p.
 double FQuantile(double p, double n, double m);
 
-// A starting value for the F quantile of the upper probability q. `bad` is set to 1, and q returned, when n or m is at
-// or below 0 or q outside 0 to 1; otherwise to 0.
-double FQuantileStart(double q, double n, double m, int *bad);
+// A starting value for the F quantile of the upper probability q. Nothing when n or m is not above 0 or q not from 0 to
+// 1.
+std::optional<double> FQuantileStart(double q, double n, double m);
 
+// A function of x with the parameters a and b.
 using DistributionFunction = double (*)(double x, double a, double b);
 
-// Solves cdf(x, a, b) = p from x0 by Newton's steps inside a bracket that tightens as it goes. `low` counts only with
-// `hasLow`, `high` only with `hasHigh`; absent ends are infinite. Done when |p - F| is below `tolerance` and below
-// `tolerance` times the density, or when a step no longer moves x (the middle of the bracket, where a step that reaches
-// an end leads, may be far away then); without a slope x moves outwards to twice its size. `low` for p at or below 0,
-// `high` for p at or above 1; the missing value when the best point after `maxIter` steps has F more than one per cent
-// of p away from p.
-double SafeguardedNewton(double p, double x0, DistributionFunction cdf, DistributionFunction density, double a,
-                         double b, int maxIter, double tolerance, int hasLow, double low, int hasHigh, double high);
+struct NewtonProblem {
+  DistributionFunction cdf, density;
+  double a, b;  // parameters of both
+  // The ends of the first bracket. An infinite end is absent.
+  double low = -std::numeric_limits<double>::infinity();
+  double high = std::numeric_limits<double>::infinity();
+  int maxIter = 40;
+  double tolerance = 1e-10;
+};
+
+// Solves cdf(x, a, b) = p from x0, moved into the bracket, by the steps s = (p - F) / f of Newton's iteration inside a
+// bracket that tightens as it goes. A step that would reach an end of the bracket becomes half the bracket, or half the
+// way to its only end. Where f is 0, and no end is in the way, x goes to 2 |x| + 1 in the direction of p. `low` for p
+// at or below 0, `high` for p at or above 1. The iteration ends
+//   when |p - F| is below `tolerance` and below `tolerance` times f, with one more step;
+//   when F = p, when a step leaves x as it is, or after maxIter steps, with the best point so far;
+// and gives the missing value when F there is more than one per cent of p away from p.
+double SafeguardedNewton(double p, double x0, const NewtonProblem &problem);
 
 }  // namespace tessel

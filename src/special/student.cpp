@@ -1,7 +1,7 @@
 // Student's t distribution.
 //
 // The finite series of Abramowitz and Stegun 26.7.3 and 26.7.4, the incomplete beta function (26.7.1) from t = 4 on,
-// and for many degrees of freedom Hill's normalising expansion (1970, Algorithm 395, Communications of the ACM 13).
+// and for many degrees of freedom Hill's normalising expansion.
 #include <cmath>
 
 #include "core/missing.h"
@@ -27,7 +27,7 @@ double FiniteSeries(double t, int df, double c) {
   double a = 1;
   double sum = 1;
   for (int i = odd + 2; i <= df - 2; i += 2) {
-    a = a * ((i - 1) * c / i);  // the quotient waits for no term
+    a = a * ((i - 1) * c / i);  // so bracketed, the division need not wait for a
     const double next = sum + a;
     if (next == sum) break;
     sum = next;
@@ -46,7 +46,7 @@ double HillExpansion(double t, double v) {
   const double y = a * std::log1p(t * t / v);
   const double second = (((-0.4 * y - 3.3) * y - 24) * y - 85.5) / (0.8 * y * y + 100 + b);
   const double z = ((second + y + 3) / b + 1) * std::sqrt(y);
-  return NormalTail(t < 0 ? -z : z, 1);
+  return NormalTail(t < 0 ? -z : z, Tail::Upper);
 }
 
 }  // namespace

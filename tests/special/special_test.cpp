@@ -16,6 +16,7 @@
 namespace {
 
 using namespace tessel;
+using enum Tail;
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -33,14 +34,15 @@ int Whole(double x) { return static_cast<int>(x); }
 
 const Family kFamilies[] = {
     // From 0.28 to 0.3 in |x|/sqrt(2) the lower branch ends with 1.1e-15.
-    {"NormalTail", kNormalTail, [](double x, double, double) { return NormalTail(x, 1); }, 1e-13, 1.1e-15},
-    {"NormalFarTail", kNormalFarTail, [](double x, double, double) { return NormalTail(x, 1); }, 1e-10, 0},
+    {"NormalTail", kNormalTail, [](double x, double, double) { return NormalTail(x, Upper); }, 1e-13, 1.1e-15},
+    {"NormalFarTail", kNormalFarTail, [](double x, double, double) { return NormalTail(x, Upper); }, 1e-10, 0},
     {"NormalLower", kNormalTail, [](double x, double, double) { return 1 - NormalCdf(x); }, 0, 1.1e-15},
     {"LogGamma", kLogGamma, [](double x, double, double) { return LogGamma(x); }, 1e-15, 1e-14},
     {"Gamma", kGamma, [](double x, double, double) { return Gamma(x); }, 2e-13, 0},
     {"Polygamma", kPolygamma, [](double x, double n, double) { return Polygamma(x, Whole(n)); }, 1e-13, 1e-15},
-    {"UpperGamma", kUpperGamma, [](double x, double p, double) { return IncompleteGamma(x, p, 1); }, 1e-10, 1e-11},
-    {"LowerGamma", kUpperGamma, [](double x, double p, double) { return 1 - IncompleteGamma(x, p, 0); }, 1e-10, 1e-11},
+    {"UpperGamma", kUpperGamma, [](double x, double p, double) { return IncompleteGamma(x, p, Upper); }, 1e-10, 1e-11},
+    {"LowerGamma", kUpperGamma, [](double x, double p, double) { return 1 - IncompleteGamma(x, p, Lower); }, 1e-10,
+     1e-11},
     {"ChiTail", kUpperGamma, [](double x, double p, double) { return ChiTail(2 * x, 2 * p); }, 1e-10, 1e-11},
     {"StudentTail", kStudentTail, [](double t, double n, double) { return StudentTail(t, Whole(n)); }, 1e-11, 1e-14},
     {"StudentCdf", kStudentTail, [](double t, double n, double) { return StudentCdf(-t, Whole(n)); }, 1e-11, 1e-14},
@@ -80,11 +82,11 @@ TEST(Special, EdgesHaveTheirNamedResults) {
       {Gamma(1e300), kInf}, {Polygamma(0, 1), 0}, {Polygamma(-1, 1), 0}, {Polygamma(1, -1), 0},
       {Polygamma(kInf, 2), 0}, {Polygamma(1e-300, 5), kInf}, {Polygamma(5, 2147483646), -kInf},
       {Polygamma(1e9, 2147483647), 0}, {BetaFraction(0, 1, 1), 0}, {BetaFraction(0.5, 0, 1), 0},
-      {BetaFraction(0.5, 1, -1), 0}, {IncompleteGamma(0, 1, 0), 0}, {IncompleteGamma(0, 1, 1), 1},
-      {IncompleteGamma(1, -1, 1), 1}, {IncompleteGamma(2e11, 5, 0), 1}, {IncompleteGamma(kInf, 2000, 1), 0},
-      {IncompleteGamma(1e5, 5, 1), 0}, {IncompleteGamma(1e5, 5, 0), 1}, {IncompleteGamma(1e-300, 5, 1), 1},
-      {ChiTail(0, 3), 1}, {NormalTail(0, 1), 0.5}, {NormalTail(40, 1), 0}, {NormalTail(-40, 1), 1},
-      {NormalTail(-kInf, 0), 0}, {NormalCdf(10), 1}, {NormalCdf(0), 0.5}, {NormalDensity(kInf), 0},
+      {BetaFraction(0.5, 1, -1), 0}, {IncompleteGamma(0, 1, Lower), 0}, {IncompleteGamma(0, 1, Upper), 1},
+      {IncompleteGamma(1, -1, Upper), 1}, {IncompleteGamma(2e11, 5, Lower), 1}, {IncompleteGamma(kInf, 2000, Upper), 0},
+      {IncompleteGamma(1e5, 5, Upper), 0}, {IncompleteGamma(1e5, 5, Lower), 1}, {IncompleteGamma(1e-300, 5, Upper), 1},
+      {ChiTail(0, 3), 1}, {NormalTail(0, Upper), 0.5}, {NormalTail(40, Upper), 0}, {NormalTail(-40, Upper), 1},
+      {NormalTail(-kInf, Lower), 0}, {NormalCdf(10), 1}, {NormalCdf(0), 0.5}, {NormalDensity(kInf), 0},
       {NormalDensity(1e200), 0}, {StudentTail(1, 0), 0}, {StudentTail(1, -5), 0}, {StudentTail(0, 5), 0.5},
       {StudentCdf(0, 5), 0.5}, {StudentTail(-kInf, 3), 1}, {StudentTail(-1e200, 4), 1}, {StudentTail(kInf, 4), 0},
       {StudentTail(-1e9, 2147483647), 1}, {StudentDensity(kInf, 3), 0}, {StudentDensity(1, 0), kNaN},
@@ -110,7 +112,7 @@ TEST(Special, AMissingValueComesOutMissing) {
   // clang-format off
   const double results[] = {
       LogGamma(kNaN), Gamma(kNaN), Polygamma(kNaN, 1), BetaFraction(kNaN, 1, 1), BetaFraction(0.5, 1, kNaN),
-      IncompleteGamma(kNaN, 2, 0), IncompleteGamma(3, kNaN, 1), NormalTail(kNaN, 1), NormalCdf(kNaN),
+      IncompleteGamma(kNaN, 2, Lower), IncompleteGamma(3, kNaN, Upper), NormalTail(kNaN, Upper), NormalCdf(kNaN),
       NormalDensity(kNaN), StudentTail(kNaN, 2147483647), StudentCdf(kNaN, 3), StudentDensity(1, kNaN),
       ChiTail(kNaN, 3), ChiDensity(1, kNaN), FTail(kNaN, 2, 3), FTail(1, kNaN, 3), FCdf(1, 2, kNaN),
       FDensity(1, kNaN, 2), NormalQuantile(kNaN), ChiQuantile(kNaN, 0.1), ChiQuantile(0.5, kNaN),
@@ -127,15 +129,15 @@ TEST(Special, BranchesJoin) {
     std::function<double(double)> function;
     double at, relative;
   } const joins[] = {
-      {[](double x) { return NormalTail(x, 1); }, 0.3 * root2, 5e-15},
-      {[](double x) { return NormalTail(x, 1); }, 2.2 * root2, 1e-13},
-      {[](double x) { return NormalTail(x, 1); }, 6.9 * root2, 1e-10},
+      {[](double x) { return NormalTail(x, Upper); }, 0.3 * root2, 5e-15},
+      {[](double x) { return NormalTail(x, Upper); }, 2.2 * root2, 1e-13},
+      {[](double x) { return NormalTail(x, Upper); }, 6.9 * root2, 1e-10},
       {[](double t) { return StudentTail(t, 7); }, 4, 1e-12},
       {[](double t) { return StudentTail(t, 800); }, 4, 1e-10},
       {[](double t) { return StudentTail(t, 2147483647); }, 4, 1e-7},
       {[](double v) { return StudentTail(2, static_cast<int>(v)); }, 1001, 1e-5},  // falls by 3e-6 per df
-      {[](double x) { return IncompleteGamma(x, 60, 1); }, 60, 1e-11},
-      {[](double p) { return IncompleteGamma(990, p, 1); }, 1000, 1e-5},
+      {[](double x) { return IncompleteGamma(x, 60, Upper); }, 60, 1e-11},
+      {[](double p) { return IncompleteGamma(990, p, Upper); }, 1000, 1e-5},
       {[](double m) { return FTail(2.5, 3, m); }, 1e8, 1e-8},
       {[](double n) { return FTail(2.5, n, 3); }, 1e8, 1e-8},
       {[](double m) { return FTail(1.0002, 1.1e7, m); }, 1e7, 1e-8},
@@ -183,20 +185,23 @@ double ExponentialDensity(double x, double a, double) { return x <= 0 ? 0 : a * 
 double FlatCdf(double, double, double) { return 0.25; }
 
 TEST(SafeguardedNewton, SolvesInsideItsBracketOrGivesUp) {
-  const auto solve = [](double p, double x0, int maxIter, int hasLow, int hasHigh) {
-    return SafeguardedNewton(p, x0, ExponentialCdf, ExponentialDensity, 2, 0, maxIter, 1e-10, hasLow, 0, hasHigh, 50);
-  };
+  const NewtonProblem open = {.cdf = ExponentialCdf, .density = ExponentialDensity, .a = 2, .b = 0};
+  NewtonProblem closed = open;
+  closed.low = 0, closed.high = 50;
   for (double p : {0.001, 0.3, 0.9, 0.9999}) {
     for (double x0 : {-3.0, 1e-9, 0.4, 30.0, 80.0}) {
-      EXPECT_NEAR(solve(p, x0, 40, 1, 1), -std::log1p(-p) / 2, 1e-9) << p << ", " << x0;
+      EXPECT_NEAR(SafeguardedNewton(p, x0, closed), -std::log1p(-p) / 2, 1e-9) << p << ", " << x0;
     }
   }
-  EXPECT_NEAR(solve(0.3, 0.1, 40, 0, 0), -std::log1p(-0.3) / 2, 1e-9);
-  EXPECT_EQ(solve(0, 1, 40, 1, 1), 0);
-  EXPECT_EQ(solve(1, 1, 40, 1, 1), 50);
-  EXPECT_EQ(solve(-1, 1, 40, 0, 0), -kInf);
-  EXPECT_TRUE(std::isnan(solve(0.9, 1e-9, 1, 1, 1))) << "one step from far away";
-  EXPECT_TRUE(std::isnan(SafeguardedNewton(0.5, 1, FlatCdf, ExponentialDensity, 1, 0, 40, 1e-10, 1, 0, 0, 0)));
+  EXPECT_NEAR(SafeguardedNewton(0.3, 0.1, open), -std::log1p(-0.3) / 2, 1e-9);
+  EXPECT_EQ(SafeguardedNewton(0, 1, closed), 0);
+  EXPECT_EQ(SafeguardedNewton(1, 1, closed), 50);
+  EXPECT_EQ(SafeguardedNewton(-1, 1, open), -kInf);
+  closed.maxIter = 1;
+  EXPECT_TRUE(std::isnan(SafeguardedNewton(0.9, 1e-9, closed))) << "one step from far away";
+  NewtonProblem flat = open;
+  flat.low = 0, flat.cdf = FlatCdf;
+  EXPECT_TRUE(std::isnan(SafeguardedNewton(0.5, 1, flat)));
 }
 
 }  // namespace
