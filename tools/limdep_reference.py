@@ -232,4 +232,6 @@ count("negative-binomial-large-counts-near-poisson", 1, 0, 1, [900, 1005, 1100],
 count("negative-binomial-millions", 1, 0, 0, [300000, 1200000, 2500000], 14.0, 0.3, (-0.5,))
 vote()
 visits()
+count("negative-binomial-large-mean-up-to-3000", 1, 3000, 0, [900, 1003, 1100], 6.9, 0.05, (-9.0,), support=2000,
+      tolerance=1e-10)
 cases.write()

@@ -101,6 +101,24 @@ def regimes(name, T, n, zero_density=False):
     cases.value(3, 1e-12, moves / total[-1])
 
 
+def smoother(name, filtered, P):
+    """The documented recursion in 50 digits, for inputs that no filter gives: they reach the bounds."""
+    T, n, tiny = len(filtered), len(P), mpf(1e-100)
+    f, p = [[mpf(v) for v in row] for row in filtered], [[mpf(v) for v in row] for row in P]
+    smoothed, moves = {T - 1: f[-1]}, [[mpf(0)] * n for _ in range(n)]
+    for t in range(T - 2, -1, -1):
+        predicted = [sum(p[i][j] * f[t][j] for j in range(n)) for i in range(n)]
+        ratio = [s * mpf(1e100) if q <= tiny else s / q for s, q in zip(smoothed[t + 1], predicted)]
+        for i in range(n):
+            for j in range(n):
+                moves[i][j] += ratio[i] * p[i][j] * f[t][j]
+        values = [f[t][j] * sum(ratio[i] * p[i][j] for i in range(n)) for j in range(n)]
+        smoothed[t] = [0 if v <= tiny else min(v, mpf(1)) for v in values]
+    cases.case("FnSmoothMS", name, filtered, P, None, None)
+    cases.value(2, 1e-13, [smoothed[t] for t in range(T)])
+    cases.value(3, 1e-13, moves)
+
+
 def nile():
     y = pandas.read_csv(ROOT / "tests" / "data" / "nile.csv")["volume"].to_numpy(dtype=float)[:40]
     model = sm.tsa.MarkovRegression(y, k_regimes=2, switching_variance=True)
@@ -128,4 +146,10 @@ regimes("every-path-of-two", 8, 2, zero_density=True)
 regimes("every-path-of-five", 5, 5)
 regimes("one-observation", 1, 4)
 nile()
+egarch([], [0.1, 0.05], 3, 0.1, level=720.0)
+egarch([0.2, 0.1, 0.05], [0.3], 2, 0.4, level=720.0)
+smoother("bounded-at-1", [[0.3, 0.7], [0.5, 0.4], [0.2, 0.3], [0.9, 1.2]], [[0.9, 0.3], [0.1, 0.7]])
+smoother("bounded-at-1-of-five", random.uniform(0.1, 0.3, (4, 5)).tolist()[:3] + [[0.9] * 5],
+         random.dirichlet(numpy.ones(5), 5).T)
+smoother("predicted-near-1e-100", [[1.0, 1.0], [1e-101, 1e-99], [1.0, 1.0]], [[1.0, 0.0], [0.0, 1.0]])
 cases.write()

@@ -1,7 +1,12 @@
 // Likelihoods of limited dependent variable models, called as a user calls them.
 #include <cmath>
+#include <functional>
+#include <tuple>
 
 #include "core/heap.h"
+#include "limdep/count.h"
+#include "limdep/logit.h"
+#include "limdep/probit.h"
 #include "support/reference_cases.h"
 
 namespace {
@@ -91,13 +96,73 @@ TEST(Limdep, AnOverflowingMeanAddsNothingToTheFrequencies) {
     EXPECT_NEAR(run.At(9)[c], std::exp(-1.0) / (c < 2 ? 1 : 2), 1e-15) << "mean 1 alone";
 }
 
-TEST(Limdep, ACountModelGivesTheOuterProductOrNoResult) {
-  for (int model : {0, 1})
-    for (int n = 1; n < 12; ++n) {
+// What the headers state for exhausted memory: no result and missing outputs; for logit and probit also, where the sums
+// of the outer product alone find none, an outer product of zero beside results that are right.
+TEST(Limdep, ExhaustedMemory) {
+  const Argument three = Mat(3, 1, {0.1, 0.2, 0.4}), y = Mat(2, 1, {1, 0}), x = Mat(2, 1, {1, 2});
+  const Argument z = Mat(2, 4, {5, 6, 8, 1, 0, -1, 2, 3});
+  const std::tuple<std::string, std::vector<Argument>, int, bool> calls[] = {
+      {"FnLogitJD", Logit(three, y, 2, x, z), 7, true},
+      {"FnBinProbitJD", Probit(three, y, x), 4, true},
+      {"FnCountJD", Count(three, y, x, 0, 0, 2), 7, false},
+      {"FnCountJD", Count(three, y, x, 1, 0, 2), 7, false}};
+  for (const auto &[name, arguments, first, partly] : calls) {
+    SCOPED_TRACE(name);
+    const CaseRun full = Call(name, arguments);
+    int without = 0, partial = 0;
+    for (int n = 1;; ++n) {
       tessel::HeapFailAt(n);
-      const CaseRun run = Call("FnCountJD", Count(Mat(2, 1, {0.1, 0.2}), Mat(1, 1, {3}), Mat(1, 1, {1}), model, 0));
+      const CaseRun run = Call(name, arguments);
+      const bool reached = !tessel::HeapFailPending();
       tessel::HeapFailAt(0);
-      EXPECT_TRUE(run.ReturnsMissing() || run.At(11)[0] > 0) << model << " without allocation " << n;
+      if (!reached) break;
+      const int outer = first + 4;
+      if (run.ReturnsMissing()) {
+        ++without;
+        for (int i = first; i <= outer; ++i)
+          for (const double cell : run.At(i)) EXPECT_TRUE(std::isnan(cell)) << "output " << i << ", allocation " << n;
+        if (name == "FnLogitJD") {
+          EXPECT_EQ(run.arguments[4].matrix.values, z.matrix.values) << "Z is not centred";
+        }
+      } else {
+        ++partial;
+        for (int i : {-1, first, first + 1, first + 2, first + 3})
+          EXPECT_TRUE(SameValue(run.ValueAt(i), full.ValueAt(i))) << "output " << i << ", allocation " << n;
+        EXPECT_EQ(run.At(outer), std::vector<double>(9, 0.0));
+      }
+    }
+    EXPECT_GT(without, 0);
+    EXPECT_EQ(partial > 0, partly);
+  }
+}
+
+// Every failing allocation ends in NoMemory, whatever else is filled.
+TEST(Limdep, AStatusTellsExhaustedMemory) {
+  const std::vector<double> theta = {0.1, 0.2}, x = {1, 2}, y = {1, 0}, z = {5, 6, 8, 1};
+  std::vector<double> information(4), outerProduct(4);
+  tessel::LikelihoodOutputs out;
+  out.information = {information.data(), 2, 2};
+  out.outerProduct = {outerProduct.data(), 2, 2};
+  tessel::LogitSample choices;
+  choices.outcomes = 2;
+  choices.y = {y.data(), 2, 1};
+  choices.x = {x.data(), 2, 1};
+  choices.z = {z.data(), 2, 2};
+  const tessel::IndexSample sample = {{y.data(), 2, 1}, {x.data(), 2, 1}, {}};
+  const std::function<tessel::Likelihood()> evaluators[] = {
+      [&] { return tessel::LogitLikelihood(choices, theta, out); },
+      [&] { return tessel::ProbitLikelihood(sample, theta, out); },
+      [&] { return tessel::CountLikelihood({}, sample, theta, out); },
+      [&] {
+        return tessel::CountLikelihood({true, 0, 0.0}, sample, theta, out);
+      }};
+  for (const auto &evaluate : evaluators)
+    for (int n = 1, reached = 1; reached != 0; ++n) {
+      tessel::HeapFailAt(n);
+      const tessel::Likelihood likelihood = evaluate();
+      reached = tessel::HeapFailPending() ? 0 : 1;
+      tessel::HeapFailAt(0);
+      EXPECT_EQ(likelihood.status, reached != 0 ? tessel::Status::NoMemory : tessel::Status::Ok) << n;
     }
 }
 
@@ -126,15 +191,48 @@ TEST(Logit, ExtremeIndices) {
   EXPECT_TRUE(std::isnan(small.At(-1)[0]));
 }
 
+// With gamma = log 3 and z = (0, 1) the probabilities are 1/4 and 3/4, the mean of z is 3/4.
+TEST(Logit, TheInformationMatrixLeavesTheArgumentZCentred) {
+  std::vector<Argument> arguments = Logit(Mat(1, 1, {std::log(3.0)}), Mat(1, 1, {0}), 2, kNone, Mat(1, 3, {0, 1, 9}));
+  const CaseRun run = Call("FnLogitJD", arguments);
+  const std::vector<double> &z = run.arguments[4].matrix.values;
+  EXPECT_NEAR(z[0], -0.75, 1e-15);
+  EXPECT_NEAR(z[1], 0.25, 1e-15);
+  EXPECT_EQ(z[2], 9) << "half a characteristic is not read";
+  arguments[8] = Declined();
+  EXPECT_EQ(Call("FnLogitJD", arguments).arguments[4].matrix.values, arguments[4].matrix.values);
+}
+
 TEST(Logit, CentredCharacteristicsGiveTheSameResults) {
   const std::vector<Argument> arguments =
       Logit(Mat(1, 1, {0.7}), Mat(2, 1, {0, 2}), 3, kNone, Mat(2, 3, {5, 6, 8, 1, 0, -1}));
   const CaseRun first = Call("FnLogitJD", arguments);
-  EXPECT_NE(first.arguments[4].matrix.values, arguments[4].matrix.values);
   const CaseRun second = Call("FnLogitJD", first.arguments);
   for (int position : {-1, 7, 8, 10, 11})
     for (std::size_t i = 0; i < first.At(position).size(); ++i)
       EXPECT_NEAR(second.At(position)[i], first.At(position)[i], 1e-13) << position;
+}
+
+// Within the engine z stays as it is; where the centred values go changes no bit.
+TEST(Logit, TheEvaluatorKeepsToItsOutputs) {
+  const std::vector<double> theta = {0.3, -0.4}, y = {0, 2, 1},
+                            z = {5, 6, 8, 1, 0, -1, 1, 2, 3, 4, 4, 7, 0, 1, 0, 2, 2, 1};
+  std::vector<double> own(4), given(4), inPlace(4), centred(18), cells = z;
+  tessel::LogitSample sample;
+  sample.outcomes = 3;
+  sample.y = {y.data(), 3, 1};
+  sample.z = {z.data(), 3, 6};
+  const auto information = [&](std::vector<double> &to, tessel::Matrix centredTo) {
+    tessel::LikelihoodOutputs out;
+    out.information = {to.data(), 2, 2};
+    return tessel::LogitLikelihood(sample, theta, out, centredTo).logLik;
+  };
+  const double logLik = information(own, {});
+  EXPECT_EQ(information(given, {centred.data(), 3, 6}), logLik);
+  sample.z = {cells.data(), 3, 6};
+  EXPECT_EQ(information(inPlace, {cells.data(), 3, 6}), logLik);
+  EXPECT_TRUE(SameBits(own, given) && SameBits(own, inPlace) && SameBits(cells, centred));
+  EXPECT_NE(cells, z);
 }
 
 TEST(Probit, FarTails) {
