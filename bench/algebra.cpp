@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "algebra/workspace.h"
+#include "default_workspace.h"
 
 extern "C" {
 #include <lua5.4/lauxlib.h>
@@ -58,7 +58,7 @@ void OurRun(benchmark::State &state, int n, const char *code) {
   for (auto _ : state) {
     if (!Run({}, 0, n - 1)) std::abort();
   }
-  tessel::WorkspaceClose();
+  tessel::DefaultWorkspace().Close();
 }
 
 // ---- Lua: the body of a function of the tables x, y, z
@@ -140,7 +140,7 @@ void OurRecursion(benchmark::State &state) {
   for (auto _ : state) {
     if (!Run({}, 1, n - 1)) std::abort();
   }
-  tessel::WorkspaceClose();
+  tessel::DefaultWorkspace().Close();
 }
 
 BENCHMARK(OurRecursion)->Name("algebra: recursion/1000000/tessel");
@@ -160,7 +160,7 @@ void OurTrial(benchmark::State &state) {
     args.Text("resid").Integer(0).Integer(199).Decline();
     benchmark::DoNotOptimize(morv::Call("FnGetAlgebraVar", FnGetAlgebraVar, args).result.AsMatrix().cells);
   }
-  tessel::WorkspaceClose();
+  tessel::DefaultWorkspace().Close();
 }
 
 void LuaTrial(benchmark::State &state) {
@@ -202,8 +202,8 @@ BENCHMARK(PlainTrial)->Name("algebra: trial of a model/200/C++ loop");
 void OurSteps(benchmark::State &state) {
   Open(Data(1200), "y = log(x) - 0.5*lag(x,1); z = exp(y) + y[-1];", false);
   for (auto _ : state)
-    for (int t = 1; t <= 1000; ++t) benchmark::DoNotOptimize(tessel::AlgebraRunRange(t, t));
-  tessel::WorkspaceClose();
+    for (int t = 1; t <= 1000; ++t) benchmark::DoNotOptimize(tessel::DefaultWorkspace().Run(t, t));
+  tessel::DefaultWorkspace().Close();
 }
 
 void LuaSteps(benchmark::State &state) {
@@ -233,7 +233,7 @@ void OurCompile(benchmark::State &state) {
   const Data data(4);
   for (auto _ : state) {
     Open(data, text, false);
-    tessel::WorkspaceClose();
+    tessel::DefaultWorkspace().Close();
   }
 }
 

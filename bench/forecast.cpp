@@ -8,7 +8,7 @@
 #include <morv/host.hpp>
 #include <vector>
 
-#include "algebra/workspace.h"
+#include "default_workspace.h"
 
 namespace {
 
@@ -145,7 +145,7 @@ struct Workspace {
     open.Matrix(cells.data(), system.T, kY).Strings(names).Integer(1).Integer(1).Integer(1).Integer(0);
     open.Text("level = trend() == 1 ? 100 : level[-1] * exp(a / 100); ratio = exp(b - c); growth = a - a[-1];");
     morv::Call("FnInitAlgebraNls", FnInitAlgebraNls, open.Decline().Decline());
-    tessel::AlgebraRunRange(0, kStart - 1);
+    if (tessel::Failed(tessel::DefaultWorkspace().Run(0, kStart - 1))) std::abort();
   }
   ~Workspace() {
     morv::Arguments none;
@@ -172,7 +172,7 @@ void MachineAlone(benchmark::State &state, int steps, bool coefficients) {
   for (auto _ : state)
     for (int pass = 0; pass < 2 + 2 * derivatives; ++pass)
       for (int t = kStart; t < system.T; ++t)
-        benchmark::DoNotOptimize(tessel::AlgebraRunRange(pass < 2 ? kStart : kStart - 1, t));
+        benchmark::DoNotOptimize(tessel::DefaultWorkspace().Run(pass < 2 ? kStart : kStart - 1, t));
 }
 
 constexpr auto kMicro = benchmark::kMicrosecond;

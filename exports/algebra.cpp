@@ -1,67 +1,64 @@
-// The doors of the Algebra workspace.
+// The exports of the Algebra workspace.
 #include <tessel/tessel.h>
 
 #include <algorithm>
-#include <cstring>
+#include <cstdio>
+#include <span>
 
-#include "algebra/workspace.h"
+#include "core/heap.h"
+#include "default_workspace.h"
 #include "frame.h"
 
 using namespace tessel;
 
 namespace {
 
+void Print(void *, MessageKind kind, const char *text) {
+  std::printf("\n%s: %s\n", kind == MessageKind::Error ? "Error" : "Warning", text);
+  std::fflush(stdout);
+}
+
+constinit AlgebraWorkspace workspace{MessageSink{Print, nullptr}};
+
 // Closes the workspace again unless opening it came to its end; a refused argument leaves by unwinding.
 struct OpeningGuard {
   bool opened = false;
   ~OpeningGuard() {
-    if (!opened) WorkspaceClose();
+    if (!opened) workspace.Close();
   }
 };
 
 MorvValue *NameAt(MorvValue *names, int i) { return MorvValGetArrayVal(names, i); }
 
-// The host's variables, with their names and values. 0 when memory fails.
-int AddHostVariables(const MatrixView &data, MorvValue *names) {
-  AlgebraDatabase *database = Workspace().database;
-  if (DbAddVariables(database, data.columns) < 0) return 0;
-  const int rows = std::min(data.rows, database->obsCount);
-  for (int i = 0; i < data.columns; ++i) {
-    // An empty name leaves the variable its default one.
-    const char *name = MorvValGetString(NameAt(names, i));
-    if (*name != '\0' && !DbSetName(database, i, name)) return 0;
-    for (int t = 0; t < rows; ++t) database->columns[i][t] = data.cells[t][i];
-  }
-  return 1;
+// The host's variables, with their names and values.
+Status AddHostVariables(ConstMatrix data, MorvValue *names) {
+  const OwnedBlock<const char *> texts(data.columns);
+  if (!texts) return Status::NoMemory;
+  for (int i = 0; i < data.columns; ++i) texts[i] = MorvValGetString(NameAt(names, i));
+  return workspace.AddData(data, {texts.get(), static_cast<std::size_t>(data.columns)});
 }
 
 // Opens the workspace over the arguments of FnInitAlgebraNls and compiles the program. The text of the failure, or
 // null.
 const char *OpenOverArguments(MorvValue *args, const MatrixView &data, bool formulation) {
   constexpr const char *noWorkspace = "Algebra initialization error";
-  SampleSpec sample = {IntegerAt(args, 2), IntegerAt(args, 3), 0, 0, IntegerAt(args, 4)};
-  if (sample.frequency < 1) return noWorkspace;
-  SampleSetCount(&sample, data.rows);
-  if (!WorkspaceOpen(data.columns, sample)) return noWorkspace;
+  const SampleSpec start = {IntegerAt(args, 2), IntegerAt(args, 3), 0, 0, IntegerAt(args, 4)};
+  if (Failed(workspace.Open(start, data.rows, data.columns))) return noWorkspace;
+  if (Failed(AddHostVariables(data, args + 1))) return "Algebra initialization error: cannot create database";
+  if (IntegerAt(args, 5) != 0) workspace.MarkDates();
 
-  AlgebraWorkspace &workspace = Workspace();
-  // A sample that runs past the last year that can be counted holds fewer observations than the data.
-  if (workspace.database->obsCount != std::min(data.rows, kMaxObservations)) return noWorkspace;
-  if (data.columns > 0 && !AddHostVariables(data, args + 1))
-    return "Algebra initialization error: cannot create database";
-  if (IntegerAt(args, 5) != 0 && data.columns > 0) workspace.database->info[0].kind = VarDates;
-
-  if (!WorkspaceCompile(TextAt(args, 6))) return workspace.context.message;
-  if (!WorkspaceCountParameters()) return "Error: Need starting values for all parameters";
-  if (formulation && workspace.paramCount == 0) return "Error: No parameters to estimate";
-  if (!formulation && workspace.paramCount != 0) return "Error: No parameters alllowed here";
+  if (Failed(workspace.Compile(TextAt(args, 6)))) return workspace.Message();
+  const int count = workspace.ParameterCount();
+  if (!workspace.HasAllParameterValues()) return "Error: Need starting values for all parameters";
+  if (formulation && count == 0) return "Error: No parameters to estimate";
+  if (!formulation && count != 0) return "Error: No parameters alllowed here";
   if (!formulation) return nullptr;
 
   // Each is filled before the next one is allocated: both may name one target.
-  const OutputView values = OutputAt(args, 7, workspace.paramCount, 1);
-  WorkspaceGetParameters(values.Flat(), nullptr);
-  const OutputView numbers = OutputAt(args, 8, workspace.paramCount, 1);
-  WorkspaceGetParameters(nullptr, numbers.Flat());
+  const Output values = OutputAt(args, 7, count, 1);
+  for (int i = 0; i < count && !values.failed; ++i) values.cells[i] = workspace.ParameterValue(i);
+  const Output numbers = OutputAt(args, 8, count, 1);
+  for (int i = 0; i < count && !numbers.failed; ++i) numbers.cells[i] = workspace.ParameterNumber(i);
   return values.failed || numbers.failed ? noWorkspace : nullptr;
 }
 
@@ -98,55 +95,60 @@ void FnRunAlgebraNls(MorvValue *rtn, MorvValue *args, int) {
   CheckTypes(MORV_INTEGER, args, 1, 2);
   const MatrixView values = MatrixAt(args, 0);
   const int first = IntegerAt(args, 1), last = IntegerAt(args, 2);
-  AlgebraWorkspace &workspace = Workspace();
-  if (values.Length() != workspace.paramCount || !WorkspaceHolds(first, last)) {
+  if (!workspace.Holds(first, last) ||
+      Failed(workspace.SetParameters({values.Flat(), static_cast<std::size_t>(values.Length())}))) {
     MorvValSetString(rtn, "Algebra run error");
     return;
   }
-  WorkspaceSetParameters(values.Flat());
-  if (!AlgebraRunRange(first, last)) MorvValSetString(rtn, workspace.context.message);
+  if (Failed(workspace.Run(first, last))) MorvValSetString(rtn, workspace.Message());
 }
 
 void FnGetAlgebraVar(MorvValue *rtn, MorvValue *args, int) {
   CheckTypes(MORV_STRING, args, 0, 0);
   CheckTypes(MORV_INTEGER, args, 1, 2);
-  const AlgebraDatabase *database = Workspace().database;
   const int first = IntegerAt(args, 1);
-  const int variable = database == nullptr ? -1 : DbFind(database, TextAt(args, 0));
+  const int variable = workspace.Find(TextAt(args, 0));
   if (variable < 0 || first < 0) return;
 
-  const int end = std::max(first, std::min(IntegerAt(args, 2), database->obsCount - 1) + 1);
-  const double *flags = SelectionAt(args, 3, database->obsCount);
+  const int count = workspace.ObservationCount();
+  const int end = std::max(first, std::min(IntegerAt(args, 2), count - 1) + 1);
+  const double *flags = SelectionAt(args, 3, count);
   auto taken = [flags](int t) { return flags == nullptr || TruncateToInt(flags[t]) != 0; };
-  int count = 0;
-  for (int t = first; t < end; ++t) count += taken(t) ? 1 : 0;
+  int n = 0;
+  for (int t = first; t < end; ++t) n += taken(t) ? 1 : 0;
 
-  double *cell = MatrixResult(rtn, count, 1).Flat();
-  if (cell == nullptr) return;
+  const Output result = MatrixResult(rtn, n, 1);
+  if (result.failed) return;
+  const std::span<const double> values = workspace.Variable(variable);
+  double *cell = result.cells;
   for (int t = first; t < end; ++t)
-    if (taken(t)) *cell++ = database->columns[variable][t];
+    if (taken(t)) *cell++ = values[static_cast<std::size_t>(t)];
 }
 
 void FnGetAlgebraName(MorvValue *rtn, MorvValue *args, int) {
   CheckTypes(MORV_INTEGER, args, 0, 0);
   const int i = IntegerAt(args, 0);
-  const AlgebraDatabase *database = Workspace().database;
-  const bool exists = database != nullptr && i >= 0 && i < database->varCount;
-  MorvValSetString(rtn, exists ? database->names[i] : "");
+  MorvValSetString(rtn, i >= 0 && i < workspace.VariableCount() ? workspace.Name(i) : "");
 }
 
 void FnGetAlgebraAddedData(MorvValue *, MorvValue *args, int) {
   CheckTypes(MORV_ARRAY, args, 0, 1);
-  const AlgebraDatabase *database = Workspace().database;
-  const int added = database == nullptr ? 0 : AlgebraAddedCount();
-  const int first = AlgebraFirstAdded();
-  const OutputView data = OutputAt(args, 0, database == nullptr ? 0 : database->obsCount, added);
-  auto *names = static_cast<MorvValue *>(args[1].data);
+  const int added = workspace.AddedCount(), first = workspace.FirstAdded();
+  const Output data = OutputAt(args, 0, workspace.ObservationCount(), added);
+  MorvValue *names = TargetAt(args, 1);
   if (data.failed || names == nullptr) return;
-  for (int t = 0; t < data.rows; ++t)
-    for (int i = 0; i < added; ++i) data.cells[t][i] = database->columns[first + i][t];
+  for (int i = 0; i < added && !data.Empty(); ++i) {
+    const std::span<const double> values = workspace.Variable(first + i);
+    for (int t = 0; t < data.rows; ++t) data[t][i] = values[static_cast<std::size_t>(t)];
+  }
   MorvLibValArrayCalloc(names, added);
-  for (int i = 0; i < added; ++i) MorvValSetString(MorvValGetArrayVal(names, i), database->names[first + i]);
+  for (int i = 0; i < added; ++i) MorvValSetString(MorvValGetArrayVal(names, i), workspace.Name(first + i));
 }
 
-void FnExitAlgebraNls(MorvValue *, MorvValue *, int) { WorkspaceClose(); }
+void FnExitAlgebraNls(MorvValue *, MorvValue *, int) { workspace.Close(); }
+
+namespace tessel {
+
+AlgebraWorkspace &DefaultWorkspace() { return workspace; }
+
+}  // namespace tessel

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <limits>
 
-#include "algebra/workspace.h"
+#include "default_workspace.h"
 #include "forecast/dynamic_forecast.h"
 #include "forecast/impulse.h"
 #include "frame.h"
@@ -65,9 +65,10 @@ bool UncertaintyAt(MorvValue *args, const System &system, ForecastUncertainty *u
 bool WorkspaceServes(const System &system, int base, int h, bool errors) {
   const std::int64_t steps = h > 0 ? std::min(h, system.Columns()) : system.Columns();
   const std::int64_t first = std::int64_t{base} - errors, last = base + steps - 1;
-  if (Workspace().database == nullptr || AlgebraAddedCount() < 0 || AlgebraFirstAdded() < system.nY) return false;
+  const AlgebraWorkspace &workspace = DefaultWorkspace();
+  if (workspace.AddedCount() < 0 || workspace.FirstAdded() < system.nY) return false;
   if (last > std::numeric_limits<int>::max() || (errors && system.t1 < 1)) return false;
-  return WorkspaceHolds(static_cast<int>(first), static_cast<int>(last)) && WorkspaceHolds(0, system.t2);
+  return workspace.Holds(static_cast<int>(first), static_cast<int>(last)) && workspace.Holds(0, system.t2);
 }
 
 }  // namespace
@@ -87,8 +88,9 @@ void FnDynForc(MorvValue *rtn, MorvValue *args, int) {
   ForecastModel model;
   int nIdent = 0;
   if (identities) {
-    if (Workspace().database == nullptr || before == std::numeric_limits<int>::max()) return;
-    nIdent = AlgebraAddedCount();
+    model.workspace = &DefaultWorkspace();
+    if (!model.workspace->IsOpen() || before == std::numeric_limits<int>::max()) return;
+    nIdent = model.workspace->AddedCount();
     model.base = before + 1;
     if (nIdent != 0 && !WorkspaceServes(system, model.base, h, errors)) return;
   }

@@ -2,7 +2,7 @@
 #include "support/algebra_program.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  CompileProgram(data, size);
-  tessel::WorkspaceClose();
+  tessel::AlgebraWorkspace workspace;
+  CompileProgram(workspace, data, size);
   return 0;
 }

@@ -1,13 +1,11 @@
 // Compiles any bytes and runs what compiles, over the whole sample, a part of it and a single observation: in blocks of
-// observations and, with no memory left for the blocks, one observation at a time. Both must give the same bits.
+// observations and, with no memory left for the blocks, one observation at a time. Then the same program, attached to
+// another workspace. All must give the same bits.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
-#include "algebra/functions.h"
-#include "algebra/machine.h"
-#include "algebra/symbols.h"
 #include "core/heap.h"
 #include "support/algebra_program.h"
 
@@ -15,53 +13,56 @@ namespace {
 
 using namespace tessel;
 
-// The columns of all symbols; those of deleted variables serve the code as well.
-std::vector<double> Columns(const AlgebraContext &context) {
+// All columns; those of deleted variables serve the code as well.
+std::vector<double> Columns(const AlgebraWorkspace &workspace) {
   std::vector<double> cells;
-  for (const SymbolEntry *symbol = context.symbols; symbol != context.symbolTop; ++symbol)
-    if (symbol->data != nullptr) cells.insert(cells.end(), symbol->data, symbol->data + kFuzzObservations);
+  for (const double *column : workspace.Database().allColumns)
+    cells.insert(cells.end(), column, column + kFuzzObservations);
   return cells;
 }
 
-void Restore(const AlgebraContext &context, const double *cells) {
-  for (const SymbolEntry *symbol = context.symbols; symbol != context.symbolTop; ++symbol) {
-    if (symbol->data == nullptr) continue;
-    std::copy_n(cells, kFuzzObservations, symbol->data);
-    cells += kFuzzObservations;
+void Restore(AlgebraWorkspace &workspace, const std::vector<double> &cells) {
+  const double *from = cells.data();
+  for (double *column : workspace.Database().allColumns) {
+    std::copy_n(from, kFuzzObservations, column);
+    from += kFuzzObservations;
   }
 }
 
 // Every run draws the same random numbers.
-void Run(AlgebraContext &context, int first, int last) {
+void Run(AlgebraWorkspace &workspace, int first, int last) {
   constexpr int seed = 1;
-  RanSetSeed(defaultGenerators, {&seed, 1});
-  RunAlgebra(&context, first, last, kFuzzObservations, false);
+  RanSetSeed(workspace.RandomNumbers(), {&seed, 1});
+  // Whether the run fails is part of what it reports.
+  static_cast<void>(workspace.Run(first, last, RunReporting::Report));
+}
+
+void Compare(const AlgebraWorkspace &a, const AlgebraWorkspace &b) {
+  const std::vector<double> one = Columns(a), other = Columns(b);
+  if (one.size() != other.size() || std::strcmp(a.Message(), b.Message()) != 0) std::abort();
+  if (!one.empty() && std::memcmp(one.data(), other.data(), one.size() * sizeof(double)) != 0) std::abort();
 }
 
 // The range must be long enough to run in blocks.
-void CompareRuns(AlgebraContext &context, int first, int last) {
-  const std::vector<double> before = Columns(context);
-  Run(context, first, last);
-  const std::vector<double> inBlocks = Columns(context);
-  const std::string message = context.message;
-  Restore(context, before.data());
+void CompareRuns(AlgebraWorkspace &workspace, AlgebraWorkspace &attached, int first, int last) {
+  Restore(attached, Columns(workspace));
+  Run(workspace, first, last);
   HeapFailAt(1);  // the scratch of the blocks
-  Run(context, first, last);
+  Run(attached, first, last);
   HeapFailAt(0);
-  const std::vector<double> single = Columns(context);
-  if (message != context.message) std::abort();
-  if (!single.empty() && std::memcmp(single.data(), inBlocks.data(), single.size() * sizeof(double)) != 0) std::abort();
+  Compare(workspace, attached);
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-  if (CompileProgram(data, size)) {
-    AlgebraContext &context = Workspace().context;
-    CompareRuns(context, 0, kFuzzObservations - 1);
-    CompareRuns(context, 1, 257);
-    Run(context, 4, 4);
-  }
-  WorkspaceClose();
+  AlgebraWorkspace workspace, attached;
+  if (!CompileProgram(workspace, data, size)) return 0;
+  const std::uint8_t empty[] = {size > 0 ? data[0] : std::uint8_t{0}, ';'};
+  if (!CompileProgram(attached, empty, 2) || Failed(attached.Attach(*workspace.Program()))) std::abort();
+  if (attached.FirstAdded() != workspace.FirstAdded()) std::abort();
+  CompareRuns(workspace, attached, 0, kFuzzObservations - 1);
+  CompareRuns(workspace, attached, 1, 257);
+  Run(workspace, 4, 4);
   return 0;
 }

@@ -1,7 +1,7 @@
 // The table of built-in functions.
 #include "algebra/function_table.h"
 
-#include <cstring>
+#include <algorithm>
 
 #include "algebra/functions.h"
 
@@ -9,132 +9,112 @@ namespace tessel {
 
 namespace {
 
-// A row without its count of arguments, which is the length of the signature.
-struct FunctionSpec {
-  FunctionHandler handler;
-  const char *name;
-  const char *signature;
-  const char *prototype;
-  CallOrder order;
-  StretchHandler stretch = nullptr;
-};
-
 constexpr CallOrder Any = CallOrder::Any;
 constexpr CallOrder InTurn = CallOrder::InTurn;
 
-constexpr FunctionSpec kRows[] = {
-    {AlgAbs, "abs", "v", "abs(VAR);", Any},
-    {AlgAcf, "acf", "rdd", "acf(VAR,VAR_DEST,LAG_DEST);", InTurn},
-    {AlgAcos, "acos", "v", "acos(VAR);", Any},
-    {AlgAlmon, "almon", "rvv", "almon(VAR, LAG, POWER);", Any},
-    {AlgAsin, "asin", "v", "asin(VAR);", Any},
-    {AlgAtan, "atan", "v", "atan(VAR);", Any},
-    {AlgCeil, "ceil", "v", "ceil(VAR);", Any},
-    {AlgCos, "cos", "v", "cos(VAR);", Any},
-    {nullptr, "cum", "r", "cum(VAR);", Any, AlgCum},
-    {AlgDate, "date", "", "date();", Any},
-    {AlgDay, "day", "", "day();", Any},
-    {AlgDayOfWeek, "dayofweek", "", "dayofweek();", Any},
-    {AlgDensChi, "denschi", "vv", "denschi(VAR, DF);", Any},
-    {AlgDensF, "densf", "vvv", "densf(VAR, DF1, DF2);", Any},
-    {AlgDensN, "densn", "v", "densn(VAR);", Any},
-    {AlgDensT, "denst", "vv", "denst(VAR, DF);", Any},
-    {AlgDiff, "diff", "rv", "diff(VAR, LAG);", Any},
-    {AlgDiv, "div", "vv", "div(VAR, VAR);", Any},
-    {AlgDlog, "dlog", "r", "dlog(VAR);", Any},
-    {AlgInSample, "dummy", "vvvv", "dummy(YEAR1, PERIOD1, YEAR2, PERIOD2);", Any},
-    {nullptr, "dummydates", "vv", "dummydates(DATE1, DATE2);", Any, AlgInDates},
-    {AlgEwma, "ewma", "rvvd", "ewma(VAR,ALPHA,BETA,VAR_DEST);", InTurn},
-    {AlgEwmc0, "ewmc0", "rrvd", "ewmc0(VARX,VARY,LAMBDA,VAR_DEST);", InTurn},
-    {AlgExp, "exp", "v", "exp(VAR);", Any},
-    {AlgAbs, "fabs", "v", "fabs(VAR);", Any},
-    {AlgFloor, "floor", "v", "floor(VAR);", Any},
-    {AlgFmod, "fmod", "vv", "fmod(VAR, VAR);", Any},
-    {AlgHours, "hours", "", "hours();", Any},
-    {nullptr, "indates", "vv", "indates(DATE1, DATE2);", Any, AlgInDates},
-    {AlgInSample, "insample", "vvvv", "insample(YEAR1, PERIOD1, YEAR2, PERIOD2);", Any},
-    {AlgIsDayOfMonth, "isdayofmonth", "vvv", "isdayofmonth(MONTH, DAYOFWEEK, NTH);", Any},
-    {AlgIsEaster, "iseaster", "v", "iseaster(DAYSAFTER);", Any},
-    {AlgLag, "lag", "rv", "lag(VAR,LAG);", Any},
-    {AlgLead, "lead", "rv", "lead(VAR,LAG);", Any},
-    {AlgLog, "log", "v", "log(VAR);", Any},
-    {AlgLog10, "log10", "v", "log10(VAR);", Any},
-    {AlgLogGamma, "loggamma", "v", "loggamma(VAR);", Any},
-    {AlgMakeDate, "makedate", "vvv", "makedate(YEAR, MONTH, DAY);", Any},
-    {AlgMakeTime, "maketime", "vvv", "maketime(HOUR, MIN, SEC);", Any},
-    {AlgMax, "max", "vv", "max(VAR, VAR);", Any},
-    {nullptr, "mean", "r", "mean(VAR);", Any, AlgMean},
-    {AlgMin, "min", "vv", "min(VAR, VAR);", Any},
-    {AlgMinutes, "minutes", "", "minutes();", Any},
-    {AlgMonth, "month", "", "month();", Any},
-    {AlgMovingAvg, "movingavg", "rvv", "movingavg(VAR, LAG, LEAD);", Any},
-    {AlgMovingSD, "movingSD", "rvvv", "movingSD(VAR, LAG, LEAD, MEAN);", Any},
-    {AlgPacf, "pacf", "rdd", "pacf(VAR,VAR_DEST,LAG_DEST);", InTurn},
-    {nullptr, "peak", "r", "peak(VAR);", Any, AlgPeak},
-    {AlgPeriod, "period", "", "period();", Any},
-    {AlgPeriodogram, "periodogram", "rdd", "periodogram(VAR,VAR_DEST,FREQ_DEST);", InTurn},
-    {AlgProbN, "probn", "v", "probn(VAR);", Any},
-    {AlgQuanChi, "quanchi", "vv", "quanchi(VAR, DF);", Any},
-    {AlgQuanF, "quanf", "vvv", "quanf(VAR, DF1, DF2);", Any},
-    {AlgQuanN, "quann", "v", "quann(VAR);", Any},
-    {AlgQuanT, "quant", "vv", "quant(VAR, DF);", Any},
-    {AlgRanU, "ranu", "", "ranu();", InTurn},
-    {AlgRanChi, "ranchi", "v", "ranchi(DF);", InTurn},
-    {AlgRanF, "ranf", "vv", "ranf(DF1, DF2);", InTurn},
-    {AlgRanN, "rann", "", "rann();", InTurn},
-    {AlgRanN, "rannormal", "", "rannormal();", InTurn},
-    {AlgRanT, "rant", "v", "rant(DF);", InTurn},
-    {AlgRanSeed, "ranseed", "v", "ranseed(SEED);", InTurn},
-    {AlgRound, "round", "v", "round(VAR);", Any},
-    {AlgSeconds, "seconds", "", "seconds();", Any},
-    {AlgSeason, "season", "", "season();", Any},
-    {AlgSin, "sin", "v", "sin(VAR);", Any},
-    {AlgSmoothHp, "smooth_hp", "rvd", "smooth_hp(VAR,LAMBDA,VAR_DEST);", InTurn},
-    {AlgSmoothNp, "smooth_np", "rvd", "smooth_np(VAR,ALPHA,VAR_DEST);", InTurn},
-    {AlgSmoothSp, "smooth_sp", "rvd", "smooth_sp(VAR,ALPHA,VAR_DEST);", InTurn},
-    {AlgSort, "sort", "r", "sort(VAR);", InTurn},
-    {AlgSortAllBy, "_sortallby", "r", "_sortallby(VAR);", InTurn},
-    {AlgSortBy, "_sortby", "rr", "_sortby(VAR, VAR);", InTurn},
-    {AlgSqrt, "sqrt", "v", "sqrt(VAR);", Any},
-    {nullptr, "stock", "rvv", "stock(VAR, ARVAL, INIT);", Any, AlgStock},
-    {nullptr, "stockv", "rrv", "stockv(VAR, ARVAR, INIT);", Any, AlgStockv},
-    {AlgTailChi, "tailchi", "vv", "tailchi(VAR, DF);", Any},
-    {AlgTailF, "tailf", "vvv", "tailf(VAR, DF1, DF2);", Any},
-    {AlgTailN, "tailn", "v", "tailn(VAR);", Any},
-    {AlgTailT, "tailt", "vv", "tailt(VAR, DF);", Any},
-    {AlgTan, "tan", "v", "tan(VAR);", Any},
-    {AlgTime, "time", "", "time();", Any},
-    {AlgTrend, "trend", "", "trend();", Any},
-    {nullptr, "trough", "r", "trough(VAR);", Any, AlgTrough},
-    {nullptr, "variance", "r", "variance(VAR);", Any, AlgVariance},
-    {AlgYear, "year", "", "year();", Any},
+constexpr FunctionRow kRows[] = {
+    {"abs", "v", "abs(VAR);", Any, AlgAbs},
+    {"acf", "rdd", "acf(VAR,VAR_DEST,LAG_DEST);", InTurn, AlgAcf},
+    {"acos", "v", "acos(VAR);", Any, AlgAcos},
+    {"almon", "rvv", "almon(VAR, LAG, POWER);", Any, AlgAlmon},
+    {"asin", "v", "asin(VAR);", Any, AlgAsin},
+    {"atan", "v", "atan(VAR);", Any, AlgAtan},
+    {"ceil", "v", "ceil(VAR);", Any, AlgCeil},
+    {"cos", "v", "cos(VAR);", Any, AlgCos},
+    {"cum", "r", "cum(VAR);", Any, nullptr, AlgCum},
+    {"date", "", "date();", Any, AlgDate},
+    {"day", "", "day();", Any, AlgDay},
+    {"dayofweek", "", "dayofweek();", Any, AlgDayOfWeek},
+    {"denschi", "vv", "denschi(VAR, DF);", Any, AlgDensChi},
+    {"densf", "vvv", "densf(VAR, DF1, DF2);", Any, AlgDensF},
+    {"densn", "v", "densn(VAR);", Any, AlgDensN},
+    {"denst", "vv", "denst(VAR, DF);", Any, AlgDensT},
+    {"diff", "rv", "diff(VAR, LAG);", Any, AlgDiff},
+    {"div", "vv", "div(VAR, VAR);", Any, AlgDiv},
+    {"dlog", "r", "dlog(VAR);", Any, AlgDlog},
+    {"dummy", "vvvv", "dummy(YEAR1, PERIOD1, YEAR2, PERIOD2);", Any, AlgInSample},
+    {"dummydates", "vv", "dummydates(DATE1, DATE2);", Any, nullptr, AlgInDates},
+    {"ewma", "rvvd", "ewma(VAR,ALPHA,BETA,VAR_DEST);", InTurn, AlgEwma},
+    {"ewmc0", "rrvd", "ewmc0(VARX,VARY,LAMBDA,VAR_DEST);", InTurn, AlgEwmc0},
+    {"exp", "v", "exp(VAR);", Any, AlgExp},
+    {"fabs", "v", "fabs(VAR);", Any, AlgAbs},
+    {"floor", "v", "floor(VAR);", Any, AlgFloor},
+    {"fmod", "vv", "fmod(VAR, VAR);", Any, AlgFmod},
+    {"hours", "", "hours();", Any, AlgHours},
+    {"indates", "vv", "indates(DATE1, DATE2);", Any, nullptr, AlgInDates},
+    {"insample", "vvvv", "insample(YEAR1, PERIOD1, YEAR2, PERIOD2);", Any, AlgInSample},
+    {"isdayofmonth", "vvv", "isdayofmonth(MONTH, DAYOFWEEK, NTH);", Any, AlgIsDayOfMonth},
+    {"iseaster", "v", "iseaster(DAYSAFTER);", Any, AlgIsEaster},
+    {"lag", "rv", "lag(VAR,LAG);", Any, AlgLag, nullptr, -1},
+    {"lead", "rv", "lead(VAR,LAG);", Any, AlgLead, nullptr, 1},
+    {"log", "v", "log(VAR);", Any, AlgLog},
+    {"log10", "v", "log10(VAR);", Any, AlgLog10},
+    {"loggamma", "v", "loggamma(VAR);", Any, AlgLogGamma},
+    {"makedate", "vvv", "makedate(YEAR, MONTH, DAY);", Any, AlgMakeDate},
+    {"maketime", "vvv", "maketime(HOUR, MIN, SEC);", Any, AlgMakeTime},
+    {"max", "vv", "max(VAR, VAR);", Any, AlgMax},
+    {"mean", "r", "mean(VAR);", Any, nullptr, AlgMean},
+    {"min", "vv", "min(VAR, VAR);", Any, AlgMin},
+    {"minutes", "", "minutes();", Any, AlgMinutes},
+    {"month", "", "month();", Any, AlgMonth},
+    {"movingavg", "rvv", "movingavg(VAR, LAG, LEAD);", Any, AlgMovingAvg},
+    {"movingSD", "rvvv", "movingSD(VAR, LAG, LEAD, MEAN);", Any, AlgMovingSD},
+    {"pacf", "rdd", "pacf(VAR,VAR_DEST,LAG_DEST);", InTurn, AlgPacf},
+    {"peak", "r", "peak(VAR);", Any, nullptr, AlgPeak},
+    {"period", "", "period();", Any, AlgPeriod},
+    {"periodogram", "rdd", "periodogram(VAR,VAR_DEST,FREQ_DEST);", InTurn, AlgPeriodogram},
+    {"probn", "v", "probn(VAR);", Any, AlgProbN},
+    {"quanchi", "vv", "quanchi(VAR, DF);", Any, AlgQuanChi},
+    {"quanf", "vvv", "quanf(VAR, DF1, DF2);", Any, AlgQuanF},
+    {"quann", "v", "quann(VAR);", Any, AlgQuanN},
+    {"quant", "vv", "quant(VAR, DF);", Any, AlgQuanT},
+    {"ranu", "", "ranu();", InTurn, AlgRanU},
+    {"ranchi", "v", "ranchi(DF);", InTurn, AlgRanChi},
+    {"ranf", "vv", "ranf(DF1, DF2);", InTurn, AlgRanF},
+    {"rann", "", "rann();", InTurn, AlgRanN},
+    {"rannormal", "", "rannormal();", InTurn, AlgRanN},
+    {"rant", "v", "rant(DF);", InTurn, AlgRanT},
+    {"ranseed", "v", "ranseed(SEED);", InTurn, AlgRanSeed},
+    {"round", "v", "round(VAR);", Any, AlgRound},
+    {"seconds", "", "seconds();", Any, AlgSeconds},
+    {"season", "", "season();", Any, AlgSeason},
+    {"sin", "v", "sin(VAR);", Any, AlgSin},
+    {"smooth_hp", "rvd", "smooth_hp(VAR,LAMBDA,VAR_DEST);", InTurn, AlgSmoothHp},
+    {"smooth_np", "rvd", "smooth_np(VAR,ALPHA,VAR_DEST);", InTurn, AlgSmoothNp},
+    {"smooth_sp", "rvd", "smooth_sp(VAR,ALPHA,VAR_DEST);", InTurn, AlgSmoothSp},
+    {"sort", "r", "sort(VAR);", InTurn, AlgSort},
+    {"_sortallby", "r", "_sortallby(VAR);", InTurn, AlgSortAllBy},
+    {"_sortby", "rr", "_sortby(VAR, VAR);", InTurn, AlgSortBy},
+    {"sqrt", "v", "sqrt(VAR);", Any, AlgSqrt},
+    {"stock", "rvv", "stock(VAR, ARVAL, INIT);", Any, nullptr, AlgStock},
+    {"stockv", "rrv", "stockv(VAR, ARVAR, INIT);", Any, nullptr, AlgStockv},
+    {"tailchi", "vv", "tailchi(VAR, DF);", Any, AlgTailChi},
+    {"tailf", "vvv", "tailf(VAR, DF1, DF2);", Any, AlgTailF},
+    {"tailn", "v", "tailn(VAR);", Any, AlgTailN},
+    {"tailt", "vv", "tailt(VAR, DF);", Any, AlgTailT},
+    {"tan", "v", "tan(VAR);", Any, AlgTan},
+    {"time", "", "time();", Any, AlgTime},
+    {"trend", "", "trend();", Any, AlgTrend},
+    {"trough", "r", "trough(VAR);", Any, nullptr, AlgTrough},
+    {"variance", "r", "variance(VAR);", Any, nullptr, AlgVariance},
+    {"year", "", "year();", Any, AlgYear},
 };
 
-FunctionRow table[kMaxFunctions + 1];  // the row behind the last one keeps its null name
-
-void AddRow(const FunctionSpec &spec) {
-  int free = 0;
-  while (free < kMaxFunctions && table[free].name != nullptr) ++free;
-  if (free == kMaxFunctions) return;
-  const int argCount = static_cast<int>(std::strlen(spec.signature));
-  table[free] = {spec.handler, spec.name, argCount, spec.order, spec.signature, spec.prototype, spec.stretch};
+constexpr bool HasDistinctNames() {
+  for (const FunctionRow &row : kRows)
+    if (std::ranges::count(kRows, std::string_view(row.name), &FunctionRow::name) != 1) return false;
+  return true;
 }
+static_assert(HasDistinctNames());
+static_assert(std::ranges::all_of(kRows, [](const FunctionRow &row) { return row.argCount <= kMaxArguments; }));
 
 }  // namespace
 
-void RegisterFunctions() {
-  static bool registered = false;
-  if (registered) return;
-  registered = true;
-  for (const FunctionSpec &spec : kRows) AddRow(spec);
-}
-
-const FunctionRow *FunctionTable() { return table; }
+std::span<const FunctionRow> FunctionTable() { return kRows; }
 
 int FindFunction(const char *name) {
-  for (int i = 0; table[i].name != nullptr; ++i)
-    if (std::strcmp(table[i].name, name) == 0) return i;
-  return -1;
+  const FunctionRow *row = std::ranges::find(kRows, std::string_view(name), &FunctionRow::name);
+  return row == std::end(kRows) ? -1 : static_cast<int>(row - kRows);
 }
 
 }  // namespace tessel

@@ -4,20 +4,23 @@
 // value is missing and the handler is not called. A handler
 //   - reads its arguments in source order: the value of a `v` argument, and the symbol's index as a double for an `r`
 //     argument (a column that is read) and a `d` argument (one that is written); see ColumnAt in functions.h;
-//   - may use the context's currentObs, firstObs, lastObs, obsLimit, symbols and database;
-//   - sets bits of the context's error word with OR, and never clears any;
-//   - gives AlgebraMissing when it has nothing to say.
+//   - may use the run's currentObs, firstObs, lastObs, obsLimit, database and generators;
+//   - sets bits of the run's error word with OR, and never clears any;
+//   - gives AlgebraMissing when it has no value.
 #pragma once
 
-#include "algebra/context.h"
+#include <span>
+#include <string_view>
 
 namespace tessel {
 
-using FunctionHandler = double (*)(AlgebraContext *context, const double *args);
+struct AlgebraRun;
+
+using FunctionHandler = double (*)(AlgebraRun &run, const double *args);
 
 // The same for `count` observations from currentObs on that have the same arguments, where that costs less than one
 // after the other.
-using StretchHandler = void (*)(AlgebraContext *context, const double *args, double *out, int count);
+using StretchHandler = void (*)(AlgebraRun &run, const double *args, double *out, int count);
 
 // In which order a function may see the observations.
 enum class CallOrder {
@@ -26,23 +29,30 @@ enum class CallOrder {
 };
 
 struct FunctionRow {
-  FunctionHandler handler;
+  constexpr FunctionRow(const char *functionName, const char *letters, const char *written, CallOrder calls,
+                        FunctionHandler one, StretchHandler many = nullptr, int offsetSign = 0)
+      : name(functionName),
+        signature(letters),
+        prototype(written),
+        argCount(static_cast<int>(std::string_view(letters).size())),
+        order(calls),
+        handler(one),
+        stretch(many),
+        shift(offsetSign) {}
+
   const char *name;
+  const char *signature;  // a letter for each argument: v, r or d
+  const char *prototype;  // how a call is written, for reading
   int argCount;
   CallOrder order;
-  const char *signature;
-  const char *prototype;
+  FunctionHandler handler;
   StretchHandler stretch;  // in place of the handler, or null
+  int shift;  // 1 or -1: reads its column at so many times its second argument ahead; 0 for any other function
 };
 
-inline constexpr int kMaxFunctions = 100;
 inline constexpr int kMaxArguments = 8;
 
-// On its first call in the life of the process: fills the table.
-void RegisterFunctions();
-
-// The table, ended by a row with a null name.
-const FunctionRow *FunctionTable();
+std::span<const FunctionRow> FunctionTable();
 
 // The row of that name, or -1.
 int FindFunction(const char *name);

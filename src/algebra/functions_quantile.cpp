@@ -4,19 +4,19 @@
 
 namespace tessel {
 
-double AlgQuanN(AlgebraContext *, const double *args) { return NormalQuantile(args[0]); }
+double AlgQuanN(AlgebraRun &, const double *args) { return NormalQuantile(args[0]); }
 
-double AlgQuanChi(AlgebraContext *context, const double *args) {
-  return args[1] > 0 ? ChiQuantile(args[0], args[1]) : Fault(context, ErrDegreesOfFreedom);
+double AlgQuanChi(AlgebraRun &run, const double *args) {
+  return args[1] > 0 ? ChiQuantile(args[0], args[1]) : Fault(run, ErrDegreesOfFreedom);
 }
 
-double AlgQuanT(AlgebraContext *context, const double *args) {
+double AlgQuanT(AlgebraRun &run, const double *args) {
   const int df = TruncateToInt(args[1]);
-  return df > 0 ? StudentQuantile(args[0], df) : Fault(context, ErrDegreesOfFreedom);
+  return df > 0 ? StudentQuantile(args[0], df) : Fault(run, ErrDegreesOfFreedom);
 }
 
-double AlgQuanF(AlgebraContext *context, const double *args) {
-  return args[1] > 0 && args[2] > 0 ? FQuantile(args[0], args[1], args[2]) : Fault(context, ErrDegreesOfFreedom);
+double AlgQuanF(AlgebraRun &run, const double *args) {
+  return args[1] > 0 && args[2] > 0 ? FQuantile(args[0], args[1], args[2]) : Fault(run, ErrDegreesOfFreedom);
 }
 
 }  // namespace tessel

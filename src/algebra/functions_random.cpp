@@ -6,35 +6,32 @@
 
 namespace tessel {
 
-constinit Generators defaultGenerators;
+double AlgRanU(AlgebraRun &run, const double *) { return RanUniform(*run.generators); }
+double AlgRanN(AlgebraRun &run, const double *) { return RanNormal(*run.generators); }
 
-double AlgRanU(AlgebraContext *, const double *) { return RanUniform(defaultGenerators); }
-double AlgRanN(AlgebraContext *, const double *) { return RanNormal(defaultGenerators); }
-
-double AlgRanChi(AlgebraContext *context, const double *args) {
-  return args[0] > 0 ? ChiVariate(defaultGenerators, args[0]) : Fault(context, ErrDegreesOfFreedom);
+double AlgRanChi(AlgebraRun &run, const double *args) {
+  return args[0] > 0 ? ChiVariate(*run.generators, args[0]) : Fault(run, ErrDegreesOfFreedom);
 }
 
-double AlgRanF(AlgebraContext *context, const double *args) {
-  return args[0] > 0 && args[1] > 0 ? FVariate(defaultGenerators, args[0], args[1])
-                                    : Fault(context, ErrDegreesOfFreedom);
+double AlgRanF(AlgebraRun &run, const double *args) {
+  return args[0] > 0 && args[1] > 0 ? FVariate(*run.generators, args[0], args[1]) : Fault(run, ErrDegreesOfFreedom);
 }
 
-double AlgRanT(AlgebraContext *context, const double *args) {
+double AlgRanT(AlgebraRun &run, const double *args) {
   const int df = TruncateToInt(args[0]);
-  return df > 0 ? StudentVariate(defaultGenerators, df) : Fault(context, ErrDegreesOfFreedom);
+  return df > 0 ? StudentVariate(*run.generators, df) : Fault(run, ErrDegreesOfFreedom);
 }
 
 // -1 restores the default seed, 0 asks for the first word of the state, any other integer is the new seed; the integer
 // is the value, except for 0.
-double AlgRanSeed(AlgebraContext *, const double *args) {
+double AlgRanSeed(AlgebraRun &run, const double *args) {
   int seed = TruncateToInt(args[0]);
   if (seed == 0) {
-    RanGetSeed(defaultGenerators, {&seed, 1});
+    RanGetSeed(*run.generators, {&seed, 1});
   } else if (seed == -1) {
-    RanSetSeed(defaultGenerators, {});
+    RanSetSeed(*run.generators, {});
   } else {
-    RanSetSeed(defaultGenerators, {&seed, 1});
+    RanSetSeed(*run.generators, {&seed, 1});
   }
   return seed;
 }

@@ -12,23 +12,23 @@ constexpr int kFewest = 3;
 using SmoothFunction = Status (*)(std::span<const double> x, double parameter, std::span<double> out);
 
 // FUNCTION(x, parameter, target)
-double Smoothed(AlgebraContext *context, const double *args, SmoothFunction smooth) {
-  const double *x = ColumnAt(context, args[0]);
-  const SymbolEntry &target = SymbolAt(context, args[2]);
-  if (x == target.data) return Fault(context, ErrSameArguments);
-  if (MustFill(context, target, kFewest)) {
-    const int a = context->firstObs, n = context->lastObs - a + 1;
-    const std::span<double> out(target.data + a, static_cast<std::size_t>(n));
-    if (smooth({x + a, out.size()}, args[1], out) == Status::NoMemory) ReportNoMemory(context);
+double Smoothed(AlgebraRun &run, const double *args, SmoothFunction smooth) {
+  const double *x = ColumnAt(run, args[0]);
+  double *target = ColumnAt(run, args[2]);
+  if (x == target) return Fault(run, ErrSameArguments);
+  if (MustFill(run, kFewest)) {
+    const int a = run.firstObs, n = run.lastObs - a + 1;
+    const std::span<double> out(target + a, static_cast<std::size_t>(n));
+    if (smooth({x + a, out.size()}, args[1], out) == Status::NoMemory) ReportNoMemory(run);
     SetNansMissing(out.data(), n);
   }
-  return target.data[context->currentObs];
+  return target[run.currentObs];
 }
 
 }  // namespace
 
-double AlgSmoothHp(AlgebraContext *context, const double *args) { return Smoothed(context, args, SmoothTrend); }
-double AlgSmoothNp(AlgebraContext *context, const double *args) { return Smoothed(context, args, SmoothKernel); }
-double AlgSmoothSp(AlgebraContext *context, const double *args) { return Smoothed(context, args, SmoothSpline); }
+double AlgSmoothHp(AlgebraRun &run, const double *args) { return Smoothed(run, args, SmoothTrend); }
+double AlgSmoothNp(AlgebraRun &run, const double *args) { return Smoothed(run, args, SmoothKernel); }
+double AlgSmoothSp(AlgebraRun &run, const double *args) { return Smoothed(run, args, SmoothSpline); }
 
 }  // namespace tessel

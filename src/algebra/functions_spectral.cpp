@@ -17,19 +17,17 @@ namespace {
 using Transform = Status (*)(std::span<const double> x, std::span<double> values, std::span<double> positions);
 
 // FUNCTION(x, values, positions)
-double Transformed(AlgebraContext *context, const double *args, Transform transform) {
-  const double *x = ColumnAt(context, args[0]);
-  const SymbolEntry &values = SymbolAt(context, args[1]), &positions = SymbolAt(context, args[2]);
-  if (x == values.data) return Fault(context, ErrSameArguments);
-  if (MustFill(context, values, 1)) {
-    DbMarkChanged(context->database, positions.handle);
-    const int a = context->firstObs, n = context->lastObs - a + 1;
+double Transformed(AlgebraRun &run, const double *args, Transform transform) {
+  const double *x = ColumnAt(run, args[0]);
+  double *values = ColumnAt(run, args[1]), *positions = ColumnAt(run, args[2]);
+  if (x == values) return Fault(run, ErrSameArguments);
+  if (MustFill(run, 1)) {
+    const int a = run.firstObs, n = run.lastObs - a + 1;
     const auto size = static_cast<std::size_t>(n);
-    if (transform({x + a, size}, {values.data + a, size}, {positions.data + a, size}) == Status::NoMemory)
-      ReportNoMemory(context);
-    SetNansMissing(values.data + a, n);
+    if (transform({x + a, size}, {values + a, size}, {positions + a, size}) == Status::NoMemory) ReportNoMemory(run);
+    SetNansMissing(values + a, n);
   }
-  return values.data[context->currentObs];
+  return values[run.currentObs];
 }
 
 Status ToCorrelogram(std::span<const double> x, std::span<double> values, std::span<double> lags) {
@@ -61,8 +59,8 @@ Status ToPeriodogram(std::span<const double> x, std::span<double> values, std::s
 
 }  // namespace
 
-double AlgAcf(AlgebraContext *context, const double *args) { return Transformed(context, args, ToCorrelogram); }
-double AlgPacf(AlgebraContext *context, const double *args) { return Transformed(context, args, ToPartialCorrelogram); }
-double AlgPeriodogram(AlgebraContext *context, const double *args) { return Transformed(context, args, ToPeriodogram); }
+double AlgAcf(AlgebraRun &run, const double *args) { return Transformed(run, args, ToCorrelogram); }
+double AlgPacf(AlgebraRun &run, const double *args) { return Transformed(run, args, ToPartialCorrelogram); }
+double AlgPeriodogram(AlgebraRun &run, const double *args) { return Transformed(run, args, ToPeriodogram); }
 
 }  // namespace tessel

@@ -1,10 +1,13 @@
-// The compiler: a token stream to code, in one pass by recursive descent and without a syntax tree.
+// The compiler: a token stream to a program, in one pass by recursive descent and without a syntax tree.
 //
 // The database changes as the text is read: an assignment to an unknown name creates the variable at once, and `delete`
 // removes one at once. The code before a `delete` keeps the column it uses; no name finds it afterwards.
 #pragma once
 
-#include "algebra/context.h"
+#include "algebra/messages.h"
+#include "algebra/program.h"
+#include "algebra/tokens.h"
+#include "core/status.h"
 
 namespace tessel {
 
@@ -12,13 +15,11 @@ namespace tessel {
 // memory; it keeps the compiler's own stack within a few hundred kilobytes.
 inline constexpr int kMaxNesting = 500;
 
-// Compiles context->tokens over the database. Expects the function table registered and paramTable, paramHigh and
-// paramCapacity set (paramTable null where no parameter may stand). 1 with the code and the machine's plan in place, or
-// 0 with "Parse error: ... on line N" in the message buffer and reported. Either way ReleaseCode releases what was
-// made.
-int Compile(AlgebraContext *context, AlgebraDatabase *database);
+enum class ParameterUse { Allowed, Refused };  // whether `&n` may stand in the text
 
-// Releases tokens, symbols, code, constants and plan.
-void ReleaseCode(AlgebraContext *context);
+// Compiles over the database. ParseFailed or NoMemory, with "Parse error: ... on line N" in the log and no program; the
+// database keeps what was added and deleted up to there.
+Status Compile(const TokenStream &tokens, ParameterUse parameters, AlgebraDatabase &database, MessageLog &log,
+               AlgebraProgram *program);
 
 }  // namespace tessel

@@ -4,14 +4,19 @@
 // constant, a column or a lagged column. It follows the depth of the stack, so that the machine needs no test of it: a
 // step that would leave the stack's bounds is replaced by a Fault. And it finds the statements whose observations do
 // not depend on one another, which the machine evaluates a block of observations at a time.
+//
+// A plan holds no pointer: columns are named by their ids, constants by their slots. The machine binds it to a database
+// and to constants of its own (run.h).
 #pragma once
 
 #include <cstdint>
 
-#include "algebra/context.h"
-#include "algebra/function_table.h"
+#include "algebra/grow.h"
+#include "core/status.h"
 
 namespace tessel {
+
+struct AlgebraProgram;
 
 inline constexpr int kStackCells = 510;
 inline constexpr int kStackLimit = 500;  // tested after each built-in function
@@ -20,9 +25,9 @@ inline constexpr int kStackLimit = 500;  // tested after each built-in function
 enum class Source : std::uint8_t {
   Stack,      // the top of the stack
   Immediate,  // `immediate`
-  Constant,   // *data: a constant slot that may change between runs
-  Column,     // data[t]
-  Lag         // data[t + offset], missing outside the readable observations
+  Constant,   // constant slot `place`, which may change between runs
+  Column,     // column `place` at t
+  Lag         // column `place` at t + offset, missing outside the readable observations
 };
 
 // Stack effects as in code.h; t is the current observation.
@@ -32,33 +37,25 @@ enum class StepKind : std::uint8_t {
   Negate,      // a                    -> -a
   Not,         // a                    -> !a
   Call,        // args                 -> result of function row `operand`
-  LoadOffset,  // offset               -> data[t + offset]
-  LoadDated,   // year, period         -> data there
+  LoadOffset,  // offset               -> column at t + offset
+  LoadDated,   // year, period         -> column there
   Jump,        //                         goes on `operand` steps ahead
   JumpIfZero,  // value                -> ; goes there when value equals 0
   // The last step of a statement is one of these.
-  Store,        // value                -> ; data[t] = value
-  StoreOffset,  // offset, value        -> ; data[t + offset] = value
+  Store,        // value                -> ; column at t = value
+  StoreOffset,  // offset, value        -> ; column at t + offset = value
   StoreDated,   // year, period, value  ->
   Drop,         // value                ->
   Fault         // sets the error bits `operand` and ends the run
 };
 
-struct Frame;
-struct Step;
-
-// Executes a step at the current observation, and then the steps behind it up to the end of the statement. `top` is the
-// top of the stack. False when the run cannot go on.
-using StepFunction = bool (*)(Frame &frame, const Step *step, double top);
-
-struct Step {
-  StepFunction run;
+struct PlanStep {
   StepKind kind;
   Source source;
   int operand;
+  int place;            // id of a column, or constant slot; -1 for neither
   std::int64_t offset;  // of Lag
   double immediate;     // of Immediate
-  double *data;         // column, or constant slot
 };
 
 struct StatementPlan {
@@ -69,18 +66,13 @@ struct StatementPlan {
 };
 
 struct MachinePlan {
-  Step *steps;
-  StatementPlan *statements;
-  int statementCount;
-  int blockDepth;  // the most cells of any statement that runs in blocks
+  OwnedList<PlanStep> steps;
+  OwnedList<StatementPlan> statements;
+  int blockDepth = 0;  // the most cells of any statement that runs in blocks
 };
 
-// The function that executes a step of that kind (machine.cpp).
-StepFunction StepFunctionFor(const Step &step);
-
-// Prepares context->code. Null when memory fails.
-MachinePlan *PlanBuild(const AlgebraContext *context);
-
-void PlanRelease(MachinePlan *plan);
+// Prepares the code of a program whose code, constants, parameters and symbols are complete. dateColumn: the id of the
+// column of variable 0, which the calendar functions read; -1 for none.
+Status BuildPlan(AlgebraProgram &program, int dateColumn);
 
 }  // namespace tessel

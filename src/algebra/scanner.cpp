@@ -8,16 +8,14 @@
 #include <limits>
 #include <utility>
 
-#include "algebra/report.h"
 #include "algebra/tokens.h"
-#include "core/heap.h"
 #include "core/missing.h"
 
 namespace tessel {
 
 namespace {
 
-// What NextChar gives besides a byte of the text. The end of the text is a character that a word may consist of.
+// What NextChar gives besides a byte of the text. The end of the text counts as a word of one character.
 constexpr int kEndOfText = -1;
 constexpr int kFailed = -2;
 constexpr int kNoChar = -3;
@@ -51,11 +49,11 @@ constexpr Pair kPairs[] = {
 };
 
 struct Scanner {
-  AlgebraContext *context;
+  MessageLog &log;
   const char *text;   // the next byte
   int pushedBack;     // a character to be delivered again, or kNoChar
   std::int64_t line;  // of the next byte
-  bool failed;
+  Status status;
   char word[kMaxTokenText + 1];  // the token's text
   int wordLength;
   OwnedBlock<unsigned char> block;
@@ -65,14 +63,20 @@ struct Scanner {
   int lineMark;   // line number of the last line mark
 };
 
-// Builds and reports the line for the first error; the scan stops. A null text is left out with its blank.
-int Fail(Scanner &s, const char *message, const char *text = nullptr) {
-  if (std::exchange(s.failed, true)) return kFailed;
-  std::snprintf(s.context->message, kMessageBytes, "Scan error: %s%s%s on line %d", text == nullptr ? "" : text,
+bool HasFailed(const Scanner &s) { return Failed(s.status); }
+
+// Reports the first error; the scan stops. A null text is left out with its blank.
+int Fail(Scanner &s, const char *message, const char *text = nullptr, Status status = Status::ScanFailed) {
+  if (HasFailed(s)) return kFailed;
+  s.status = status;
+  char line[kMessageBytes];
+  std::snprintf(line, sizeof line, "Scan error: %s%s%s on line %d", text == nullptr ? "" : text,
                 text == nullptr ? "" : " ", message, s.lineMark);
-  AlgebraReport("Error", s.context->message);
+  s.log.Error(line);
   return kFailed;
 }
+
+void FailForMemory(Scanner &s) { Fail(s, "Out of heap memory", "", Status::NoMemory); }
 
 int FailAtEnd(Scanner &s) { return Fail(s, "Unexpected end of code"); }
 
@@ -131,14 +135,14 @@ void Join(Scanner &s, int c) {
 // All next characters of a class join the word; gives the first that is not of it.
 int JoinAll(Scanner &s, bool (*belongs)(int)) {
   int c = NextChar(s);
-  for (; belongs(c) && !s.failed; c = NextChar(s)) Join(s, c);
+  for (; belongs(c) && !HasFailed(s); c = NextChar(s)) Join(s, c);
   if (c == kEndOfText) FailAtEnd(s);
   return c;
 }
 
 // Behind the opening quote. Nothing in a string is a comment.
 Token ReadString(Scanner &s) {
-  for (int c = NextByte(s); c != '"' && !s.failed; c = NextByte(s)) {
+  for (int c = NextByte(s); c != '"' && !HasFailed(s); c = NextByte(s)) {
     if (c == kEndOfText) {
       FailAtEnd(s);
     } else if (c == '\n') {
@@ -161,7 +165,7 @@ Token ReadNumber(Scanner &s) {
     if (fraction) Join(s, c);
     if (c == kEndOfText) FailAtEnd(s);
   }
-  if (fraction && !s.failed) {
+  if (fraction && !HasFailed(s)) {
     c = JoinAll(s, IsDigit);
     if (c == 'E' || c == 'e' || c == 'D' || c == 'd') {
       Join(s, c);
@@ -171,7 +175,7 @@ Token ReadNumber(Scanner &s) {
       } else {
         s.pushedBack = c;
       }
-      if (!s.failed) c = JoinAll(s, IsDigit);
+      if (!HasFailed(s)) c = JoinAll(s, IsDigit);
     }
   }
   s.pushedBack = c;
@@ -198,7 +202,7 @@ bool ReadWord(Scanner &s) {
   int c = NextChar(s);
   while (c == ' ' || c == '\t' || c == '\r') c = NextChar(s);
   if (c == '"') return ReadString(s) == TokString;
-  if (s.failed) return false;
+  if (HasFailed(s)) return false;
   Join(s, c == kEndOfText ? TokEnd : c);
   if (IsWordChar(c)) s.pushedBack = JoinAll(s, IsWordChar);
   return false;
@@ -207,7 +211,7 @@ bool ReadWord(Scanner &s) {
 // The next token, with its text in the word where it has one. Meaningless after a failure.
 unsigned char ReadToken(Scanner &s) {
   if (ReadWord(s)) return TokString;
-  if (s.failed) return 0;
+  if (HasFailed(s)) return 0;
   const char first = s.word[0];
   for (const Literal &keyword : kKeywords) {
     if (first == keyword.text[0] && std::strcmp(s.word, keyword.text) == 0) return keyword.token;
@@ -258,18 +262,18 @@ void ScanAll(Scanner &s) {
   s.block = OwnedBlock<unsigned char>(kBlockGrowth);
   s.size = s.allocated = kBlockGrowth;
   if (!s.block) {
-    Fail(s, "Out of heap memory", "");
+    FailForMemory(s);
     return;
   }
   unsigned char token = TokStart;
   StoreToken(s, token);
   while (token != TokEnd) {
     if (!MakeRoom(s)) {
-      Fail(s, "Out of heap memory", "");
+      FailForMemory(s);
       return;
     }
     token = ReadToken(s);
-    if (s.failed) return;
+    if (HasFailed(s)) return;
     StoreToken(s, token);
   }
 }
@@ -292,21 +296,16 @@ std::int64_t Magnitude(const char *number) {
 
 }  // namespace
 
-int ScanText(AlgebraContext *context, const char *text) {
-  if (context->message == nullptr) return 0;
-  Scanner s = {};
-  s.context = context;
-  s.text = text;
-  s.pushedBack = kNoChar;
-  s.line = s.lineMark = 1;
+Status ScanText(const char *text, MessageLog &log, TokenStream *tokens) {
+  *tokens = {};
+  Scanner s = {log, text, kNoChar, 1, Status::Ok, "", 0, {}, 0, 0, 0, 1};
   if (text == nullptr) {
     FailAtEnd(s);
   } else {
     ScanAll(s);
   }
-  context->tokens = s.failed ? nullptr : s.block.Release();
-  context->tokenSize = s.failed ? 0 : s.size;
-  return !s.failed;
+  if (Succeeded(s.status)) *tokens = {std::move(s.block), s.size};
+  return s.status;
 }
 
 double ConstantValue(const char *text) {

@@ -1,32 +1,44 @@
-// The symbol table: the names that Algebra code can use, newest first.
+// The symbol table: the names that a program can use, newest first.
 #pragma once
 
-#include "algebra/context.h"
+#include <cstdint>
+
+#include "algebra/grow.h"
 
 namespace tessel {
 
-// Room for `capacity` symbols. 0 when memory fails.
-int SymbolsOpen(AlgebraContext *context, int capacity);
+enum SymbolKind : std::uint32_t {
+  SymbolHidden = 0,  // a variable that was deleted: the code before still uses its column, no name finds it
+  SymbolVariable = 1,
+  SymbolFunction = 8
+};
 
-// Releases the names, the references to columns and the table.
-void SymbolsClose(AlgebraContext *context);
+struct SymbolEntry {
+  SymbolKind symbolKind;
+  int name;    // its place in the table's texts
+  int column;  // the id of the variable's column in the database, -1 for a function
+  int older;   // the next older symbol of the same hash bucket, -1 for none
+};
 
-// Makes room for 20 more when 10 or fewer are free. 0 when memory fails.
-int SymbolsGrow(AlgebraContext *context);
+class SymbolTable {
+ public:
+  int Size() const { return entries_.Size(); }
+  const SymbolEntry &operator[](int i) const { return entries_[i]; }
+  const char *Name(int i) const { return names_[entries_[i].name]; }
 
-inline int SymbolCount(const AlgebraContext *context) {
-  return static_cast<int>(context->symbolTop - context->symbols);
-}
+  // The newest symbol of that name that is not hidden, or -1.
+  int Find(const char *name) const;
 
-// The newest symbol of that name that is not hidden, or -1.
-int SymbolFind(const AlgebraContext *context, const char *name);
+  // A new symbol on top, of index Size() - 1. False when memory fails.
+  [[nodiscard]] bool Add(const char *name, SymbolKind kind, int column);
 
-enum class SymbolAdded { Yes, TableFull, OutOfMemory };
+  // Hides every variable of that column.
+  void Hide(int column);
 
-// A new symbol on top, which holds one reference to the handle. Its index is SymbolCount - 1.
-SymbolAdded SymbolAdd(AlgebraContext *context, const char *name, SymbolKind kind, ColumnHandle *handle);
-
-// Hides every symbol of that column.
-void SymbolsHide(AlgebraContext *context, const ColumnHandle *handle);
+ private:
+  OwnedList<SymbolEntry> entries_;
+  TextList names_;
+  OwnedBlock<int> buckets_;  // the newest symbol of each hash value, -1 for none; null without symbols
+};
 
 }  // namespace tessel

@@ -4,6 +4,8 @@
 // line mark stand the three decimal digits of the new line's number.
 #pragma once
 
+#include "core/heap.h"
+
 namespace tessel {
 
 enum Token : unsigned char {
@@ -49,6 +51,12 @@ enum Token : unsigned char {
 
 inline constexpr int kLineDigits = 3;
 inline constexpr int kMaxTokenText = 256;
+
+// The tokens of a program, from TokStart to TokEnd.
+struct TokenStream {
+  OwnedBlock<unsigned char> bytes;
+  int size = 0;  // of the block
+};
 
 // Whether a text stands behind the token.
 inline bool HasText(unsigned char token) {

@@ -3,124 +3,149 @@
 
 #include <algorithm>
 
-#include "algebra/function_table.h"
 #include "algebra/machine.h"
-#include "algebra/parser.h"
 #include "algebra/scanner.h"
-#include "core/heap.h"
 
 namespace tessel {
 
 namespace {
 
-AlgebraWorkspace workspace;
-
-// Calls visit(slot, number) for each parameter in use, in ascending order of number.
-template <class Visit>
-void ForEachParameter(Visit visit) {
-  for (int number = 0; number <= workspace.paramHigh; ++number)
-    if (workspace.paramTable[number] >= 0) visit(workspace.paramTable[number], number);
-}
-
-// Calls move(cell, value) for each row of AlgebraPutRows and AlgebraGetRows.
+// Calls move(cell, value) for each row of PutRows and GetRows.
 template <class Move>
-void ForEachRow(RowMatrix rows, int firstRow, int lastRow, int column, int firstVariable, int observation, Move move) {
-  const AlgebraDatabase *database = workspace.database;
-  if (database == nullptr || rows == nullptr) return;
-  if (column < 0 || column >= database->obsCount || firstRow < 0 || firstRow > lastRow) return;
-  if (observation < 0 || observation >= database->obsCount) return;
-  for (int i = firstRow; i <= lastRow && i < database->varCount; ++i) {
+void ForEachRow(const AlgebraDatabase &database, RowMatrix rows, int firstRow, int lastRow, int column,
+                int firstVariable, int observation, Move move) {
+  if (!database || rows == nullptr) return;
+  if (column < 0 || column >= database.obsCount || firstRow < 0 || firstRow > lastRow) return;
+  if (observation < 0 || observation >= database.obsCount) return;
+  for (int i = firstRow; i <= lastRow && i < database.varCount; ++i) {
     const std::int64_t variable = std::int64_t{firstVariable} + (i - firstRow);
-    if (variable < 0 || variable >= database->varCount) continue;
-    move(rows[i][column], database->columns[variable][observation]);
+    if (variable < 0 || variable >= database.varCount) continue;
+    move(rows[i][column], database.columns[variable][observation]);
   }
 }
 
 }  // namespace
 
-AlgebraWorkspace &Workspace() { return workspace; }
+Status AlgebraWorkspace::Open(const SampleSpec &start, int observations, int variables) {
+  Close();
+  log_.Clear();
+  if (start.frequency < 1) return Status::Invalid;
+  SampleSpec sample = start;
+  SampleSetCount(&sample, observations);
+  database_ =
+      DbCreate(std::min(variables, std::numeric_limits<int>::max() - kSpareVariables) + kSpareVariables, log_.sink);
+  if (!database_) return Status::NoMemory;
+  Status status = DbSetSample(database_, sample);
+  // A sample that runs past the last year that can be counted holds fewer observations.
+  if (database_.obsCount != std::min(observations, kMaxObservations)) status = Status::Invalid;
+  if (Failed(status)) Close();
+  return status;
+}
 
-int WorkspaceOpen(int k, const SampleSpec &sample) {
-  WorkspaceClose();
-  workspace.database = DbCreate(k + kSpareVariables);
-  workspace.paramTable = static_cast<int *>(HeapAlloc(kMaxParameters, sizeof(int)));
-  workspace.context.message = static_cast<char *>(HeapAllocZeroed(kMessageBytes, 1));
-  if (workspace.database == nullptr || workspace.paramTable == nullptr || workspace.context.message == nullptr) {
-    WorkspaceClose();
-    return 0;
+Status AlgebraWorkspace::AddData(ConstMatrix data, std::span<const char *const> names) {
+  if (!IsOpen() || static_cast<std::size_t>(data.columns) != names.size()) return Status::Invalid;
+  const int first = DbAddVariables(database_, data.columns);
+  if (first < 0) return Status::NoMemory;
+  const int rows = std::min(data.rows, database_.obsCount);
+  for (int i = 0; i < data.columns; ++i) {
+    const char *name = names[static_cast<std::size_t>(i)];
+    if (*name != '\0' && Failed(DbSetName(database_, first + i, name))) return Status::NoMemory;
+    double *column = database_.columns[first + i];
+    for (int t = 0; t < rows; ++t) column[t] = data[t][i];
   }
-  workspace.firstAdded = k;
-  workspace.paramHigh = -1;
-  DbSetSample(workspace.database, sample);
-  return 1;
+  firstAdded_ = database_.varCount;
+  return Status::Ok;
 }
 
-void WorkspaceClose() {
-  ReleaseCode(&workspace.context);
-  DbDestroy(workspace.database);
-  HeapFree(workspace.paramTable);
-  HeapFree(workspace.context.message);
-  workspace = AlgebraWorkspace{};
-  workspace.paramHigh = -1;
+void AlgebraWorkspace::MarkDates() {
+  if (database_.varCount > 0) database_.variables[0].info.kind = VarDates;
 }
 
-int WorkspaceCompile(const char *code) {
-  AlgebraContext &context = workspace.context;
-  if (!ScanText(&context, code)) return 0;
-  RegisterFunctions();
-  context.paramTable = workspace.paramTable;
-  context.paramHigh = &workspace.paramHigh;
-  context.paramCapacity = kMaxParameters;
-  context.hostVariables = &workspace.firstAdded;
-  return Compile(&context, workspace.database);
+void AlgebraWorkspace::Close() {
+  ReleaseRun(run_);
+  run_.errors = 0;
+  program_ = {};
+  database_ = {};
+  firstAdded_ = 0;
 }
 
-int WorkspaceCountParameters() {
-  bool complete = true;
-  workspace.paramCount = 0;
-  ForEachParameter([&](int slot, int) {
-    ++workspace.paramCount;
-    if (IsMissing(workspace.context.constants[slot])) complete = false;
-  });
-  return complete;
+Status AlgebraWorkspace::Bind(const AlgebraProgram &program) {
+  run_.generators = &generators_;
+  run_.sink = log_.sink;
+  return BindRun(run_, program, database_);
 }
 
-void WorkspaceGetParameters(double *values, double *numbers) {
-  ForEachParameter([&](int slot, int number) {
-    if (values != nullptr) *values++ = workspace.context.constants[slot];
-    if (numbers != nullptr) *numbers++ = number;
-  });
+Status AlgebraWorkspace::Compile(const char *text, ParameterUse parameters) {
+  ReleaseRun(run_);
+  program_ = {};
+  log_.Clear();
+  if (!IsOpen()) return Status::Invalid;
+  TokenStream tokens;
+  Status status = ScanText(text, log_, &tokens);
+  if (Succeeded(status)) status = tessel::Compile(tokens, parameters, database_, log_, &program_);
+  if (Failed(status)) return status;
+  firstAdded_ = VariablesLeft(program_, firstAdded_);
+  status = Bind(program_);
+  if (Failed(status)) {
+    log_.Error("Parse error:  Out of memory on line 1");
+    program_ = {};
+  }
+  return status;
 }
 
-void WorkspaceSetParameters(const double *values) {
-  ForEachParameter([&](int slot, int) { workspace.context.constants[slot] = *values++; });
+Status AlgebraWorkspace::Attach(const AlgebraProgram &program) {
+  ReleaseRun(run_);
+  program_ = {};
+  const Status status = AttachProgram(program, database_);
+  if (Failed(status)) return status;
+  firstAdded_ = VariablesLeft(program, firstAdded_);
+  return Bind(program);
 }
 
-bool WorkspaceHolds(int first, int last) {
-  if (workspace.database == nullptr) return false;
-  const int count = workspace.database->obsCount;
-  return first >= 0 && first < count && last >= 0 && last < count;
+bool AlgebraWorkspace::HasAllParameterValues() const {
+  for (int i = 0; i < ParameterCount(); ++i)
+    if (IsMissing(ParameterValue(i))) return false;
+  return true;
 }
 
-int AlgebraAddedCount() {
-  return workspace.database == nullptr ? 0 : workspace.database->varCount - workspace.firstAdded;
+Status AlgebraWorkspace::SetParameters(std::span<const double> values) {
+  if (values.size() != static_cast<std::size_t>(ParameterCount())) return Status::Invalid;
+  for (int i = 0; i < ParameterCount(); ++i)
+    run_.constants[run_.program->parameters[i].slot] = values[static_cast<std::size_t>(i)];
+  return Status::Ok;
 }
 
-int AlgebraFirstAdded() { return workspace.firstAdded; }
+bool AlgebraWorkspace::Holds(int first, int last) const {
+  const int count = database_.obsCount;
+  return IsOpen() && first >= 0 && first < count && last >= 0 && last < count;
+}
 
-void AlgebraPutRows(RowMatrix rows, int firstRow, int lastRow, int column, int firstVariable, int observation) {
-  ForEachRow(rows, firstRow, lastRow, column, firstVariable, observation,
+Status AlgebraWorkspace::Run(int first, int last, RunReporting reporting) {
+  log_.Clear();
+  if (!Holds(first, last)) return Status::Invalid;
+  const Status status = RunAlgebra(run_, first, last, database_.obsCount);
+  if (run_.errors != 0 && reporting == RunReporting::Report) {
+    char text[kMessageBytes];
+    RunReport(run_.errors, text);
+    log_.Error(text);
+  }
+  return status;
+}
+
+std::span<const double> AlgebraWorkspace::Variable(int variable) const {
+  return {database_.columns[variable], static_cast<std::size_t>(database_.obsCount)};
+}
+
+void AlgebraWorkspace::PutRows(RowMatrix rows, int firstRow, int lastRow, int column, int firstVariable,
+                               int observation) {
+  ForEachRow(database_, rows, firstRow, lastRow, column, firstVariable, observation,
              [](const double &cell, double &value) { value = cell; });
 }
 
-void AlgebraGetRows(RowMatrix rows, int firstRow, int lastRow, int column, int firstVariable, int observation) {
-  ForEachRow(rows, firstRow, lastRow, column, firstVariable, observation,
+void AlgebraWorkspace::GetRows(RowMatrix rows, int firstRow, int lastRow, int column, int firstVariable,
+                               int observation) const {
+  ForEachRow(database_, rows, firstRow, lastRow, column, firstVariable, observation,
              [](double &cell, const double &value) { cell = value; });
-}
-
-int AlgebraRunRange(int first, int last) {
-  if (!WorkspaceHolds(first, last)) return 0;
-  return RunAlgebra(&workspace.context, first, last, workspace.database->obsCount, true);
 }
 
 }  // namespace tessel

@@ -1,67 +1,136 @@
-// The Algebra workspace: one database, one compiled program and its parameters, for the whole process.
+// The Algebra workspace: data, a compiled program, its parameters, random numbers, and where messages go.
 //
-// The host opens it over its data (FnInitAlgebraNls), runs the program with trial parameters as often as it likes and
-// reads variables back. Forecasts drive the same program through the five calls at the end. One workspace exists at a
-// time; nothing here is locked.
+//   AlgebraWorkspace workspace(sink);
+//   Status status = workspace.Open({1990, 1, 0, 0, 4}, data.rows, data.columns);     the sample: from 1990(1),
+//   quarterly if (Succeeded(status)) status = workspace.AddData(data, names); if (Succeeded(status)) status =
+//   workspace.Compile("y = log(x) - &0;");           y exists now, with missing values if (Succeeded(status)) status =
+//   workspace.Run(0, data.rows - 1);
+//
+// A workspace shares nothing with another one: any number may be open, and each may be used by one thread at a time.
+// Every call may be made at any time; without data or without a program it does nothing, or returns a status that says
+// so. Observations and variables count from 0.
 #pragma once
 
-#include "algebra/context.h"
+#include <span>
+
+#include "algebra/messages.h"
+#include "algebra/parser.h"
+#include "algebra/program.h"
+#include "algebra/run.h"
+#include "core/matrix.h"
 #include "core/row_matrix.h"
+#include "core/status.h"
+#include "random/generators.h"
 
 namespace tessel {
 
-inline constexpr int kMaxParameters = 500;
 inline constexpr int kSpareVariables = 20;  // room for variables of the program's own before the database grows
 
-struct AlgebraWorkspace {
-  AlgebraDatabase *database;  // null when closed
-  AlgebraContext context;
-  int firstAdded;  // variables from the host; one at this index or above was made by Algebra code
-  int *paramTable;
-  int paramCount;
-  int paramHigh;
+enum class RunReporting { Quiet, Report };
+
+class AlgebraWorkspace {
+ public:
+  AlgebraWorkspace() = default;
+  constexpr explicit AlgebraWorkspace(const MessageSink &sink) { log_.sink = sink; }
+  AlgebraWorkspace(const AlgebraWorkspace &) = delete;
+  AlgebraWorkspace &operator=(const AlgebraWorkspace &) = delete;
+
+  // ---- Data
+
+  // Opens the workspace over a sample that begins at year1(period1) with `observations` observations (cut with a
+  // warning to 100,000,000), and makes room for `variables` variables. Closes what was open. Invalid for a frequency
+  // below 1 and for a sample that runs past the last year that an int can hold. When it fails, the workspace is closed.
+  Status Open(const SampleSpec &start, int observations, int variables);
+
+  // Adds variables: column i of the matrix, an observation to a row, under names[i]; an empty name leaves the default
+  // one, "Var%d". A matrix with fewer rows than observations leaves the rest missing; further rows are not read. Those
+  // added before Compile count as the caller's.
+  Status AddData(ConstMatrix data, std::span<const char *const> names);
+
+  // Declares that variable 0 holds the dates of the observations.
+  void MarkDates();
+
+  // Releases data and program. The generators go on.
+  void Close();
+
+  bool IsOpen() const { return static_cast<bool>(database_); }
+  AlgebraDatabase &Database() { return database_; }
+  const AlgebraDatabase &Database() const { return database_; }
+
+  // ---- The program
+
+  // Scans and compiles a program, in place of the present one. ScanFailed, ParseFailed or NoMemory with Message()
+  // telling why; the workspace then has no program, and its data keeps the variables that were added up to there.
+  Status Compile(const char *text, ParameterUse parameters = ParameterUse::Allowed);
+
+  // Takes a program that was compiled in another workspace with data of the same layout. It is not copied: it must stay
+  // as it is until this workspace is closed, opened anew or given another program. Invalid for another layout.
+  Status Attach(const AlgebraProgram &program);
+
+  // Null without a program.
+  const AlgebraProgram *Program() const { return run_.program; }
+
+  // ---- Parameters of the program, in ascending order of their numbers
+
+  int ParameterCount() const { return run_.program == nullptr ? 0 : run_.program->parameters.Size(); }
+  int ParameterNumber(int i) const { return run_.program->parameters[i].number; }
+  // The starting value at first, missing where the program sets none.
+  double ParameterValue(int i) const { return run_.constants[run_.program->parameters[i].slot]; }
+  bool HasAllParameterValues() const;
+  // Invalid unless there is a value for each parameter.
+  Status SetParameters(std::span<const double> values);
+
+  // ---- Running
+
+  // Whether both observations lie in the sample.
+  bool Holds(int first, int last) const;
+
+  // Runs the program over the observations first to last, each statement over all of them before the next one. Invalid
+  // for observations outside the sample, RunFailed without a program and when the run fails. With Report, the faults
+  // and warnings of the run are reported, and stay in Message().
+  Status Run(int first, int last, RunReporting reporting = RunReporting::Quiet);
+
+  // RunError bits of the last run, warnings included.
+  std::uint32_t RunErrors() const { return run_.errors; }
+
+  // ---- Variables, those of the data first
+
+  int VariableCount() const { return database_.varCount; }
+  int ObservationCount() const { return database_.obsCount; }
+  const char *Name(int variable) const { return database_.variables[variable].name; }
+  // The first variable of that name, or -1.
+  int Find(const char *name) const { return IsOpen() ? DbFind(database_, name) : -1; }
+  // All of its observations.
+  std::span<const double> Variable(int variable) const;
+
+  // Variables that the program added, and the index of the first. A deleted variable of the caller's moves it down.
+  int AddedCount() const { return database_.varCount - firstAdded_; }
+  int FirstAdded() const { return firstAdded_; }
+
+  // For each row i from firstRow to lastRow, in order, PutRows stores cell (i, column) of the matrix into variable
+  // firstVariable + (i - firstRow) at the observation, and GetRows reads the variable into the cell. Nothing happens
+  // when the column is below 0 or at or past the count of observations, or the first row above the last; the loop stops
+  // at the first row number at or past the count of variables. Variables and observations that do not exist are passed
+  // over.
+  void PutRows(RowMatrix rows, int firstRow, int lastRow, int column, int firstVariable, int observation);
+  void GetRows(RowMatrix rows, int firstRow, int lastRow, int column, int firstVariable, int observation) const;
+
+  // ---- Messages and random numbers
+
+  // The last error of Open, Compile or a reported run; empty when the last of them ended without one.
+  const char *Message() const { return log_.last; }
+
+  Generators &RandomNumbers() { return generators_; }
+
+ private:
+  Status Bind(const AlgebraProgram &program);
+
+  MessageLog log_;
+  Generators generators_;
+  AlgebraDatabase database_;
+  AlgebraProgram program_;  // what Compile made; empty while an attached program is used
+  AlgebraRun run_;
+  int firstAdded_ = 0;
 };
-
-// The process's workspace.
-AlgebraWorkspace &Workspace();
-
-// Opens a workspace for k variables over the sample, closing the one that was open. 0, with everything closed, when
-// memory fails or the sample cannot be held.
-int WorkspaceOpen(int k, const SampleSpec &sample);
-
-// Does nothing when no workspace is open.
-void WorkspaceClose();
-
-// Scans and compiles the program. 0 with the message in the context's message buffer.
-int WorkspaceCompile(const char *code);
-
-// Counts the parameters in use. 0 when one of them has no starting value.
-int WorkspaceCountParameters();
-
-// Values and numbers of the parameters in use, in ascending order of number, paramCount each; either may be null.
-void WorkspaceGetParameters(double *values, double *numbers);
-
-// Stores trial values, paramCount of them in the same order.
-void WorkspaceSetParameters(const double *values);
-
-// Whether both observations lie in the sample of an open workspace.
-bool WorkspaceHolds(int first, int last);
-
-// ---- For forecasts
-
-// Variables made by Algebra code, and the index of the first; 0 without a workspace.
-int AlgebraAddedCount();
-int AlgebraFirstAdded();
-
-// For each row i from firstRow to lastRow, in order, stores cell (i, column) of the matrix into variable
-// firstVariable + (i - firstRow) at the observation; AlgebraGetRows reads the variable into the cell. Nothing happens
-// when the column is below 0 or at or past the count of observations, or the first row above the last; the loop stops
-// at the first row number at or past the count of variables. Variables and observations that do not exist are passed
-// over.
-void AlgebraPutRows(RowMatrix rows, int firstRow, int lastRow, int column, int firstVariable, int observation);
-void AlgebraGetRows(RowMatrix rows, int firstRow, int lastRow, int column, int firstVariable, int observation);
-
-// Runs the program over a range, quietly. 1 when the run did not fail; 0 also when the range is not in the sample.
-int AlgebraRunRange(int first, int last);
 
 }  // namespace tessel

@@ -3,8 +3,6 @@
 
 #include <algorithm>
 
-#include "algebra/workspace.h"
-
 namespace tessel {
 
 namespace {
@@ -59,12 +57,12 @@ int Forecast(const ForecastModel &model, const ForecastUncertainty &uncertainty,
     common = NewAnalyticErrors(model, uncertainty, h > 0 ? h : t2 - t1 + 1);
     if (!common) return 0;
   } else if (se != nullptr) {
-    known = SaveObservations(model.rows, before, 1);
+    known = SaveObservations(model, before, 1);
     if (!known) return 0;
   }
   const int done = h > 0 ? HStepForecast(model, uncertainty, common, t1, t2, h, se)
                          : ForecastWithSE(model, uncertainty, common, t1, t2, 0, se);
-  if (known) RestoreObservations(model.rows, known.get(), before, 1);
+  if (known) RestoreObservations(model, known.get(), before, 1);
   return done;
 }
 

@@ -1,7 +1,6 @@
 // Standard errors by central differences through the recursion and the workspace's identities.
 #include <algorithm>
 
-#include "algebra/workspace.h"
 #include "core/central_difference.h"
 #include "forecast/forecast_errors.h"
 #include "linalg/moments.h"
@@ -26,7 +25,7 @@ template <class Prepare>
 void PathDerivative(const ForecastModel &model, RowMatrix plain, double *cell, int a, int b, const Jacobians &out,
                     int column, Prepare prepare) {
   const double width = EvaluateOnBothSides(cell, [&](int sign) {
-    RestoreObservations(model.rows, plain, model.base, b - a + 1);
+    RestoreObservations(model, plain, model.base, b - a + 1);
     prepare();
     ForecastRecursion(model, a, b, DerivativePass);
     for (int t = a; t <= b; ++t)
@@ -48,20 +47,21 @@ void IdentityJacobian(const ForecastModel &model, int a, RowMatrix j) {
   for (int i = 0; i < rows.nY; ++i) {
     bool succeeded = true;
     const double width = EvaluateOnBothSides(&rows[i][a], [&](int sign) {
-      PutEndogenous(model.rows, a, model.base);
-      succeeded = succeeded && AlgebraRunRange(model.base, model.base);
+      PutEndogenous(model, a, model.base);
+      succeeded = succeeded && Succeeded(model.workspace->Run(model.base, model.base));
       if (!succeeded) return;
-      AlgebraGetRows(rows.table.get(), rows.nY, rows.Results() - 1, a, AlgebraFirstAdded(), model.base);
+      model.workspace->GetRows(rows.table.get(), rows.nY, rows.Results() - 1, a, model.workspace->FirstAdded(),
+                               model.base);
       for (int r = rows.nY; r < rows.Results(); ++r) j[r][i] = sign > 0 ? rows[r][a] : j[r][i] - rows[r][a];
     });
     for (int r = rows.nY; r < rows.Results(); ++r) j[r][i] = succeeded ? j[r][i] / width : MissingValue();
   }
-  PutEndogenous(model.rows, a, model.base);
+  PutEndogenous(model, a, model.base);
 }
 
 // The derivatives of the columns a to b with respect to the endogenous variables just before a: how an error travels.
 void DynamicJacobian(const ForecastModel &model, RowMatrix plain, int a, int b, const Jacobians &out) {
-  const auto putHistory = [&] { PutEndogenous(model.rows, a - 1, model.base - 1); };
+  const auto putHistory = [&] { PutEndogenous(model, a - 1, model.base - 1); };
   for (int i = 0; i < model.rows.nY; ++i) PathDerivative(model, plain, &model.rows[i][a - 1], a, b, out, i, putHistory);
   putHistory();
 }
@@ -109,15 +109,14 @@ int AddParameterVariance(const ForecastModel &model, const ForecastUncertainty &
 
 int NumericForecastSE(const ForecastModel &model, const ForecastUncertainty &uncertainty, int a, int b, RowMatrix se) {
   const int nY = model.rows.nY, last = model.rows.Results() - 1, before = model.base - 1;
-  const OwnedRows known = SaveObservations(model.rows, before, 1),
-                  plain = SaveObservations(model.rows, model.base, b - a + 1);
+  const OwnedRows known = SaveObservations(model, before, 1), plain = SaveObservations(model, model.base, b - a + 1);
   if (!known || !plain) return 0;
   const int done = ErrorVariance(model, uncertainty, plain.get(), a, b, se) &&
                    (uncertainty.v == nullptr || AddParameterVariance(model, uncertainty, plain.get(), a, b, se));
   // Derivative passes evaluate the identities of the observation before the pass as well, from disturbed values.
   const bool disturbed = b > a || uncertainty.v != nullptr;
-  if (disturbed && !AlgebraRunRange(before, before))
-    AlgebraPutRows(known.get(), nY, last, 0, AlgebraFirstAdded(), before);
+  if (disturbed && Failed(model.workspace->Run(before, before)))
+    model.workspace->PutRows(known.get(), nY, last, 0, model.workspace->FirstAdded(), before);
   ForecastRecursion(model, a, b, PlainPass);
   return done;
 }

@@ -1,6 +1,7 @@
-// The forecast recursion, with identities that the open Algebra workspace evaluates.
+// The forecast recursion, with identities that an Algebra workspace evaluates.
 #pragma once
 
+#include "algebra/workspace.h"
 #include "forecast/forecast_rows.h"
 
 namespace tessel {
@@ -10,8 +11,9 @@ namespace tessel {
 struct ForecastModel {
   ForecastRows rows;
   ForecastIndex index;
-  OwnedRows piColumns;  // as CoefficientColumns gives them
-  int base = 0;         // the database observation of a pass's first column, whichever column that is
+  OwnedRows piColumns;                    // as CoefficientColumns gives them
+  AlgebraWorkspace *workspace = nullptr;  // not read without identities
+  int base = 0;                           // the database observation of a pass's first column, whichever column that is
 };
 
 // Where a pass begins in the database: at its first column, or one observation earlier, for a derivative with respect
@@ -23,11 +25,11 @@ enum PassStart : int { PlainPass = 0, DerivativePass = -1 };
 void ForecastRecursion(const ForecastModel &model, int a, int b, PassStart start);
 
 // Stores the endogenous variables of column t in the database at an observation.
-void PutEndogenous(const ForecastRows &rows, int t, int observation);
+void PutEndogenous(const ForecastModel &model, int t, int observation);
 
 // What the database holds of the nY + nIdent variables at `count` observations from `first` on, and its way back. Null
 // when memory fails.
-OwnedRows SaveObservations(const ForecastRows &rows, int first, int count);
-void RestoreObservations(const ForecastRows &rows, RowMatrix saved, int first, int count);
+OwnedRows SaveObservations(const ForecastModel &model, int first, int count);
+void RestoreObservations(const ForecastModel &model, RowMatrix saved, int first, int count);
 
 }  // namespace tessel

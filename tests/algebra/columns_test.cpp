@@ -8,6 +8,7 @@
 
 #include "algebra/workspace.h"
 #include "core/heap.h"
+#include "support/messages.h"
 
 namespace tessel {
 namespace {
@@ -16,31 +17,29 @@ using Series = std::vector<double>;
 
 // A run with its n-th allocation failing: the column e holds what it held before, or all of the result.
 TEST(Columns, UnderExhaustedMemory) {
-  const Series w = {1, 2, 5, 10}, before = {80, 79, 78, 77};
+  const double cells[] = {1, 80, 0, 2, 79, 0, 5, 78, 0, 10, 77, 0};
+  const char *const names[] = {"w", "e", "f"};
+  const Series before = {80, 79, 78, 77};
   const auto live = HeapLiveBlocks();
   for (const std::string code : {"pacf(w, e, f);", "periodogram(w, e, f);", "smooth_hp(w, 0, e);",
                                  "smooth_np(w, 0, e);", "smooth_sp(w, 3, e);", "_sortallby(e);"}) {
     bool failed = true;
     for (int n = 1; failed; ++n) {
-      ASSERT_TRUE(WorkspaceOpen(3, {1, 1, 4, 1, 1}));
-      AlgebraDatabase *database = Workspace().database;
-      ASSERT_EQ(DbAddVariables(database, 3), 0);
-      for (int i = 0; i < 3; ++i) DbSetName(database, i, std::string(1, "wef"[i]).c_str());
-      std::copy(w.begin(), w.end(), database->columns[0]);
-      double *e = std::copy(before.begin(), before.end(), database->columns[1]) - 4;
-      ASSERT_TRUE(WorkspaceCompile(code.c_str()));
-      testing::internal::CaptureStdout();
+      Messages messages;
+      AlgebraWorkspace workspace(messages.Sink());
+      ASSERT_TRUE(Succeeded(workspace.Open({1, 1, 0, 0, 1}, 4, 3)));
+      ASSERT_TRUE(Succeeded(workspace.AddData({cells, 4, 3}, names)));
+      ASSERT_TRUE(Succeeded(workspace.Compile(code.c_str())));
       HeapFailAt(n);
-      const bool succeeded = AlgebraRunRange(0, 3) != 0;
+      const Status status = workspace.Run(0, 3);
       failed = !HeapFailPending();
       HeapFailAt(0);
-      const std::string said = testing::internal::GetCapturedStdout();
-      EXPECT_EQ(std::equal(e, e + 4, before.begin()), failed) << code << n;
+      EXPECT_EQ(std::ranges::equal(workspace.Variable(1), before), failed) << code << n;
       const bool tells = failed && code[0] != '_';  // sorting alone does not
-      EXPECT_EQ(succeeded, !tells) << code << n;
-      EXPECT_EQ(said, tells ? "\nError: Out of memory\n" : "") << code << n;
+      EXPECT_EQ(status, tells ? Status::RunFailed : Status::Ok) << code << n;
+      EXPECT_EQ(messages.texts, tells ? std::vector<std::string>{"Error: Out of memory"} : std::vector<std::string>())
+          << code << n;
       EXPECT_TRUE(failed || n > 1) << code << " takes memory";
-      WorkspaceClose();
     }
     EXPECT_EQ(HeapLiveBlocks(), live);
   }

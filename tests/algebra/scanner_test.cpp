@@ -15,18 +15,17 @@ namespace {
 
 // The tokens between start and end, each as its code or its text, apart by blanks; or the message.
 std::string Scan(const std::string &text, int *size = nullptr) {
-  char message[kMessageBytes] = "";
-  AlgebraContext context = {};
-  context.message = message;
+  MessageLog log;
+  TokenStream tokens;
   const auto live = HeapLiveBlocks();
-  if (!ScanText(&context, text.c_str())) {
-    EXPECT_EQ(context.tokens, nullptr);
+  if (Failed(ScanText(text.c_str(), log, &tokens))) {
+    EXPECT_FALSE(tokens.bytes);
     EXPECT_EQ(HeapLiveBlocks(), live);
-    return message;
+    return log.last;
   }
-  EXPECT_EQ(context.tokens[0], TokStart);
+  EXPECT_EQ(tokens.bytes[0], TokStart);
   std::string stream;
-  const unsigned char *at = context.tokens + 1;
+  const unsigned char *at = tokens.bytes.get() + 1;
   while (*at != TokEnd) {
     const unsigned char token = *at++;
     stream += (stream.empty() ? "" : " ") + std::to_string(token);
@@ -35,9 +34,8 @@ std::string Scan(const std::string &text, int *size = nullptr) {
     if (HasText(token) || token == TokLine) stream += ":" + data;
     at += HasText(token) ? data.size() + 1 : data.size();
   }
-  EXPECT_LT(at - context.tokens, context.tokenSize);
-  if (size != nullptr) *size = context.tokenSize;
-  HeapFree(context.tokens);
+  EXPECT_LT(at - tokens.bytes.get(), tokens.size);
+  if (size != nullptr) *size = tokens.size;
   return stream;
 }
 

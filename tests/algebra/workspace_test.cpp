@@ -1,5 +1,5 @@
 // The workspace's exports with every allocation failing in turn, and the calls that forecasts make.
-#include "algebra/workspace.h"
+#include "default_workspace.h"
 
 #include <tessel/tessel.h>
 
@@ -27,7 +27,7 @@ std::string Open(const std::string &code, morv::Value *starts = nullptr, morv::V
   return outcome.Returned() ? std::string(outcome.result.AsText()) : outcome.message;
 }
 
-// A program that makes every buffer grow: symbols, code, constants, database and column pool.
+// A program that makes every buffer grow: symbols, code, constants, and database.
 std::string LargeProgram() {
   std::string code = "&1 = 2; y = &1*x + lag(z, 1); ewma(x, 0.5, 0.5, w);";
   for (int i = 0; i < 300; ++i) code += "v" + std::to_string(i) + " = x + " + std::to_string(i) + ".25; ";
@@ -46,7 +46,7 @@ TEST(Workspace, EveryFailingAllocation) {
         } catch (const std::bad_alloc &) {  // in building the arguments
           return;
         }
-        EXPECT_EQ(message.empty(), Workspace().database != nullptr);
+        EXPECT_EQ(message.empty(), DefaultWorkspace().IsOpen());
         if (!message.empty()) {
           EXPECT_TRUE(failing);
           return;
@@ -74,10 +74,10 @@ TEST(Workspace, EveryFailingAllocation) {
           EXPECT_EQ(names[0].AsText(), "y");
         }
       },
-      WorkspaceClose);
+      [] { DefaultWorkspace().Close(); });
   testing::internal::GetCapturedStdout();
   EXPECT_EQ(Open("y = x;"), "") << "the next workspace works";
-  WorkspaceClose();
+  DefaultWorkspace().Close();
 }
 
 TEST(Workspace, AFailedOpeningLeavesNothingAndTheNextOneWorks) {
@@ -95,36 +95,37 @@ TEST(Workspace, AFailedOpeningLeavesNothingAndTheNextOneWorks) {
   testing::internal::GetCapturedStdout();
   EXPECT_EQ(Open("y = x;"), "");
   EXPECT_EQ(Open("y = z;"), "") << "a workspace that was left open is closed";
-  WorkspaceClose();
-  WorkspaceClose();
+  DefaultWorkspace().Close();
+  DefaultWorkspace().Close();
   EXPECT_EQ(HeapLiveBlocks(), live);
 }
 
 TEST(Workspace, CallsOfForecasts) {
   ASSERT_EQ(Open("level = x + z; ratio = x/level;"), "");
-  EXPECT_EQ(AlgebraAddedCount(), 2);
-  EXPECT_EQ(AlgebraFirstAdded(), 2);
+  AlgebraWorkspace &workspace = DefaultWorkspace();
+  EXPECT_EQ(workspace.AddedCount(), 2);
+  EXPECT_EQ(workspace.FirstAdded(), 2);
   OwnedRows rows(4, 2);
   MatFillMissing(rows.get(), 4, 2);
   rows[0][1] = 10;
   rows[1][1] = 30;
-  AlgebraPutRows(rows.get(), 0, 1, 1, 0, 1);
-  EXPECT_EQ(AlgebraRunRange(1, 1), 1);
-  AlgebraGetRows(rows.get(), 2, 3, 1, 2, 1);
+  workspace.PutRows(rows.get(), 0, 1, 1, 0, 1);
+  EXPECT_TRUE(Succeeded(workspace.Run(1, 1)));
+  workspace.GetRows(rows.get(), 2, 3, 1, 2, 1);
   EXPECT_EQ(rows[2][1], 40);
   EXPECT_EQ(rows[3][1], 0.25);
   EXPECT_TRUE(IsMissing(rows[2][0]));
   // Nothing outside the sample, the matrix's columns or the variables is touched.
-  EXPECT_EQ(AlgebraRunRange(0, 2), 0);
-  AlgebraPutRows(rows.get(), 0, 1, 2, 0, 0);
-  AlgebraPutRows(rows.get(), 0, 1, 0, 3, 5);
-  AlgebraPutRows(rows.get(), 0, 3, 0, 3, 0);
-  AlgebraGetRows(rows.get(), 2, 1, 0, 0, 0);
-  EXPECT_EQ(Workspace().database->columns[0][0], 1);
-  WorkspaceClose();
-  EXPECT_EQ(AlgebraAddedCount(), 0);
-  EXPECT_EQ(AlgebraRunRange(0, 0), 0);
-  AlgebraPutRows(rows.get(), 0, 1, 0, 0, 0);
+  EXPECT_EQ(workspace.Run(0, 2), Status::Invalid);
+  workspace.PutRows(rows.get(), 0, 1, 2, 0, 0);
+  workspace.PutRows(rows.get(), 0, 1, 0, 3, 5);
+  workspace.PutRows(rows.get(), 0, 3, 0, 3, 0);
+  workspace.GetRows(rows.get(), 2, 1, 0, 0, 0);
+  EXPECT_EQ(workspace.Variable(0)[0], 1);
+  workspace.Close();
+  EXPECT_EQ(workspace.AddedCount(), 0);
+  EXPECT_EQ(workspace.Run(0, 0), Status::Invalid);
+  workspace.PutRows(rows.get(), 0, 1, 0, 0, 0);
 }
 
 }  // namespace
