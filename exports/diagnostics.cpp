@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "core/heap.h"
 #include "diagnostics/comfac.h"
 #include "diagnostics/encompassing.h"
 #include "diagnostics/fractional.h"
@@ -12,54 +11,71 @@
 
 using namespace tessel;
 
+namespace {
+
+int ComfacCode(Status status) {
+  switch (status) {
+    case Status::Ok: return 0;
+    case Status::Incomplete: return 1;
+    case Status::OrderZero: return 2;
+    case Status::TooFew: return 3;
+    case Status::NoStatistic: return 4;
+    default: return -1;
+  }
+}
+
+}  // namespace
+
 void FnComfac(MorvValue *rtn, MorvValue *args, int) {
   ReturnInteger(rtn, -1);
   CheckTypes(MORV_MATRIX, args, 0, 4);
   CheckTypes(MORV_DOUBLE, args, 5, 5);
   CheckTypes(MORV_INTEGER, args, 6, 6);
   CheckTypes(MORV_ARRAY, args, 7, 8);
-  const MatrixView identity = MatrixAt(args, 0), lag = MatrixAt(args, 1), exclusion = MatrixAt(args, 2);
-  const MatrixView coefficients = MatrixAt(args, 3), covariance = MatrixAt(args, 4);
+  const ConstMatrix identity = MatrixAt(args, 0), lag = MatrixAt(args, 1), exclusion = MatrixAt(args, 2);
+  const ConstMatrix coefficients = MatrixAt(args, 3), covariance = MatrixAt(args, 4);
+  const double scale = DoubleAt(args, 5);
+  const int dependent = IntegerAt(args, 6);
   constexpr int mostTerms = 1 << 30;
-  if (identity.Length() < 1 || identity.Length() > mostTerms) return;
-  const int terms = static_cast<int>(identity.Length());
+  const std::int64_t terms = identity.Length();
+  if (terms < 1 || terms > mostTerms) return;
   if (lag.Length() < terms || exclusion.Length() < terms || coefficients.Length() < terms - 1) return;
   if (terms > 1 && (covariance.rows < terms - 1 || covariance.columns < terms - 1)) return;
 
-  const OwnedBlock<double> statistics(terms), degrees(terms);
-  const ComfacEquation equation = {terms,
-                                   identity.Flat(),
-                                   lag.Flat(),
-                                   exclusion.Flat(),
-                                   coefficients.Flat(),
-                                   covariance.cells,
-                                   DoubleAt(args, 5),
-                                   IntegerAt(args, 6)};
-  int count = 0;
-  ComfacStatus status = ComfacStatus::NoMemory;
-  if (statistics && degrees) status = ComfacTest(equation, statistics.get(), degrees.get(), &count);
-
-  const OutputView first = OutputAt(args, 7, 1, count), second = OutputAt(args, 8, 1, count);
-  if (first.failed || second.failed) {
+  ComfacResult result;
+  const Status status = ComfacTest(
+      {identity.Flat(), lag.Flat(), exclusion.Flat(), coefficients.Flat(), covariance, scale, dependent}, &result);
+  const int count = result.count;
+  const Output statistics = OutputAt(args, 7, 1, count), degrees = OutputAt(args, 8, 1, count);
+  if (statistics.failed || degrees.failed) {
     OutputAt(args, 7, 1, 0);
     OutputAt(args, 8, 1, 0);
     return;
   }
-  if (count > 0) {
-    std::copy_n(statistics.get(), count, first.Flat());
-    std::copy_n(degrees.get(), count, second.Flat());
-  }
-  ReturnInteger(rtn, static_cast<int>(status));
+  std::copy_n(result.statistics.get(), count, statistics.cells);
+  std::copy_n(result.degrees.get(), count, degrees.cells);
+  ReturnInteger(rtn, ComfacCode(status));
 }
 
 namespace {
 
 // The model at a matrix and three counts. False when the counts do not fit the rows.
 bool IvModelAt(MorvValue *args, int position, IvModel *model) {
-  const MatrixView rows = MatrixAt(args, position);
-  *model = {rows.cells, IntegerAt(args, position + 1), IntegerAt(args, position + 2), IntegerAt(args, position + 3)};
+  *model = {MatrixAt(args, position), IntegerAt(args, position + 1), IntegerAt(args, position + 2),
+            IntegerAt(args, position + 3)};
   const std::int64_t count = std::int64_t{model->endogenous} + model->exogenous + model->instruments;
-  return model->endogenous >= 1 && model->exogenous >= 0 && model->instruments >= 0 && count <= rows.rows;
+  return model->endogenous >= 1 && model->exogenous >= 0 && model->instruments >= 0 && count <= model->rows.rows;
+}
+
+int EncompassingCode(Status status) {
+  switch (status) {
+    case Status::Ok: return 0;
+    case Status::NotIdentified: return 1;
+    case Status::Nested: return 2;
+    case Status::Singular: return 3;
+    case Status::NotPositive: return 4;
+    default: return 5;
+  }
 }
 
 }  // namespace
@@ -73,28 +89,25 @@ void FnEncompassing(MorvValue *rtn, MorvValue *args, int) {
   CheckTypes(MORV_ARRAY, args, 8, 10);
   IvModel first, second;
   if (!IvModelAt(args, 0, &first) || !IvModelAt(args, 4, &second)) return;
-  const int observations = MatrixAt(args, 0).columns;
-  if (observations < 1 || MatrixAt(args, 4).columns != observations) return;
+  if (first.rows.columns < 1 || second.rows.columns != first.rows.columns) return;
 
-  const OutputView statistics = OutputAt(args, 8, 1, kEncompassingStatistics);
+  const Output statistics = OutputAt(args, 8, 1, kEncompassingStatistics);
+  if (statistics.failed) return ReturnInteger(rtn, EncompassingCode(Status::NoMemory));
+  FillMissing(statistics);
   EncompassingResult result;
-  EncompassingStatus status = EncompassingStatus::NoMemory;
-  if (!statistics.failed) {
-    MatFillMissing(statistics.cells, 1, kEncompassingStatistics);
-    status = Encompassing(first, second, observations, &result);
-  }
-  auto *regressors = static_cast<MorvValue *>(args[10].data);
-  if (status == EncompassingStatus::Success) {
-    const OutputView index = OutputAt(args, 9, 1, result.instruments);
+  Status status = Encompassing(first, second, &result);
+  if (Succeeded(status)) {
+    const Output index = OutputAt(args, 9, 1, result.instruments);
+    MorvValue *regressors = TargetAt(args, 10);
     if (index.failed || regressors == nullptr) {
-      status = EncompassingStatus::NoMemory;
+      status = Status::NoMemory;
     } else {
-      std::copy_n(result.statistics, kEncompassingStatistics, statistics.Flat());
-      std::copy_n(result.index.get(), result.instruments, index.Flat());
+      std::copy_n(result.statistics, kEncompassingStatistics, statistics.cells);
+      std::copy_n(result.index.get(), result.instruments, index.cells);
       MorvValSetInt(regressors, result.regressors);
     }
   }
-  ReturnInteger(rtn, static_cast<int>(status));
+  ReturnInteger(rtn, EncompassingCode(status));
 }
 
 namespace {
@@ -129,7 +142,7 @@ void FnFracSigma(MorvValue *rtn, MorvValue *args, int) {
     ReturnIntegerField(rtn, noData);
     return MorvLibArgError(1);
   }
-  if (autocov.failed || autocov.Empty()) return ReturnIntegerField(rtn, noData);
+  if (!parameters || autocov.failed || autocov.Empty()) return ReturnIntegerField(rtn, noData);
   const double *d = parameters.cells, *phi = d + 1, *theta = phi + p;
   const FractionalProcess process = {*d, {phi, theta}, {theta, theta + q}, DoubleAt(args, 3)};
   int cutOffSeries = 0;

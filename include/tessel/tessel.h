@@ -290,8 +290,8 @@ MORV_API void FnGLScovariance(MorvValue *rtn, MorvValue *args, int count);
  *   2 double rss  residual sum of squares
  *   3 output      1 x (k + 1): the statistic of each coefficient, then of the error variance
  * rtn: the joint statistic (double), or -1 when the scores' cross-products are singular (the output is there all the
- * same) or when memory fails (missing when only the inversion finds none). rtn is untouched when T or k is below 1 or e
- * has fewer than T cells. */
+ * same) or when memory fails (the output is then untouched). rtn is untouched when T or k is below 1 or e has fewer
+ * than T cells. */
 MORV_API void FnInstabilityTest(MorvValue *rtn, MorvValue *args, int count);
 
 /* The jackknife covariance of least squares coefficients (MacKinnon and White 1985).
@@ -314,9 +314,9 @@ MORV_API void FnJackknifeHCSE(MorvValue *rtn, MorvValue *args, int count);
  *   7 output            h x 1: forecast errors
  *   8 output            h x 1: their standard errors in units of the error's, sqrt(1 + d' parCov d)
  * rtn (double): the explained sum of squares of a regression of the forecast errors on the model's derivatives d over
- * the whole sample; 0 when that regression is singular or work memory fails (missing when only the inversion finds
- * none). rtn is untouched for sizes that do not fit together, as for FnRalsFunc, for an h out of range, or when an
- * output cannot be had. */
+ * the whole sample; 0 when that regression is singular, or, with both outputs missing, without work memory. rtn is
+ * untouched for sizes that do not fit together, as for FnRalsFunc, for an h out of range, or when an output cannot be
+ * had. */
 MORV_API void FnRalsForecast(MorvValue *rtn, MorvValue *args, int count);
 
 /* Least squares with autoregressive errors: the objective, for an optimiser.
@@ -351,9 +351,8 @@ MORV_API void FnRalsFunc(MorvValue *rtn, MorvValue *args, int count);
  *  10 optional output  1 x: one-step innovations
  *  11 optional output  1 x: residual sum of squares
  *  12 optional output  1 x: the residual of the step's own observation
- * rtn (integer): 1; 0 when a step's moments are singular (the steps before it stay), without an exogenous regressor, or
- * when memory fails (when only an inversion finds none, the steps that use it are missing). Untouched, with nothing
- * allocated, for arguments outside the limits above. */
+ * rtn (integer): 1; 0 when a step's moments are singular or memory fails (the steps before it stay), or without an
+ * exogenous regressor. Untouched, with nothing allocated, for arguments outside the limits above. */
 MORV_API void FnRivEst(MorvValue *rtn, MorvValue *args, int count);
 
 /* Recursive least squares of n equations with the same k regressors.

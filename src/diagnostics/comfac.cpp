@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "core/central_difference.h"
-#include "core/heap.h"
+#include "core/missing.h"
 #include "linalg/moments.h"
 #include "linalg/symmetric.h"
 
@@ -21,7 +21,7 @@ struct Term {
 
 // The lag polynomials, in the order in which their variables first appear: the dependent variable is polynomial 0.
 struct LagPolynomials {
-  explicit LagPolynomials(int terms) : order(terms), coefficient(terms) {}
+  explicit LagPolynomials(std::int64_t terms) : order(terms), coefficient(terms) {}
 
   bool Allocated() const { return order && coefficient; }
 
@@ -31,57 +31,57 @@ struct LagPolynomials {
   int coefficientCount = 0;
 };
 
-// The terms with the dependent variable at lag 0 first, its other terms next, and then the rest. False when the
+// The terms with the dependent variable at lag 0 first, its other terms next, and then the rest. Incomplete when the
 // dependent variable has no term at lag 0.
-bool ArrangeTerms(const ComfacEquation &equation, Term *terms) {
-  int first = -1, count = 1;
-  const auto at = [&](int i) -> Term {
+Status ArrangeTerms(const ComfacEquation &equation, std::span<Term> terms) {
+  const auto at = [&](std::size_t i) -> Term {
     const int identity = TruncateToInt(equation.identity[i]);
     const bool excluded = identity != equation.dependent && TruncateToInt(equation.exclusion[i]) == 1;
     return {identity, TruncateToInt(equation.lag[i]), excluded};
   };
-  for (int i = 0; i < equation.terms && first < 0; ++i)
-    if (at(i).identity == equation.dependent && at(i).lag == 0) first = i;
-  if (first < 0) return false;
+  const std::size_t count = terms.size();
+  std::size_t first = 0, arranged = 1;
+  while (first < count && (at(first).identity != equation.dependent || at(first).lag != 0)) ++first;
+  if (first == count) return Status::Incomplete;
   terms[0] = at(first);
   for (const bool own : {true, false})
-    for (int i = 0; i < equation.terms; ++i)
-      if (i != first && (at(i).identity == equation.dependent) == own) terms[count++] = at(i);
-  return true;
+    for (std::size_t i = 0; i < count; ++i)
+      if (i != first && (at(i).identity == equation.dependent) == own) terms[arranged++] = at(i);
+  return Status::Ok;
 }
 
 // Adds the polynomial of one variable: each lag from 0 to the largest exactly once, and no other term.
-bool AddPolynomial(const Term *terms, int termCount, int identity, LagPolynomials *polynomials) {
+Status AddPolynomial(std::span<const Term> terms, int identity, LagPolynomials *polynomials) {
   int members = 0, order = 0;
-  for (int i = 0; i < termCount; ++i) {
-    if (terms[i].identity != identity) continue;
+  for (const Term &term : terms) {
+    if (term.identity != identity) continue;
     ++members;
-    order = std::max(order, terms[i].lag);
+    order = std::max(order, term.lag);
   }
-  if (members - 1 != order) return false;
+  if (members - 1 != order) return Status::Incomplete;
   for (int lag = 0; lag <= order; ++lag) {
-    int found = -1;
-    for (int i = 0; i < termCount; ++i)
-      if (terms[i].identity == identity && terms[i].lag == lag && !terms[i].excluded) found = i;
-    if (found < 0) return false;
-    if (found > 0) polynomials->coefficient[polynomials->coefficientCount++] = found - 1;
+    const auto found = std::find_if(terms.begin(), terms.end(), [&](const Term &term) {
+      return term.identity == identity && term.lag == lag && !term.excluded;
+    });
+    if (found == terms.end()) return Status::Incomplete;
+    if (const auto at = static_cast<int>(found - terms.begin()); at > 0)
+      polynomials->coefficient[polynomials->coefficientCount++] = at - 1;
   }
   polynomials->order[polynomials->count++] = order;
-  return true;
+  return Status::Ok;
 }
 
-ComfacStatus ComfacPolynomials(const Term *terms, int termCount, LagPolynomials *polynomials) {
-  for (int i = 0; i < termCount; ++i) {
-    const auto same = [&](const Term &term) { return term.identity == terms[i].identity; };
-    const bool seen = std::any_of(terms, terms + i, same);
-    if (seen || (terms[i].excluded &&
-                 std::all_of(terms, terms + termCount, [&](const Term &term) { return !same(term) || term.excluded; })))
-      continue;
-    if (!AddPolynomial(terms, termCount, terms[i].identity, polynomials)) return ComfacStatus::Incomplete;
+Status ComfacPolynomials(std::span<const Term> terms, LagPolynomials *polynomials) {
+  for (auto term = terms.begin(); term != terms.end(); ++term) {
+    const auto same = [&](const Term &other) { return other.identity == term->identity; };
+    const auto out = [&](const Term &other) { return !same(other) || other.excluded; };
+    if (std::any_of(terms.begin(), term, same) || std::all_of(terms.begin(), terms.end(), out)) continue;
+    const Status added = AddPolynomial(terms, term->identity, polynomials);
+    if (Failed(added)) return added;
   }
   const int *order = polynomials->order.get();
-  if (std::any_of(order, order + polynomials->count, [](int n) { return n == 0; })) return ComfacStatus::OrderZero;
-  return polynomials->count < 2 ? ComfacStatus::TooFew : ComfacStatus::Success;
+  if (std::any_of(order, order + polynomials->count, [](int n) { return n == 0; })) return Status::OrderZero;
+  return polynomials->count < 2 ? Status::TooFew : Status::Ok;
 }
 
 // The elimination: polynomials in ascending order of their orders, one after the other in a flat vector.
@@ -93,12 +93,12 @@ class Elimination {
   int SmallestOrder() const { return order_[0]; }
   int LargestRestrictions() const { return SmallestOrder() * (count_ - 1); }
 
-  // g: the restrictions of r common factors. Returns their number.
+  // g: the restrictions of r common factors, at most LargestRestrictions(). Returns their number.
   int Restrictions(int r, double *g);
 
-  // G (restrictions x coefficients): the derivatives of the restrictions, by central differences. `g` is work space for
-  // two vectors of restrictions. False when the number of restrictions is not `rows` throughout.
-  bool Derivatives(int r, int rows, int coefficients, double *g, RowMatrix derivatives);
+  // G, restrictions x coefficients: the derivatives of the restrictions, by central differences. `work` takes two
+  // vectors of restrictions. NoStatistic when the number of restrictions is not G's throughout.
+  Status Derivatives(int r, double *work, Matrix derivatives);
 
  private:
   void Eliminate(int pivot, int r, double mult, double *g, int *length);
@@ -188,90 +188,100 @@ int Elimination::Restrictions(int r, double *g) {
   return length;
 }
 
-bool Elimination::Derivatives(int r, int rows, int coefficients, double *g, RowMatrix derivatives) {
-  for (int k = 0; k < coefficients; ++k) {
-    double *above = g, *below = g + rows;
+Status Elimination::Derivatives(int r, double *work, Matrix derivatives) {
+  const int restrictions = derivatives.rows;
+  const double *above = work, *below = work + restrictions;
+  for (int k = 0; k < derivatives.columns; ++k) {
     bool complete = true;
     const double width = EvaluateOnBothSides(w_.get() + place_[k], [&](int sign) {
-      complete = Restrictions(r, sign > 0 ? above : below) == rows && complete;
+      complete = Restrictions(r, sign > 0 ? work : work + restrictions) == restrictions && complete;
     });
-    if (!complete) return false;
-    for (int i = 0; i < rows; ++i) derivatives[i][k] = (above[i] - below[i]) / width;
+    if (!complete) return Status::NoStatistic;
+    for (int i = 0; i < restrictions; ++i) derivatives[i][k] = (above[i] - below[i]) / width;
   }
-  return true;
+  return Status::Ok;
 }
 
 // Scales S to a unit diagonal, and g with it: the pivots of its inversion are compared with an absolute bound.
-void ScaleToUnitDiagonal(double *g, RowMatrix s, int n, double *d) {
-  for (int i = 0; i < n; ++i) d[i] = s[i][i] > 0 ? 1 / std::sqrt(s[i][i]) : 1;
-  for (int i = 0; i < n; ++i) {
+// d: S's diagonal, to the power -1/2.
+void ScaleToUnitDiagonal(std::span<double> g, Matrix s, double *d) {
+  for (int i = 0; i < s.rows; ++i) d[i] = s[i][i] > 0 ? 1 / std::sqrt(s[i][i]) : 1;
+  for (int i = 0; i < s.rows; ++i) {
     g[i] *= d[i];
-    for (int j = 0; j < n; ++j) s[i][j] *= d[i] * d[j];
+    for (int j = 0; j < s.rows; ++j) s[i][j] *= d[i] * d[j];
   }
 }
 
-double QuadraticForm(const double *g, RowMatrix s, int n) {
+double QuadraticForm(std::span<const double> g, ConstMatrix s) {
   double sum = 0;
-  for (int i = 0; i < n; ++i) {
+  for (int i = 0; i < s.rows; ++i) {
     double row = 0;
-    for (int j = 0; j < n; ++j) row += s[i][j] * g[j];
+    for (int j = 0; j < s.columns; ++j) row += s[i][j] * g[j];
     sum += g[i] * row;
   }
   return sum;
 }
 
-// g' (c G V G')^-1 g. V is the covariance matrix in the order of G's columns.
-ComfacStatus WaldStatistic(Elimination *elimination, int r, int coefficients, RowMatrix v, double c, double *statistic,
-                           int *restrictions) {
-  const int most = elimination->LargestRestrictions();
-  const OwnedBlock<double> g(std::int64_t{3} * most);
-  const OwnedRows derivatives(most, coefficients), s(most, most);
-  if (!g || !derivatives || !s) return ComfacStatus::NoMemory;
-  double *values = g.get(), *work = values + most;
+struct WaldTest {
+  double statistic = 0;
+  int degrees = 0;
+};
 
-  const int n = *restrictions = elimination->Restrictions(r, values);
-  if (n == 0 || !elimination->Derivatives(r, n, coefficients, work, derivatives.get()))
-    return ComfacStatus::NoStatistic;
-  const Matrix sView = ViewOf(s.get(), n, n);
-  if (Failed(MatSandwich(ViewOf(derivatives.get(), n, coefficients), ViewOf(v, coefficients, coefficients), sView)))
-    return ComfacStatus::NoMemory;
+// W = g' (c G V G')^-1 g for r common factors. v: the covariance matrix in the order of G's columns.
+Status ComfacWald(Elimination *elimination, int r, ConstMatrix v, double c, WaldTest *test) {
+  const int most = elimination->LargestRestrictions();
+  const OwnedBlock<double> blocks(std::int64_t{3} * most);
+  if (!blocks) return Status::NoMemory;
+  double *work = blocks.get() + most;
+  const int n = test->degrees = elimination->Restrictions(r, blocks.get());
+  if (n == 0) return Status::NoStatistic;
+  const std::span<double> g = {blocks.get(), blocks.get() + n};
+
+  const OwnedMatrix derivatives(n, v.rows), s(n, n);
+  if (!derivatives || !s) return Status::NoMemory;
+  if (const Status status = elimination->Derivatives(r, work, derivatives); Failed(status)) return status;
+  if (const Status status = MatSandwich(derivatives, v, s); Failed(status)) return status;
   for (int i = 0; i < n; ++i)
     for (int j = 0; j < n; ++j) s[i][j] *= c;
-  ScaleToUnitDiagonal(values, s.get(), n, work);
-  const Status inverted = MatInvertSpd(sView);
-  if (Failed(inverted)) return inverted == Status::NoMemory ? ComfacStatus::NoMemory : ComfacStatus::NoStatistic;
-  *statistic = QuadraticForm(values, s.get(), n);
-  return *statistic >= 0 ? ComfacStatus::Success : ComfacStatus::NoStatistic;
+  ScaleToUnitDiagonal(g, s, work);
+  const Status inverted = MatInvertSpd(s);
+  if (Failed(inverted)) return inverted == Status::NoMemory ? inverted : Status::NoStatistic;
+  test->statistic = QuadraticForm(g, s);
+  return test->statistic >= 0 ? Status::Ok : Status::NoStatistic;
 }
 
 }  // namespace
 
-ComfacStatus ComfacTest(const ComfacEquation &equation, double *statistics, double *degrees, int *count) {
-  *count = 0;
-  const OwnedBlock<Term> terms(equation.terms);
-  LagPolynomials polynomials(equation.terms);
-  if (!terms || !polynomials.Allocated()) return ComfacStatus::NoMemory;
-  if (!ArrangeTerms(equation, terms.get())) return ComfacStatus::Incomplete;
-  ComfacStatus status = ComfacPolynomials(terms.get(), equation.terms, &polynomials);
-  if (status != ComfacStatus::Success) return status;
+Status ComfacTest(const ComfacEquation &equation, ComfacResult *result) {
+  const std::size_t termCount = equation.identity.size();
+  result->count = 0;
+  result->statistics = OwnedBlock<double>(static_cast<std::int64_t>(termCount));
+  result->degrees = OwnedBlock<double>(static_cast<std::int64_t>(termCount));
+  const OwnedBlock<Term> block(static_cast<std::int64_t>(termCount));
+  LagPolynomials polynomials(static_cast<std::int64_t>(termCount));
+  if (!result->statistics || !result->degrees || !block || !polynomials.Allocated()) return Status::NoMemory;
+  const std::span<Term> terms = {block.get(), termCount};
+  Status status = ArrangeTerms(equation, terms);
+  if (Succeeded(status)) status = ComfacPolynomials(terms, &polynomials);
+  if (Failed(status)) return status;
 
   Elimination elimination(equation, polynomials);
   const int coefficients = polynomials.coefficientCount, *index = polynomials.coefficient.get();
-  const OwnedRows v(coefficients, coefficients);
-  if (!elimination.Allocated() || !v) return ComfacStatus::NoMemory;
+  const OwnedMatrix v(coefficients, coefficients);
+  if (!elimination.Allocated() || !v) return Status::NoMemory;
   for (int i = 0; i < coefficients; ++i)
     for (int j = 0; j < coefficients; ++j) v[i][j] = equation.covariance[index[i]][index[j]];
 
   const int largest = elimination.SmallestOrder();
   for (int r = largest; r >= 1; --r) {
-    int restrictions = 0;
-    status =
-        WaldStatistic(&elimination, r, coefficients, v.get(), equation.scale, statistics + largest - r, &restrictions);
-    if (status != ComfacStatus::Success) return status;
-    degrees[largest - r] = restrictions;
+    WaldTest test;
+    status = ComfacWald(&elimination, r, v, equation.scale, &test);
+    if (Failed(status)) return status;
+    result->statistics[largest - r] = test.statistic;
+    result->degrees[largest - r] = test.degrees;
   }
-  *count = largest;
-  return ComfacStatus::Success;
+  result->count = largest;
+  return Status::Ok;
 }
 
 }  // namespace tessel

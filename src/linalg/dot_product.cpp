@@ -17,24 +17,39 @@ double DotProduct(const double *x, const double *y, int n) {
   }
 }
 
-void DotProducts(ConstMatrix rows, const double *y, double *out) {
-  const int n = rows.columns;
-  for (int first = 0; first < rows.rows; first += kLaneRows, out += kLaneRows) {
-    const int taken = std::min(rows.rows - first, kLaneRows);
-    if (n <= 4 || taken == 1) {
-      for (int r = 0; r < taken; ++r) out[r] = DotProduct(rows[first + r], y, n);
-      continue;
-    }
-    const double *x[kLaneRows];
-    for (int r = 0; r < kLaneRows; ++r) x[r] = rows[first + (r < taken ? r : 0)];
-    if (taken == kLaneRows) {
-      CurrentMicroKernel().dots(x, y, n, out);
-    } else {
-      double all[kLaneRows];
-      CurrentMicroKernel().dots(x, y, n, all);
-      for (int r = 0; r < taken; ++r) out[r] = all[r];
-    }
+namespace {
+
+// Up to eight rows: row r is at(first + r).
+template <class RowAt>
+void DotGroup(RowAt at, int first, int taken, const double *y, int n, double *out) {
+  if (n <= 4 || taken == 1) {
+    for (int r = 0; r < taken; ++r) out[r] = DotProduct(at(first + r), y, n);
+    return;
   }
+  const double *x[kLaneRows];
+  for (int r = 0; r < kLaneRows; ++r) x[r] = at(first + (r < taken ? r : 0));
+  if (taken == kLaneRows) {
+    CurrentMicroKernel().dots(x, y, n, out);
+  } else {
+    double all[kLaneRows];
+    CurrentMicroKernel().dots(x, y, n, all);
+    for (int r = 0; r < taken; ++r) out[r] = all[r];
+  }
+}
+
+}  // namespace
+
+void DotProducts(ConstMatrix rows, const double *y, double *out) {
+  const auto at = [rows](int r) { return rows[r]; };
+  for (int first = 0; first < rows.rows; first += kLaneRows)
+    DotGroup(at, first, std::min(rows.rows - first, kLaneRows), y, rows.columns, out + first);
+}
+
+void DotProducts(std::span<const double *const> rows, const double *y, int n, double *out) {
+  const auto at = [rows](int r) { return rows[static_cast<std::size_t>(r)]; };
+  const int count = static_cast<int>(rows.size());
+  for (int first = 0; first < count; first += kLaneRows)
+    DotGroup(at, first, std::min(count - first, kLaneRows), y, n, out + first);
 }
 
 }  // namespace tessel

@@ -1,43 +1,43 @@
 // Hansen's test of parameter constancy.
 #include "regression/instability.h"
 
-#include <algorithm>
-
 #include "linalg/moments.h"
 #include "linalg/symmetric.h"
-#include "regression/accumulation.h"
+#include "regression/recursive_updates.h"
 
 namespace tessel {
 
-double InstabilityTest(RowMatrix x, const double *e, double rss, int observations, int k, const InstabilityWork &work,
-                       double *statistics) {
-  const int scores = k + 1;
-  const double T = observations;
-  std::fill_n(work.cumScore, scores, 0.0);
-  std::fill_n(statistics, scores, 0.0);
-  MatZero(work.scoreCross, scores, scores);
-  MatZero(work.cumCross, scores, scores);
+Status InstabilityTest(ConstMatrix x, std::span<const double> e, double rss, InstabilityResult *result) {
+  const int k = x.columns, scores = k + 1;
+  const double T = x.rows;
+  const OwnedMatrix scoreCross(scores, scores), cumCross(scores, scores);  // V, and the sum of S S'
+  const OwnedMatrix work(2, scores);
+  result->single = OwnedBlock<double>::Zeroed(scores);
+  if (!scoreCross || !cumCross || !work || !result->single) return Status::NoMemory;
+  const std::span<double> score = work.View().Row(0), cumScore = work.View().Row(1);
+  double *single = result->single.get();
+  FillZero(scoreCross);
+  FillZero(cumCross);
+  FillZero(work);
 
-  for (int t = 0; t < observations; ++t) {
-    for (int i = 0; i < k; ++i) work.score[i] = x[t][i] * e[t];
-    work.score[k] = e[t] * e[t] - rss / T;
+  for (int t = 0; t < x.rows; ++t) {
+    for (int i = 0; i < k; ++i) score[i] = x[t][i] * e[t];
+    score[k] = e[t] * e[t] - rss / T;
     for (int i = 0; i < scores; ++i) {
-      work.cumScore[i] += work.score[i];
-      statistics[i] += work.cumScore[i] * work.cumScore[i];
+      cumScore[i] += score[i];
+      single[i] += cumScore[i] * cumScore[i];
     }
-    AddOuterLower(work.scoreCross, work.score, scores);
-    AddOuterLower(work.cumCross, work.cumScore, scores);
+    AddOuterLower(scoreCross, score);
+    AddOuterLower(cumCross, cumScore);
   }
-  const Matrix scoreCross = ViewOf(work.scoreCross, scores, scores), cumCross = ViewOf(work.cumCross, scores, scores);
   MirrorLower(scoreCross);
   MirrorLower(cumCross);
 
-  for (int i = 0; i < scores; ++i) statistics[i] /= T * work.scoreCross[i][i];
-  // Without memory the inverse is missing, and so is the joint statistic.
-  const Status inverted = MatInvertSpd(scoreCross);
-  if (Failed(inverted) && inverted != Status::NoMemory) return -1.0;
+  for (int i = 0; i < scores; ++i) single[i] /= T * scoreCross[i][i];
+  if (const Status status = MatInvertSpd(scoreCross); Failed(status)) return status;
   MatSymMulBt(cumCross, scoreCross);
-  return MatTrace(cumCross) / T;
+  result->joint = MatTrace(cumCross) / T;
+  return Status::Ok;
 }
 
 }  // namespace tessel

@@ -1,5 +1,5 @@
-// Steps that the estimators of this folder share.
-#include "regression/accumulation.h"
+// Updates over a growing sample.
+#include "regression/recursive_updates.h"
 
 namespace tessel {
 
@@ -8,7 +8,8 @@ namespace {
 // out = s v for s symmetric, v(l) its l-th factor. Four neighbouring sums run side by side down the rows of s: each is
 // in ascending order, and together they keep the processor's adders busy.
 template <class Vector>
-void Times(RowMatrix s, int d, Vector v, double *out) {
+void Times(ConstMatrix s, Vector v, double *out) {
+  const int d = s.rows;
   int i = 0;
   for (; i + 4 <= d; i += 4) {
     double sum[4] = {};
@@ -27,14 +28,15 @@ void Times(RowMatrix s, int d, Vector v, double *out) {
 
 }  // namespace
 
-void SymmetricTimes(RowMatrix s, int d, const double *v, double *out) {
+void SymmetricTimes(ConstMatrix s, std::span<const double> v, std::span<double> out) {
   Times(
-      s, d, [v](int l) { return v[l]; }, out);
+      s, [v](int l) { return v[l]; }, out.data());
 }
 
-double InverseRankOneUpdate(RowMatrix rows, RowMatrix inverse, int d, int column, double *gain) {
+double InverseRankOneUpdate(Matrix inverse, ConstMatrix rows, int column, std::span<double> gain) {
+  const int d = inverse.rows;
   Times(
-      inverse, d, [rows, column](int l) { return rows[l][column]; }, gain);
+      inverse, [rows, column](int l) { return rows[l][column]; }, gain.data());
   double product = 0.0;
   for (int i = 0; i < d; ++i) product += rows[i][column] * gain[i];
   const double q = 1.0 + product;
@@ -48,30 +50,30 @@ double InverseRankOneUpdate(RowMatrix rows, RowMatrix inverse, int d, int column
 }
 
 // Eight observations at a time, whose fits stay in registers.
-void LinearResiduals(const double *y, RowMatrix x, int k, const double *beta, int first, int last, double *out) {
+void LinearResiduals(const double *y, ConstMatrix x, std::span<const double> beta, double *out) {
   constexpr int width = 8;
-  int t = first;
-  for (; t <= last - (width - 1); t += width) {
+  int t = 0;
+  for (; t <= x.columns - width; t += width) {
     double fit[width] = {};
-    for (int i = 0; i < k; ++i)
+    for (int i = 0; i < x.rows; ++i)
       for (int u = 0; u < width; ++u) fit[u] += x[i][t + u] * beta[i];
-    for (int u = 0; u < width; ++u) out[t - first + u] = y[t + u] - fit[u];
+    for (int u = 0; u < width; ++u) out[t + u] = y[t + u] - fit[u];
   }
-  for (; t <= last; ++t) {
+  for (; t < x.columns; ++t) {
     double fit = 0.0;
-    for (int i = 0; i < k; ++i) fit += x[i][t] * beta[i];
-    out[t - first] = y[t] - fit;
+    for (int i = 0; i < x.rows; ++i) fit += x[i][t] * beta[i];
+    out[t] = y[t] - fit;
   }
 }
 
-double SumOfSquares(const double *x, int n) {
+double AscendingSumOfSquares(std::span<const double> x) {
   double sum = 0.0;
-  for (int i = 0; i < n; ++i) sum += x[i] * x[i];
+  for (const double value : x) sum += value * value;
   return sum;
 }
 
-void AddOuterLower(RowMatrix m, const double *v, int n) {
-  for (int i = 0; i < n; ++i)
+void AddOuterLower(Matrix m, std::span<const double> v) {
+  for (int i = 0; i < m.rows; ++i)
     for (int j = 0; j <= i; ++j) m[i][j] += v[i] * v[j];
 }
 
