@@ -79,13 +79,12 @@ constexpr double kVariance = 0.01;
 
 void ComfacTessel(benchmark::State &state) {
   const double identity[] = {1, 1, 1, 2, 2, 2}, lag[] = {0, 1, 2, 0, 1, 2}, exclusion[6] = {};
-  double cells[25] = {}, *rows[5], statistics[6], degrees[6];
-  for (int i = 0; i < 5; ++i) rows[i] = cells + 5 * i, rows[i][i] = kVariance;
-  const ComfacEquation equation = {6, identity, lag, exclusion, kCoefficients, rows, 1.0, 1};
+  double cells[25] = {};
+  for (int i = 0; i < 5; ++i) cells[6 * i] = kVariance;
+  const ComfacEquation equation = {identity, lag, exclusion, kCoefficients, {cells, 5, 5}, 1.0, 1};
   for (auto _ : state) {
-    int count = 0;
-    ComfacTest(equation, statistics, degrees, &count);
-    benchmark::DoNotOptimize(statistics);
+    ComfacResult result;
+    benchmark::DoNotOptimize(ComfacTest(equation, &result));
   }
 }
 
@@ -129,6 +128,7 @@ void ComfacPlain(benchmark::State &state) {
 // Row 0 of each model is y, row 1 the constant, rows 2 to 4 its own regressors.
 struct Models {
   explicit Models(int observations) : T(observations), cells(static_cast<std::size_t>(8 * T)) {
+    first = second = std::vector<double>(static_cast<std::size_t>(5 * T));
     std::mt19937_64 generator(1);
     std::normal_distribution<double> normal;
     for (int i = 0; i < 8; ++i) {
@@ -138,21 +138,21 @@ struct Models {
     for (int t = 0; t < T; ++t)
       for (int i = 1; i < 8; ++i) rows[0][t] += rows[i][t];
     for (int i = 0; i < 5; ++i) {
-      first[i] = rows[i];
-      second[i] = rows[i < 2 ? i : i + 3];
+      std::copy_n(rows[i], T, first.data() + i * T);
+      std::copy_n(rows[i < 2 ? i : i + 3], T, second.data() + i * T);
     }
   }
   int T;
-  std::vector<double> cells;
-  double *rows[8], *first[5], *second[5];
+  std::vector<double> cells, first, second;
+  double *rows[8];
 };
 
 void EncompassingTessel(benchmark::State &state, int T) {
   Models m(T);
-  const IvModel first = {m.first, 1, 4, 0}, second = {m.second, 1, 4, 0};
+  const IvModel first = {{m.first.data(), 5, T}, 1, 4, 0}, second = {{m.second.data(), 5, T}, 1, 4, 0};
   for (auto _ : state) {
     EncompassingResult result;
-    Encompassing(first, second, T, &result);
+    benchmark::DoNotOptimize(Encompassing(first, second, &result));
     benchmark::DoNotOptimize(result.statistics);
   }
 }

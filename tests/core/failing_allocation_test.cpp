@@ -20,13 +20,12 @@ bool Empty(double cell) { return std::isnan(cell) || cell == 0; }
 // Whether a result says that memory failed: as it was on entry, a text or an empty matrix; 0, a missing value or a
 // matrix of them; or the status of its export.
 bool Tells(const std::string &name, const morv::Value &result) {
-  const std::map<std::string, std::vector<double>> statuses = {
-      {"FnComfac", {-1}}, {"FnEncompassing", {5}}, {"FnFracSigma", {6, 10}}, {"FnInstabilityTest", {-1}}};
+  const std::map<std::string, double> statuses = {
+      {"FnComfac", -1}, {"FnEncompassing", 5}, {"FnFracSigma", 10}, {"FnInstabilityTest", -1}};
   if (result.Tag() == MORV_INTEGER && result.AsInteger() == std::numeric_limits<int>::min()) return true;
   const std::vector<double> cells = CellsOf(result);
   const auto own = statuses.find(name);
-  if (own != statuses.end() && std::ranges::count(own->second, cells.at(0)) != 0) return true;
-  return own != statuses.end() ? std::isnan(cells.at(0)) : std::ranges::all_of(cells, Empty);
+  return own != statuses.end() ? cells.at(0) == own->second : std::ranges::all_of(cells, Empty);
 }
 
 // An output under a sound result: the full one, or nothing, or cells of which those that were reached are right.
