@@ -15,7 +15,7 @@ import statsmodels
 import statsmodels.api as sm
 from mpmath import mpc, mpf
 
-from limdep_cases import Cases, gradient
+from reference_cases import Cases, gradient
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 cases = Cases(ROOT / "tests" / "data" / "diagnostics_reference.txt",

@@ -15,7 +15,7 @@ import statsmodels
 from mpmath import mpf
 from statsmodels.tsa.api import VAR
 
-from limdep_cases import Cases
+from reference_cases import Cases
 
 mpmath.mp.dps = 50
 STEP = mpf(10) ** -20

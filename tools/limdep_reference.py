@@ -16,7 +16,7 @@ import statsmodels
 import statsmodels.api as sm
 from mpmath import mpf
 
-from limdep_cases import Cases, gradient, hessian, outer
+from reference_cases import Cases, gradient, hessian, outer
 
 mpmath.mp.dps = 60
 DATA = pathlib.Path(__file__).resolve().parent.parent / "tests" / "data"

@@ -7,7 +7,7 @@ usage: tools/regression_references.py
 Needs python3-statsmodels, python3-mpmath, r-base-core and r-cran-strucchange. The data are growth rates of US quarterly
 series (100 times the logarithm's difference, rounded to 4 decimals; observation 0 is 1959(3), the first with a lag): c
 consumption, i income, v investment, r the bill rate, their lags c1, i1, v1, r1, a constant and seasonal dummies. `e`
-holds the least squares residuals of c on one, i, c1. The form of the text is told in tests/regression/cases.h.
+holds the least squares residuals of c on one, i, c1.
 """
 
 import csv
@@ -23,6 +23,8 @@ import statsmodels.api as sm
 from statsmodels.sandbox.regression.gmm import IV2SLS
 from statsmodels.stats.diagnostic import breaks_hansen
 from statsmodels.stats.sandwich_covariance import S_hac_simple
+
+from reference_cases import Cases
 
 FOLDER = pathlib.Path(__file__).resolve().parent.parent / "tests" / "data"
 LAST = 200
@@ -68,23 +70,23 @@ def text(value):
 class Case:
     """One call and the values expected of it."""
 
-    def __init__(self, out, name, bound, *args):
-        self.out = out
-        print("call", name, f"{bound:g}", *args, file=out)
+    def __init__(self, out, name, bound, *lines):
+        """lines: arguments as they stand in the file."""
+        self.out, self.bound = out, f"{bound:g}"
+        out.lines.append("case " + name)
+        out.lines += ["  " + line for line in lines]
 
     def value(self, target, row, column, value, floor=0):
-        print("=", target, row, column, text(value), *([mp.nstr(floor, 3)] if floor else []), file=self.out)
-
-    def size(self, target, rows, columns):
-        print("size", target, rows, columns, file=self.out)
+        self.out.cell(target, self.bound, row, column, text(value), mp.nstr(floor, 3) if floor else None)
 
 
-def columns(names, first=0, last=LAST, kind="c"):
-    return f"{kind}:{first}-{last}:{','.join(names)}"
+def columns(names, last=None, word="csv", file="regression_data.csv"):
+    part = [] if last is None else [f"0-{last}"]
+    return " ".join([word, file, *part, *("1" if name == "one" else name for name in names)])
 
 
 def literal(rows):
-    return f"m:{len(rows)}x{len(rows[0])}:" + ",".join(text(v) for row in rows for v in row)
+    return f"m {len(rows)} {len(rows[0])} " + " ".join(text(v) for row in rows for v in row)
 
 
 def cross(a, b, first, last):
@@ -116,9 +118,10 @@ def steps(first, exact):
                   if first <= t <= LAST)
 
 
-def rls(out, data, y, x, t1, exactAt, bound):
-    case = Case(out, "FnRlsEst", bound, columns(y), columns(x), f"i:{t1}", f"i:{LAST}", f"i:{exactAt}", *"ooooooo")
-    case.value("rtn", 0, 0, 1)
+def rls(out, data, y, x, t1, exactAt, bound, **source):
+    case = Case(out, "FnRlsEst", bound, columns(y, **source), columns(x, **source),
+                f"i {t1} i {LAST} i {exactAt} o o o o o o o")
+    case.value(-1, 0, 0, 1)
     k, n, size = len(x), len(y), LAST - t1 + 1
     Y, X = [data[v] for v in y], [data[v] for v in x]
     exact = {t for t in range(t1 + k, LAST + 1, 50)} | {exactAt}
@@ -146,9 +149,9 @@ def rls(out, data, y, x, t1, exactAt, bound):
 def riv(out, data, y, endogenous, exogenous, instruments, t1, nInit):
     names = [y] + endogenous + exogenous + instruments
     k = len(endogenous + exogenous)
-    case = Case(out, "FnRivEst", 1e-11, columns(names, kind="t"), f"i:{len(endogenous) + 1}", f"i:{k}",
-                f"i:{len(instruments)}", f"i:{t1}", f"i:{LAST}", f"i:{nInit}", *"oooooo")
-    case.value("rtn", 0, 0, 1)
+    case = Case(out, "FnRivEst", 1e-11, columns(names, word="rows"),
+                f"i {len(endogenous) + 1} i {k} i {len(instruments)} i {t1} i {LAST} i {nInit} o o o o o o")
+    case.value(-1, 0, 0, 1)
     X, W = [data[v] for v in endogenous + exogenous], [data[v] for v in exogenous + instruments]
     first = t1 + nInit - 1
     for target, missing in ((7, first - 1), (8, first - 1), (9, first), (10, first), (11, first - 1), (12, first - 1)):
@@ -168,7 +171,7 @@ def riv(out, data, y, endogenous, exogenous, instruments, t1, nInit):
 
 def collinear(out, data):
     """Twice the same regressor: always exact, and the second is dropped."""
-    case = Case(out, "FnRlsEst", 1e-12, columns(["c"]), columns(["i", "i"]), "i:0", "i:70", "i:-1", *"ooo----")
+    case = Case(out, "FnRlsEst", 1e-12, columns(["c"]), columns(["i", "i"]), "i 0 i 70 i -1 o o o x x x x")
     for t in (2, 3, 10, 53, 70):
         before, fit = (Fit([data["c"]], [data["i"]], [data["i"]], 0, last) for last in (t - 1, t))
         for row, column, value in ((5, 0, fit.beta[0]), (5, 1, 0), (6, 0, fit.inverse[0]), (6, 1, mp.nan)):
@@ -182,8 +185,8 @@ def longley(out, data):
     certified = [-3482258.63459582, 15.0618722713733, -0.0358191792925910, -2.02022980381683, -1.03322686717359,
                  -0.0511041056535807, 1829.15146461355]
     fit = Fit([data["TOTEMP"]], [data[v][:16] for v in names], [data[v][:16] for v in names], 0, 15)
-    case = Case(out, "FnRlsEst", 2e-4, columns(["TOTEMP"], last=15), columns(names, last=15), "i:0", "i:15", "i:-1",
-                *"ooooooo")
+    case = Case(out, "FnRlsEst", 2e-4, columns(["TOTEMP"], file="longley.csv"), columns(names, file="longley.csv"),
+                "i 0 i 15 i -1 o o o o o o o")
     for i, value in enumerate(certified):
         assert abs(fit.beta[i] / value - 1) < 1e-14
         case.value(5, i, 15, value)
@@ -204,9 +207,9 @@ def rals(out, data, lagFirst, lagLast, horizon):
     # Innovations are linear in each parameter: differences give their derivatives exactly.
     moved = [errors(theta[:p] + [theta[p] + 1] + theta[p + 1:]) for p in range(size)]
     d = [[a - b for a, b in zip(e, other)] for other in moved]
-    arguments = [literal([theta]), columns(["c"]), columns(["one", "i", "c1"]), f"i:{lagFirst}", f"i:{lagLast}"]
-    case = Case(out, "FnRalsFunc", 1e-11, *arguments, *"ooo")
-    case.value("rtn", 0, 0, mp.fdot(e[lagLast:], e[lagLast:]))
+    arguments = [literal([theta]), columns(["c"]), columns(["one", "i", "c1"])]
+    case = Case(out, "FnRalsFunc", 1e-11, *arguments, f"i {lagFirst} i {lagLast} o o o")
+    case.value(-1, 0, 0, mp.fdot(e[lagLast:], e[lagLast:]))
     for t in range(0, LAST + 1, 40):
         case.value(5, t, 0, e[t], 0.1)
     for p in range(size):
@@ -216,13 +219,13 @@ def rals(out, data, lagFirst, lagLast, horizon):
 
     D = cross(d, d, lagLast, LAST)**-1
     covariance = [[round(float(D[p, q]), 6) + (p == q) for q in range(size)] for p in range(size)]
-    case = Case(out, "FnRalsForecast", 1e-11, *arguments, f"i:{horizon}", literal(covariance), *"oo")
+    case = Case(out, "FnRalsForecast", 1e-11, *arguments, f"i {lagFirst} i {lagLast} i {horizon}", literal(covariance), "o o")
     for t in range(LAST + 1 - horizon, LAST + 1):
         v = mp.matrix([series[t] for series in d])
         case.value(7, t - LAST - 1 + horizon, 0, e[t], 0.1)
         case.value(8, t - LAST - 1 + horizon, 0, mp.sqrt(1 + (v.T * mp.matrix(covariance) * v)[0]))
     g = cross(d, [e], LAST + 1 - horizon, LAST)
-    case.value("rtn", 0, 0, (g.T * D * g)[0])
+    case.value(-1, 0, 0, (g.T * D * g)[0])
 
 
 def jackknife(out, data):
@@ -241,19 +244,19 @@ def jackknife(out, data):
     case = Case(out, "FnJackknifeHCSE", 1e-11, columns(names), columns(["e"]), literal(inverse))
     for i in range(3):
         for j in range(3):
-            case.value("rtn", i, j, covariance[i, j], 1e-6)
+            case.value(-1, i, j, covariance[i, j], 1e-6)
 
 
 def autocovariances(out, data, first, second, hac):
     """The direct double sum, moments ordered with the second factor running fastest."""
     g = [[a * b for a, b in zip(data[p], data[q])] for p in first for q in second]
     lags = 4 if hac else 0  # 4 (201 / 100)^(2/9) = 4.67
-    case = Case(out, "FnGLScovariance", 1e-12, columns(first), columns(second), f"i:{hac}")
+    case = Case(out, "FnGLScovariance", 1e-12, columns(first), columns(second), f"i {hac}")
     for p, u in enumerate(g):
         for q, v in enumerate(g):
             total = mp.fsum((1 - mp.mpf(abs(t - s)) / (lags + 1)) * u[t] * v[s] for t in range(LAST + 1)
                             for s in range(max(t - lags, 0), min(t + lags, LAST) + 1))
-            case.value("rtn", p, q, total, 1)
+            case.value(-1, p, q, total, 1)
 
 
 def packages(out, data):
@@ -269,27 +272,27 @@ def packages(out, data):
     version, recursive, statistics = (line.split() for line in reply.splitlines())
     ols, results = sm.OLS(y, x).fit(), sm.RecursiveLS(y, x).fit()
 
-    print("#", *version, "(recresid), statsmodels", statsmodels.__version__, "(RecursiveLS)", file=out)
-    case = Case(out, "FnRlsEst", 1e-10, columns(["c"]), columns(["one", "i", "c1"]), "i:0", f"i:{LAST}", "i:-1",
-                *"o-o----")
+    version = " ".join(version)
+    out.comment(f"{version} (recresid), statsmodels {statsmodels.__version__} (RecursiveLS)")
+    case = Case(out, "FnRlsEst", 1e-10, columns(["c"]), columns(["one", "i", "c1"]), f"i 0 i {LAST} i -1 o x o x x x x")
     for t in range(5, LAST, 9):  # rank-one steps: their scale is the one of the packages
         case.value(7, 0, t, mp.mpf(recursive[t - 3]))
         for i in range(3):
             case.value(5, i, t, results.recursive_coefficients.filtered[i, t], 0.01)
-    print("#", *version, "(gefp, meanL2BB), statsmodels", statsmodels.__version__, "(breaks_hansen)", file=out)
-    case = Case(out, "FnInstabilityTest", 1e-10, columns(["one", "i", "c1"]), columns(["e"]), f"d:{ols.ssr!r}", "o")
-    case.value("rtn", 0, 0, breaks_hansen(ols)[0])
+    out.comment(f"{version} (gefp, meanL2BB), statsmodels {statsmodels.__version__} (breaks_hansen)")
+    case = Case(out, "FnInstabilityTest", 1e-10, columns(["one", "i", "c1"]), columns(["e"]), f"d {ols.ssr!r} o")
+    case.value(-1, 0, 0, breaks_hansen(ols)[0])
     for i, value in enumerate(statistics):
         case.value(3, 0, i, mp.mpf(value))
-    print("# statsmodels", statsmodels.__version__, "(IV2SLS, S_hac_simple)", file=out)
+    out.comment(f"statsmodels {statsmodels.__version__} (IV2SLS, S_hac_simple)")
     stages = IV2SLS(y, x, np.column_stack([x[:, [0, 2]], [float(v) for v in data["i1"]]])).fit()
-    case = Case(out, "FnRivEst", 1e-10, columns(["c", "i", "one", "c1", "i1"], kind="t"), "i:2", "i:3", "i:1", "i:0",
-                f"i:{LAST}", "i:20", *"o-----")
+    case = Case(out, "FnRivEst", 1e-10, columns(["c", "i", "one", "c1", "i1"], word="rows"),
+                f"i 2 i 3 i 1 i 0 i {LAST} i 20 o x x x x x")
     for i, value in enumerate(stages.params):
         case.value(7, (1, 0, 2)[i], LAST, value)
-    case = Case(out, "FnGLScovariance", 1e-10, columns(["one", "i", "c1"]), columns(["e"]), "i:1")
+    case = Case(out, "FnGLScovariance", 1e-10, columns(["one", "i", "c1"]), columns(["e"]), "i 1")
     for (i, j), value in np.ndenumerate(S_hac_simple(x * ols.resid[:, None], nlags=4)):
-        case.value("rtn", i, j, value)
+        case.value(-1, i, j, value)
 
 
 def main():
@@ -306,22 +309,24 @@ def main():
         out.writerow(series)
         out.writerows(zip(*series.values()))
 
-    with open(FOLDER / "regression_references.txt", "w") as out:
-        print(f"# Written by tools/regression_references.py; mpmath {mp.__version__}, 40 digits, where not told.", file=out)
-        rls(out, data, ["c", "i"], ["one", "c1", "i1", "r1", "s0", "s1", "s2"], 0, 77, 1e-12)
-        rls(out, data, ["c"], ["one", "i", "c1"], 3, -1, 1e-12)
-        rls(out, data, ["realcons"], ["one", "realdpi"], 0, 9, 3e-9)  # (X'X)^-1 X'y squares the condition number
-        collinear(out, data)
-        longley(out, data)
-        riv(out, data, "c", ["i"], ["one", "c1"], ["i1", "r1", "v1"], 0, 12)
-        riv(out, data, "c", ["i"], ["one", "c1"], ["i1"], 5, 30)
-        riv(out, data, "c", [], ["one", "i", "c1"], ["r1"], 0, 10)
-        for lagFirst, lagLast in ((1, 0), (1, 2), (4, 4), (2, 5)):
-            rals(out, data, lagFirst, lagLast, 5)
-        jackknife(out, data)
-        autocovariances(out, data, ["one", "i"], ["e", "v"], 0)
-        autocovariances(out, data, ["one", "i"], ["e", "v"], 1)
-        packages(out, data)
+    out = Cases(FOLDER / "regression_references.txt",
+                f"Written by tools/regression_references.py; mpmath {mp.__version__}, 40 digits, where not told.")
+    rls(out, data, ["c", "i"], ["one", "c1", "i1", "r1", "s0", "s1", "s2"], 0, 77, 1e-12)
+    rls(out, data, ["c"], ["one", "i", "c1"], 3, -1, 1e-12)
+    # (X'X)^-1 X'y squares the condition number.
+    rls(out, data, ["realcons"], ["one", "realdpi"], 0, 9, 3e-9, last=LAST, file="us_macro.csv")
+    collinear(out, data)
+    longley(out, data)
+    riv(out, data, "c", ["i"], ["one", "c1"], ["i1", "r1", "v1"], 0, 12)
+    riv(out, data, "c", ["i"], ["one", "c1"], ["i1"], 5, 30)
+    riv(out, data, "c", [], ["one", "i", "c1"], ["r1"], 0, 10)
+    for lagFirst, lagLast in ((1, 0), (1, 2), (4, 4), (2, 5)):
+        rals(out, data, lagFirst, lagLast, 5)
+    jackknife(out, data)
+    autocovariances(out, data, ["one", "i"], ["e", "v"], 0)
+    autocovariances(out, data, ["one", "i"], ["e", "v"], 1)
+    packages(out, data)
+    out.write()
 
 
 main()

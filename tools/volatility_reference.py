@@ -16,7 +16,7 @@ import statsmodels.api as sm
 from mpmath import mpf
 from scipy.stats import norm
 
-from limdep_cases import Cases
+from reference_cases import Cases
 
 mpmath.mp.dps = 50
 ROOT = pathlib.Path(__file__).resolve().parent.parent

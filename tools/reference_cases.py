@@ -1,12 +1,17 @@
 """Writes reference cases: calls of exports with the values that they must give.
 
-A file holds lines of words:
-  case EXPORT NAME           begins a case; its arguments follow in order
-  i N | d X | o              an integer, a double, an output
-  m ROWS COLUMNS X...        a matrix
-  csv FILE COLUMN...         columns of a file in tests/data as a matrix; "1" is a column of ones
-  value P TOLERANCE R C X... what output P (-1: the result) must hold, each cell within TOLERANCE max(1, |X|)
-  sums P TOLERANCE X...      what the sums over each row of output P must be, its cells times 1, 2, 3, ...
+A file holds lines of words; those that begin with # are comments:
+  case EXPORT [NAME]          begins a case; its arguments follow in order, one or more to a line
+    i N | d X | o | x         an integer, a double, an output, an output that is declined
+    m ROWS COLUMNS X...       a matrix
+    csv FILE [A-B] COLUMN...  columns of a file in tests/data, or their observations A to B, as the columns of a matrix;
+                              "1" is a column of ones. Ends its line, as the next one does
+    rows FILE [A-B] COLUMN... the same as the rows of a matrix
+  value P TOLERANCE R C X...  output P (-1: the result) is R x C, each cell X within TOLERANCE max(1, |X|); nan is missing
+  sums P TOLERANCE X...       the sums over each row of output P, its cells times 1, 2, 3, ...
+  cell P TOLERANCE I J X [Y]  cell (I, J) of output P is X within TOLERANCE max(|X|, Y), Y being 0 if not given
+  size P R C                  output P is R x C
+  unfit I ARGUMENT            with this as argument I nothing is computed, and no output is written
 """
 
 import mpmath
@@ -18,11 +23,14 @@ class Cases:
         self.path = path
 
     def case(self, export, name, *arguments):
-        """Arguments: ints, floats, None for an output, ("csv", file, columns...), or rows of numbers."""
+        """Arguments: ints, floats, None for an output, ("csv", file, columns...), a line of arguments as it stands in
+        the file, or rows of numbers."""
         self.lines.append(f"case {export} {name}")
         for argument in arguments:
             if argument is None:
                 self.lines.append("o")
+            elif isinstance(argument, str):
+                self.lines.append(argument)
             elif isinstance(argument, int):
                 self.lines.append(f"i {argument}")
             elif isinstance(argument, float):
@@ -32,6 +40,9 @@ class Cases:
             else:
                 self.lines.append("m " + matrix(argument))
 
+    def comment(self, text):
+        self.lines.append("# " + text)
+
     def value(self, position, tolerance, rows):
         if not hasattr(rows, "__len__"):
             rows = [[rows]]
@@ -40,6 +51,10 @@ class Cases:
     def sums(self, position, tolerance, rows):
         values = [sum((j + 1) * x for j, x in enumerate(row)) for row in rows]
         self.lines.append(f"sums {position} {tolerance} " + " ".join(number(x) for x in values))
+
+    def cell(self, position, tolerance, i, j, value, floor=None):
+        """The value and the floor as they are to stand in the file."""
+        self.lines.append(" ".join(str(w) for w in ["cell", position, tolerance, i, j, value, floor] if w is not None))
 
     def write(self):
         self.path.write_text("\n".join(self.lines) + "\n")
