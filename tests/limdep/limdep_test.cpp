@@ -27,9 +27,7 @@ std::vector<Argument> Count(Argument theta, Argument y, Argument x, int model, i
 }
 
 // Real data: estimates and information matrices of statsmodels. Small cases: 60-digit differences of the likelihood.
-TEST(Limdep, ReferenceCases) {
-  ExpectReferenceCases("limdep_reference.txt");
-}
+TEST(Limdep, ReferenceCases) { ExpectReferenceCases("limdep_reference.txt"); }
 
 // Nothing is allocated, and the result is missing or, for the functions that return matrices, untouched.
 TEST(Limdep, UnusableArgumentsEndTheCallAtOnce) {
