@@ -19,7 +19,7 @@ static void SilenceMessages() {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
   SilenceMessages();
-  for (const DrawnCall &call : DrawCalls({data, size})) {
+  for (const ExportCall &call : DrawCalls({data, size})) {
     const std::string fault = FaultOf(call, FunctionOf(call.name));
     if (!fault.empty()) {
       std::fprintf(stderr, "%s: %s\n", call.name.c_str(), fault.c_str());

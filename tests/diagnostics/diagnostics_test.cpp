@@ -74,7 +74,8 @@ TEST(Comfac, Statuses) {
     EXPECT_EQ(run.At(-1)[0], c.status) << c.name;
     for (const std::size_t output : {7U, 8U}) {
       ASSERT_TRUE(run.Wrote(output)) << c.name;
-      EXPECT_TRUE(run.outputs[output].AsMatrix().rows == 1 && run.outputs[output].AsMatrix().columns == 0) << c.name;
+      EXPECT_EQ(run.outputs[output].AsMatrix().rows, 1) << c.name;
+      EXPECT_EQ(run.outputs[output].AsMatrix().columns, 0) << c.name;
     }
   }
 }
@@ -89,7 +90,8 @@ TEST(Comfac, GivesUpQuietly) {
     std::vector<Argument> arguments = sound;
     arguments[position] = argument;
     const CaseRun run = Call("FnComfac", arguments);
-    EXPECT_TRUE(run.At(-1)[0] == -1 && run.WroteNothing()) << position;
+    EXPECT_EQ(run.At(-1)[0], -1) << position;
+    EXPECT_TRUE(run.WroteNothing()) << position;
   }
 }
 
@@ -164,7 +166,9 @@ TEST(Encompassing, GivesUpQuietly) {
     std::vector<Argument> arguments = Models();
     arguments[position] = argument;
     const CaseRun run = Call("FnEncompassing", arguments);
-    EXPECT_TRUE(run.At(-1)[0] == -1 && run.WroteNothing() && Untouched(run, 10)) << position;
+    EXPECT_EQ(run.At(-1)[0], -1) << position;
+    EXPECT_TRUE(run.WroteNothing()) << position;
+    EXPECT_TRUE(Untouched(run, 10)) << position;
   }
 }
 
@@ -204,11 +208,14 @@ TEST(FracSigma, Statuses) {
 
 TEST(FracSigma, UnusableSizes) {
   const CaseRun none = Call("FnFracSigma", Process({0.3}, 0, 0, 0));
-  EXPECT_TRUE(none.outcome.result.AsInteger() == 10 && none.Wrote(5) && none.At(5).empty());
+  EXPECT_EQ(none.outcome.result.AsInteger(), 10);
+  ASSERT_TRUE(none.Wrote(5));
+  EXPECT_TRUE(none.At(5).empty());
   for (const auto &arguments : {Process({0.3}, 0, 0, -1), Process({0.3}, -1, 0, 2), Process({0.3, 1}, 2, -1, 2),
                                 Process({0.3}, 0, -2147483647 - 1, 2)}) {
     const CaseRun run = Call("FnFracSigma", arguments);
-    EXPECT_TRUE(run.outcome.result.AsInteger() == 10 && run.WroteNothing());
+    EXPECT_EQ(run.outcome.result.AsInteger(), 10);
+    EXPECT_TRUE(run.WroteNothing());
   }
   std::vector<Argument> column = Process({0.3, 0.5}, 1, 0, 2);
   std::swap(column[0].matrix.rows, column[0].matrix.columns);

@@ -107,7 +107,10 @@ TEST(AlgebraColumns, ExtremeSmoothingParameters) {
                            "smooth_np(w, MISSING, e)", "smooth_sp(w, MISSING, e)", "smooth_hp(w, MISSING, e)"})
     ExpectSeries(Evaluate(code), untouched, code);
   for (const char *code : {"smooth_np(w, 1.0e300, e)", "smooth_sp(w, 1.0e300, e)", "smooth_np(w, 1000, e)"})
-    for (const double v : Evaluate(code)) EXPECT_TRUE(v > 2 && v < 10) << code;
+    for (const double v : Evaluate(code)) {
+      EXPECT_GT(v, 2) << code;
+      EXPECT_LT(v, 10) << code;
+    }
 }
 
 TEST(AlgebraColumns, FaultsWriteNothing) {

@@ -37,7 +37,7 @@ void ExpectWithLittleMemory(std::string (*body)()) {
 TEST(AnyCalls, StayInsideTheirMemoryAndGiveTheSameBitsAgain) {
   ExpectWithLittleMemory([]() -> std::string {
     for (unsigned seed = 1; seed <= 800; ++seed)
-      for (const DrawnCall &call : DrawCalls(RandomBytes(seed, 400))) {
+      for (const ExportCall &call : DrawCalls(RandomBytes(seed, 400))) {
         try {
           const std::string fault = FaultOf(call, TesselLibrary().Find(call.name));
           if (!fault.empty()) return call.name + " of seed " + std::to_string(seed) + ": " + fault;

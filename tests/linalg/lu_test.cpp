@@ -80,7 +80,8 @@ TEST(LuFactor, SameBitsAsOneInnerProductPerElement) {
         const TestMatrix lu = Random(n, n);
         std::vector<int> piv(pivots.size());
         EXPECT_EQ(LuFactor(lu, piv, mirror), Status::Ok);
-        EXPECT_TRUE(piv == pivots && lu.cells == expected.cells) << name << n;
+        EXPECT_EQ(piv, pivots) << name << n;
+        EXPECT_EQ(lu.cells, expected.cells) << name << n;
       }
       return expected.cells;
     });
@@ -116,7 +117,7 @@ TEST(TriangularSolve, EachFormAndSize) {
   // A diagonal cell of 0 gives 0, in either triangle.
   const TestMatrix zero = {{2, 0, 0}, {1, 0, 0}, {1, 5, 4}}, b = {{4}, {9}, {8}};
   TriangularSolve(zero, zero, b, true, false);
-  EXPECT_TRUE(b[0][0] == 1 && b[1][0] == 0 && b[2][0] == 0.375);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(b[i][0], (std::vector<double>{1, 0, 0.375})[static_cast<std::size_t>(i)]) << i;
 }
 
 // Without memory for its copy or its sums the inverse fails; without memory for block products it does not.

@@ -91,7 +91,9 @@ TEST(Sort, HostileOrdersOfAMillionCells) {
     std::sort(expected.begin(), expected.end());
     EXPECT_EQ(SortWithCompanion(alone), n);
     EXPECT_EQ(SortWithCompanion(key, companion), n);
-    EXPECT_TRUE(alone == expected && key == expected && companion == expected) << column[1];
+    EXPECT_TRUE(alone == expected) << column[1];
+    EXPECT_TRUE(key == expected) << column[1];
+    EXPECT_TRUE(companion == expected) << column[1];
   }
 }
 

@@ -37,6 +37,21 @@ inline Argument Texts(std::vector<std::string> texts) { return {'a', -1, 0, {}, 
 inline Argument Out() { return {'o', 0, 0, {}}; }
 inline Argument Declined() { return {'x', 0, 0, {}}; }
 
+struct ExportCall {
+  std::string name;
+  std::vector<Argument> arguments;
+
+  // The same with other arguments, which are named as the table names them.
+  ExportCall With(std::initializer_list<std::pair<std::string_view, Argument>> changes) const {
+    ExportCall changed = *this;
+    const auto table = tessel::FindExport(name)->Arguments();
+    for (const auto &[argument, value] : changes)
+      changed.arguments.at(static_cast<std::size_t>(std::ranges::find(table, argument, &tessel::ExportArgument::name) -
+                                                    table.begin())) = value;
+    return changed;
+  }
+};
+
 // What a call left behind: its outcome and the outputs, each an integer of value -77 where nothing was written. The
 // matrices are copies, so that a call may change them, with memory of their very size.
 struct CaseRun {

@@ -52,3 +52,5 @@ inline MorvFunction FunctionOf(std::string_view name) {
 inline CaseRun Call(const std::string &name, const std::vector<Argument> &arguments) {
   return {arguments, name, FunctionOf(name)};
 }
+
+inline CaseRun Call(const ExportCall &call) { return Call(call.name, call.arguments); }

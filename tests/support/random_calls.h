@@ -261,15 +261,10 @@ inline void Disturb(std::vector<Argument> &call, Draw &d) {
   }
 }
 
-struct DrawnCall {
-  std::string name;
-  std::vector<Argument> arguments;
-};
-
 // A sequence of calls, most often over an open workspace and closed at the end.
-inline std::vector<DrawnCall> DrawCalls(std::span<const std::uint8_t> text) {
+inline std::vector<ExportCall> DrawCalls(std::span<const std::uint8_t> text) {
   Bytes bytes(text);
-  std::vector<DrawnCall> calls;
+  std::vector<ExportCall> calls;
   const auto add = [&](const std::string &name, int disturbances) {
     Draw draw{bytes};
     calls.push_back({name, SoundCall(name, draw)});
@@ -290,7 +285,7 @@ inline std::vector<DrawnCall> DrawCalls(std::span<const std::uint8_t> text) {
 
 // Runs a call twice. Whatever the arguments, matrices that it was given are as they were (but that of the one argument
 // that is documented to change), and all exports without a state give the same bits again. What is wrong, or nothing.
-inline std::string FaultOf(const DrawnCall &call, MorvFunction function) {
+inline std::string FaultOf(const ExportCall &call, MorvFunction function) {
   const CaseRun first(call.arguments, call.name, function);
   for (std::size_t i = 0; i < call.arguments.size(); ++i)
     if (!SameBits(first.arguments[i].matrix.values, call.arguments[i].matrix.values) && call.name != "FnLogitJD")

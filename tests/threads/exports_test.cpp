@@ -19,8 +19,8 @@ namespace {
 constexpr int kThreads = 8;
 
 // A sound call of each export that has no state: the workspace's own are left out, and forecasts have no identities.
-std::vector<DrawnCall> StatelessCalls(unsigned seed) {
-  std::vector<DrawnCall> calls;
+std::vector<ExportCall> StatelessCalls(unsigned seed) {
+  std::vector<ExportCall> calls;
   const std::vector<std::uint8_t> text = RandomBytes(seed, 2000);
   Bytes bytes(text);
   for (const SoundWords &sound : kSoundCalls) {
@@ -34,11 +34,11 @@ std::vector<DrawnCall> StatelessCalls(unsigned seed) {
 }
 
 // The same call with an early allocation failing, which is the calling thread's own affair.
-void CallWithoutMemory(const DrawnCall &call, int n) {
+void CallWithoutMemory(const ExportCall &call, int n) {
   try {
     tessel::HeapFailAt(n);
     morv::FailAllocationAt(n);
-    const CaseRun run = Call(call.name, call.arguments);
+    const CaseRun run = Call(call);
   } catch (const std::bad_alloc &) {  // in building the arguments
   }
   tessel::HeapFailAt(0);
@@ -46,12 +46,12 @@ void CallWithoutMemory(const DrawnCall &call, int n) {
 }
 
 // Makes all calls, from the one with number `first` on; every other thread has each fail once before.
-void MakeCalls(const std::vector<DrawnCall> &calls, std::size_t first, bool failing,
+void MakeCalls(const std::vector<ExportCall> &calls, std::size_t first, bool failing,
                std::vector<std::optional<CaseRun>> &runs) {
   runs.resize(calls.size());
   for (std::size_t i = 0; i < calls.size(); ++i) {
     const std::size_t number = (first + i) % calls.size();
-    const DrawnCall &call = calls[number];
+    const ExportCall &call = calls[number];
     if (failing) CallWithoutMemory(call, static_cast<int>(1 + i % 5));
     runs[number].emplace(call.arguments, call.name, FunctionOf(call.name));
   }
@@ -64,7 +64,7 @@ TEST(Threads, ExportsGiveTheBitsOfASerialRun) {
   const long runtimeBlocks = morv::LiveBlocks();
   int rounds = 0;
   do {
-    const std::vector<DrawnCall> calls = StatelessCalls(static_cast<unsigned>(++rounds));
+    const std::vector<ExportCall> calls = StatelessCalls(static_cast<unsigned>(++rounds));
     // The threads come first: what is set when it is first reached is then set by all of them at once.
     std::vector<std::vector<std::optional<CaseRun>>> runs(kThreads);
     std::vector<std::thread> threads;
@@ -72,8 +72,8 @@ TEST(Threads, ExportsGiveTheBitsOfASerialRun) {
       threads.emplace_back(MakeCalls, std::cref(calls), k * calls.size() / kThreads, k % 2 != 0, std::ref(runs[k]));
     for (std::thread &thread : threads) thread.join();
     for (std::size_t number = 0; number < calls.size(); ++number) {
-      const DrawnCall &call = calls[number];
-      const CaseRun alone = Call(call.name, call.arguments);
+      const ExportCall &call = calls[number];
+      const CaseRun alone = Call(call);
       for (std::size_t k = 0; k < kThreads; ++k)
         for (int i = -1; i < static_cast<int>(call.arguments.size()); ++i)
           EXPECT_TRUE(SameValue(runs[k][number]->ValueAt(i), alone.ValueAt(i)))
