@@ -212,7 +212,7 @@ def check():
 def sequence(generator, call, seed, draw, n=0, m=0):
     stream = Stream(generator, seed)
     values = [draw(stream) for _ in range(COUNT)]
-    drawn = f"{values[0]!r}, {values[1]!r}, {values[-1]!r}, {stream.uniform()!r}"
+    drawn = f"{values[0]!r}, {values[1]!r}, {values[-1]!r}, {min(values)!r}, {max(values)!r}, {stream.uniform()!r}"
     return f'{{"{generator}", "{call}", {n}, {m}, {seed}, {drawn}}},'
 
 
@@ -224,10 +224,12 @@ print(f"""// Sequences of the random number generators and variates.
 
 struct Sequence {{
   const char *generator;
-  const char *call;                  // as the Algebra language writes it
-  double n, m;                       // its degrees of freedom
-  int seed;                          // -1 for the default
-  double first, second, last, next;  // the last of kSequenceLength draws, and the uniform behind it
+  const char *call;             // as the Algebra language writes it
+  double n, m;                  // its degrees of freedom
+  int seed;                     // -1 for the default
+  double first, second, last;   // of kSequenceLength draws
+  double least, greatest;       // of them; those of normals come from the tails of the ziggurat
+  double next;                  // the uniform behind the last draw
 }};
 
 // clang-format off
