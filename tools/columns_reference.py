@@ -135,6 +135,31 @@ for code, value in {
 ones = np.array([1 if i % 3 == 0 and i < 30 else NA for i in range(40)])
 print("perfect score", np.isfinite(search(kernel, ones, bandwidth(ones), 0, 20, True)).sum())
 
+# ---- The search alone, over a smoother of which count and residuals are given: fits, and the last parameter
+
+def tried(count, rising, alpha, automatic, limit, positive):
+    parameters = []
+
+    def model(_, v):
+        parameters.append(v)
+        return [v], count, 10 + v if rising else 0, 2 + 60 / (1 + v)
+
+    start = automatic if abs(alpha) <= 1e-10 else abs(alpha)
+    if alpha < -1e-20:
+        model(None, start)
+    else:
+        search(model, None, start, 0 if abs(alpha) <= 1e-20 else math.floor(alpha + 0.5), limit, positive)
+    print("      {%d, %s, %r, %r, %d, %s, %d, %r}," % (count, str(rising).lower(), alpha, automatic, limit,
+                                                     str(positive).lower(), len(parameters), parameters[-1]))
+
+
+for alpha, automatic, limit in ((0, 8, 20), (-1e-20, 8, 20), (-1.1e-20, 8, 20), (-1e-10, 8, 20), (-1.1e-10, 8, 20),
+                                (1e-10, 8, 20), (1.1e-10, 8, 50), (0, 1e-4, 20), (0, 1e6, 3), (0, 1e-4, 3),
+                                (0.4, 8, 20), (0.5, 8, 20), (30.4, 8, 20), (500, 8, 20), (500, 8, 50)):
+    tried(100, True, alpha, automatic, limit, False)
+for positive in (False, True):
+    tried(52, False, 0, 1.0, 20, positive)
+
 
 # ---- The sort
 

@@ -5,12 +5,12 @@
 
 struct Sequence {
   const char *generator;
-  const char *call;             // as the Algebra language writes it
-  double n, m;                  // its degrees of freedom
-  int seed;                     // -1 for the default
-  double first, second, last;   // of kSequenceLength draws
-  double least, greatest;       // of them; those of normals come from the tails of the ziggurat
-  double next;                  // the uniform behind the last draw
+  const char *call;            // as the Algebra language writes it
+  double n, m;                 // its degrees of freedom
+  int seed;                    // -1 for the default
+  double first, second, last;  // of kSequenceLength draws
+  double least, greatest;      // of them; those of normals come from the tails of the ziggurat
+  double next;                 // the uniform behind the last draw
 };
 
 // clang-format off

@@ -14,6 +14,7 @@
 #include "core/missing.h"
 #include "series/running.h"
 #include "series/smooth.h"
+#include "series/smooth_search.h"
 #include "series/sort.h"
 #include "series/spectral.h"
 
@@ -200,6 +201,73 @@ TEST(Smooth, SearchStopsAtAPerfectScore) {
     EXPECT_EQ(std::isnan(out[i]), i >= 30) << i;
     EXPECT_TRUE(i >= 30 || out[i] == 1) << i;
   }
+}
+
+// A smoother with given residuals and degrees of freedom, which counts its fits.
+struct Model {
+  int count;
+  bool rising;  // residuals that grow with the parameter, or none
+  int fits = 0;
+  double last = 0;
+};
+
+SmoothFit FitModel(void *state, double v) {
+  Model &model = *static_cast<Model *>(state);
+  ++model.fits;
+  model.last = v;
+  return {true, model.count, model.rising ? 10 + v : 0, 2 + 60 / (1 + v)};
+}
+
+// Printed by tools/columns_reference.py from a plain transcription of the search.
+TEST(Smooth, SearchTriesWhatTheTranscriptionTries) {
+  const struct {
+    int count;
+    bool rising;
+    double alpha, automatic;
+    int limit;
+    bool stopsAtZero;
+    int fits;
+    double last;
+  } cases[] = {
+      {100, true, 0, 8, 20, false, 29, 4.0330810546875},
+      {100, true, -1e-20, 8, 20, false, 29, 4.0330810546875},
+      {100, true, -1.1e-20, 8, 20, false, 1, 8},
+      {100, true, -1e-10, 8, 20, false, 1, 8},
+      {100, true, -1.1e-10, 8, 20, false, 1, 1.1e-10},
+      {100, true, 1e-10, 8, 20, false, 29, 4.0330810546875},
+      {100, true, 1.1e-10, 8, 50, false, 60, 4.0329805824},
+      {100, true, 0, 0.0001, 20, false, 42, 4.033099999999999},
+      {100, true, 0, 1000000.0, 3, false, 105, 62500.00000000009},
+      {100, true, 0, 0.0001, 3, false, 89, 0.0007999999999999091},
+      {100, true, 0.4, 8, 20, false, 28, 4.03310546875},
+      {100, true, 0.5, 8, 20, false, 100, 524287.99999952316},
+      {100, true, 30.4, 8, 20, false, 31, 1.1429107666015625},
+      {100, true, 500, 8, 20, false, 102, 0.0002384185791021046},
+      {100, true, 500, 8, 50, false, 70, 2.231288070975168e-13},
+      {52, false, 0, 1.0, 20, false, 29, 1.0001220703125},
+      {52, false, 0, 1.0, 20, true, 28, 0.75006103515625},
+  };
+  for (const auto &c : cases) {
+    Model model = {c.count, c.rising};
+    EXPECT_EQ(SmoothBy({FitModel, &model, c.automatic, c.limit, c.stopsAtZero}, c.alpha), Status::Ok);
+    EXPECT_EQ(model.fits, c.fits) << c.alpha << ", " << c.automatic << ", " << c.limit;
+    EXPECT_NEAR(model.last, c.last, 1e-9 * c.last) << c.alpha << ", " << c.automatic << ", " << c.limit;
+  }
+}
+
+// More degrees of freedom than there are cells take the search to the end of its walk: 20 halvings of the bandwidth, 50
+// of lambda. The residuals of the spline are in proportion to a small lambda.
+TEST(Smooth, WalksEndAtTheirLimits) {
+  const Series x = Wave(700, 0), few = Generate(10, [](int i) { return std::cos(3 * i); });
+  Series out(x.size()), direct(x.size()), fit(10), small(10);
+  ASSERT_EQ(SmoothKernel(x, 4e6, out), Status::Ok);
+  ASSERT_EQ(SmoothKernel(x, -std::ldexp(4e6, -21), direct), Status::Ok);
+  for (std::size_t i = 0; i < out.size(); ++i) ASSERT_NEAR(out[i], direct[i], 1e-9) << i;
+  ASSERT_EQ(SmoothSpline(few, 1000, fit), Status::Ok);
+  ASSERT_EQ(SmoothSpline(few, -1e-6, small), Status::Ok);
+  const double lambdas = std::ldexp(1000, -51) / 1e-6;
+  for (std::size_t i = 0; i < fit.size(); ++i)
+    ASSERT_NEAR((few[i] - fit[i]) / (few[i] - small[i]), lambdas, 0.1 * lambdas) << i;
 }
 
 // Each as its definition says, from every start, and for tails of every length.
