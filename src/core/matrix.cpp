@@ -44,12 +44,31 @@ void FillIdentity(Matrix m) {
   for (int i = 0; i < std::min(m.rows, m.columns); ++i) m[i][i] = 1.0;
 }
 
-void MirrorLower(Matrix m) {
-  constexpr int block = 16;  // so that the columns written stay in cache
-  for (int i0 = 0; i0 < m.rows; i0 += block)
+namespace {
+
+// Calls visit(i, j) for every cell of the strict lower triangle of an n x n matrix, in blocks: cells of a column that
+// are visited one after the other stay in cache.
+template <class Visit>
+void ForEachBelowDiagonal(int n, Visit visit) {
+  constexpr int block = 16;
+  for (int i0 = 0; i0 < n; i0 += block)
     for (int j0 = 0; j0 <= i0; j0 += block)
-      for (int i = i0; i < std::min(i0 + block, m.rows); ++i)
-        for (int j = j0; j < std::min(j0 + block, i); ++j) m[j][i] = m[i][j];
+      for (int i = i0; i < std::min(i0 + block, n); ++i)
+        for (int j = j0; j < std::min(j0 + block, i); ++j) visit(i, j);
+}
+
+}  // namespace
+
+void MirrorLower(Matrix m) {
+  ForEachBelowDiagonal(m.rows, [m](int i, int j) { m[j][i] = m[i][j]; });
+}
+
+void MirrorUpper(Matrix m) {
+  ForEachBelowDiagonal(m.rows, [m](int i, int j) { m[i][j] = m[j][i]; });
+}
+
+void MatTransposeInPlace(Matrix m) {
+  ForEachBelowDiagonal(m.rows, [m](int i, int j) { std::swap(m[i][j], m[j][i]); });
 }
 
 }  // namespace tessel

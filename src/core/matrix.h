@@ -90,7 +90,11 @@ inline void FillZero(Matrix m) { Fill(m, 0.0); }
 void FillMissing(Matrix m);
 void FillIdentity(Matrix m);  // ones where row and column are equal, zeros elsewhere
 
-// Copies the lower triangle of a square matrix to its upper one.
+// Copies the lower triangle of a square matrix to its upper one, and the upper to the lower one.
 void MirrorLower(Matrix m);
+void MirrorUpper(Matrix m);
+
+// A square matrix becomes its transpose.
+void MatTransposeInPlace(Matrix m);
 
 }  // namespace tessel

@@ -3,13 +3,11 @@
 
 #include <algorithm>
 
+#include "core/simd.h"
+
 namespace tessel {
 
 namespace {
-
-// Pairs: a vector of four would be kept in memory where the machine code has pairs alone.
-using Pair [[gnu::vector_size(16)]] = double;
-using PairAnywhere [[gnu::vector_size(16), gnu::aligned(8), gnu::may_alias]] = double;
 
 // Calls visit(identity, lag) for the descriptors of either kind, first kind before second, each once.
 template <class Visit>
@@ -83,12 +81,12 @@ OwnedRows CoefficientColumns(RowMatrix pi, int nY, int nX) {
 void ForecastStep(const ForecastRows &rows, RowMatrix piColumns, int terms, int t) {
   const RowMatrix regressors = rows.Regressors();
   for (int first = 0; first < rows.nY; first += kStepRows) {
-    Pair low = {}, high = {};
+    Double2 low = {}, high = {};  // a Double4 would be kept in memory where the machine code has pairs alone
     for (int k = 0; k < terms; ++k) {
-      const PairAnywhere *coefficients = reinterpret_cast<const PairAnywhere *>(piColumns[k] + first);
+      const double *coefficients = piColumns[k] + first;
       const double x = regressors[k][t];
-      low += coefficients[0] * x;
-      high += coefficients[1] * x;
+      low += At<Double2>(coefficients).v * x;
+      high += At<Double2>(coefficients + 2).v * x;
     }
     const double sum[kStepRows] = {low[0], low[1], high[0], high[1]};
     const int count = std::min(kStepRows, rows.nY - first);

@@ -1,7 +1,7 @@
 // Sums over observations of w x x': what every information matrix and every outer product of scores is made of.
 //
-// Vectors are collected in blocks of eight, and a block is added to the sums in tiles of two rows by four columns that
-// stay in registers meanwhile. The terms of each cell are added in the order of the observations.
+// Vectors are collected in blocks of eight, and a block is added to the sums in tiles that stay in registers meanwhile.
+// The terms of each cell are added in the order of the observations.
 #pragma once
 
 #include <cstdint>
@@ -29,12 +29,13 @@ class CrossProducts {
 
  private:
   void Flush();
+  Matrix Sum(std::int64_t s) const;
 
   int n_ = 0;
   int pending_ = 0;  // vectors collected and not yet added
   std::int64_t sums_ = 0;
-  std::int64_t stride_ = 0;  // n rounded up to whole tiles; the cells beyond n hold zeros
-  OwnedBlock<double> sum_;   // sums x stride x stride, lower triangles in whole tiles
+  std::int64_t stride_ = 0;  // n padded; the cells beyond n hold zeros
+  OwnedBlock<double> sum_;   // sums x stride x stride, lower triangles
   OwnedBlock<double> block_;
   OwnedBlock<double> scaled_;
   OwnedBlock<double> weights_;

@@ -1,9 +1,9 @@
 // The kernel table's entries.
 #include "linalg/kernel.h"
 
+#include "linalg/householder.h"
 #include "linalg/lu.h"
 #include "linalg/products.h"
-#include "linalg/qr.h"
 #include "linalg/symmetric.h"
 
 namespace tessel {
@@ -13,7 +13,7 @@ constinit const KernelTable kernelTable = {
     .invertSpd = KernelInvertSpd,
     .invertGeneral = KernelInvertGeneral,
     .multiply = KernelMultiply,
-    .tolerance = 2.220446049250313e-13,
+    .tolerance = MatTolerance(),
     .qrPivot = KernelQrPivot,
 };
 

@@ -1,8 +1,8 @@
 // The kernel table: the one place through which the rest of the library reaches the heavy linear algebra.
 //
-// The wrappers (MatCholesky, MatInvertSpd, MatInvert, MatMul, MatMulBt, MatOlsQr) stand in the headers of their
-// routines, read an entry on each call and forward their arguments. Code inside the kernel calls its own routines
-// directly. Every routine works on views, keeps nothing between calls, and reports through its result.
+// MatCholesky, MatInvertSpd, MatInvert, MatMul and MatMulBt stand in the headers of their routines, read an entry on
+// each call and forward their arguments; MatOlsQr reads qrPivot. The kernel's routines call one another directly. Every
+// routine works on views, keeps nothing between calls, and reports through its result.
 #pragma once
 
 #include <span>
@@ -13,6 +13,10 @@
 namespace tessel {
 
 struct LogDeterminant;
+
+// The kernel's one threshold, 1000 times the double precision epsilon. It is absolute: a pivot at or below it counts as
+// zero, whatever the scale of the matrix.
+constexpr double MatTolerance() { return 2.220446049250313e-13; }
 
 // Which operand of a product is transposed.
 enum class Transposed { None, A, B };
@@ -28,9 +32,5 @@ struct KernelTable {
 
 // Constant; to put another routine in an entry's place, change its line in kernel.cpp.
 extern const KernelTable kernelTable;
-
-// The kernel's one threshold, 1000 times the double precision epsilon. It is absolute: a pivot at or below it counts as
-// zero, whatever the scale of the matrix.
-inline double MatTolerance() { return kernelTable.tolerance; }
 
 }  // namespace tessel

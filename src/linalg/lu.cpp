@@ -8,7 +8,7 @@
 #include "core/heap.h"
 #include "core/missing.h"
 #include "linalg/dot_product.h"
-#include "linalg/moments.h"
+#include "linalg/micro_kernel.h"
 #include "linalg/products.h"
 #include "linalg/row_kernels.h"
 
@@ -35,7 +35,7 @@ struct LuPanel {
 PartialSums SumsLeftOfPanel(const LuPanel &p, ConstMatrix a, ConstMatrix b) {
   if (p.start == 0) return {nullptr, 0};
   const PartialSums sums = {p.partial, a.rows};
-  CurrentRowKernels().accumulate(sums, a.Columns(0, p.start), b.Columns(0, p.start));
+  CurrentMicroKernel().rows->accumulate(sums, a.Columns(0, p.start), b.Columns(0, p.start));
   return sums;
 }
 
@@ -45,8 +45,8 @@ void ReduceColumn(const LuPanel &p, int j, const PartialSums &left) {
   for (int i = j; i < n; i += 4) {
     const int group = std::min(4, n - i);
     double sums[4];
-    CurrentRowKernels().dotFour(p.lu.Block(i, group, p.start, j - p.start), p.mirror[j] + p.start,
-                                left.At(i - p.start, j - p.start), 4, sums);
+    CurrentMicroKernel().rows->dotFour(p.lu.Block(i, group, p.start, j - p.start), p.mirror[j] + p.start,
+                                       left.At(i - p.start, j - p.start), 4, sums);
     for (int q = 0; q < group; ++q) p.t[i + q] = p.lu[i + q][j] - sums[q];
   }
 }
@@ -56,8 +56,8 @@ void ReduceRow(const LuPanel &p, int j, int from, int to, const double *partial,
   for (int c = from; c < to; c += 4) {
     const int group = std::min(4, to - c);
     double sums[4];
-    CurrentRowKernels().dotFour(p.mirror.Block(c, group, p.start, j - p.start), p.lu[j] + p.start,
-                                partial == nullptr ? nullptr : partial + (c - from) * step, step, sums);
+    CurrentMicroKernel().rows->dotFour(p.mirror.Block(c, group, p.start, j - p.start), p.lu[j] + p.start,
+                                       partial == nullptr ? nullptr : partial + (c - from) * step, step, sums);
     for (int q = 0; q < group; ++q) p.mirror[c + q][j] = p.lu[j][c + q] -= sums[q];
   }
 }
@@ -128,7 +128,7 @@ void CopyStripRow(const double *from, int width, double *to) {
 
 // Strips of right-hand sides through one diagonal block of L and of U, of which one may be null.
 void SolveDiagonalBlock(ConstMatrix l, ConstMatrix u, bool lowerHasDiagonal, Matrix b) {
-  const RowKernels &kernels = CurrentRowKernels();
+  const RowKernels &kernels = *CurrentMicroKernel().rows;
   alignas(64) StripRow strip[kBlock];
   for (int c = 0; c < b.columns; c += kStripWidth) {
     const int width = std::min(kStripWidth, b.columns - c);
@@ -145,11 +145,11 @@ void SubtractProduct(ConstMatrix a, ConstMatrix x, Matrix b, Matrix scratch) {
   if (scratch) {
     const Matrix product = scratch.Block(0, b.rows, 0, b.columns);
     KernelMultiply(product, a, x, Transposed::None);
-    for (int i = 0; i < b.rows; ++i) CurrentRowKernels().addScaled(b[i], -1, product[i], b.columns);
+    for (int i = 0; i < b.rows; ++i) CurrentMicroKernel().rows->addScaled(b[i], -1, product[i], b.columns);
     return;
   }
   for (int i = 0; i < b.rows; ++i)
-    for (int k = 0; k < x.rows; ++k) CurrentRowKernels().addScaled(b[i], -a[i][k], x[k], b.columns);
+    for (int k = 0; k < x.rows; ++k) CurrentMicroKernel().rows->addScaled(b[i], -a[i][k], x[k], b.columns);
 }
 
 void SolveLowerByBlocks(ConstMatrix l, Matrix b, bool lowerHasDiagonal, bool identityInput, Matrix scratch) {

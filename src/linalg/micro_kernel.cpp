@@ -5,6 +5,10 @@
 #include <cstddef>
 #include <cstring>
 
+#include "core/simd.h"
+#include "linalg/row_kernels.h"
+#include "linalg/sum_kernels.h"
+
 #if defined(__x86_64__)
 #include <immintrin.h>
 #endif
@@ -26,21 +30,11 @@ void PackPanel(const double *cells, std::int64_t stride, int depth, double *pane
 }
 
 // Vectors of two: SSE2 on x86-64, NEON on arm64.
-using Pair = double __attribute__((vector_size(16)));
-
-Pair LoadPair(const double *p) {
-  Pair v;
-  std::memcpy(&v, p, sizeof v);
-  return v;
-}
-
-void StorePair(double *p, Pair v) { std::memcpy(p, &v, sizeof v); }
-
 double DotPairs(const double *x, const double *y, int n) {
-  Pair s01 = {}, s23 = {};
+  Double2 s01 = {}, s23 = {};
   for (int k = 0; k < n - 3; k += 4) {
-    s01 += LoadPair(x + k) * LoadPair(y + k);
-    s23 += LoadPair(x + k + 2) * LoadPair(y + k + 2);
+    s01 += At<Double2>(x + k).v * At<Double2>(y + k).v;
+    s23 += At<Double2>(x + k + 2).v * At<Double2>(y + k + 2).v;
   }
   const double s[4] = {s01[0], s01[1], s23[0], s23[1]};
   return FinishDot(s, x, y, n);
@@ -49,13 +43,13 @@ double DotPairs(const double *x, const double *y, int n) {
 void LanesPairs(const double *const *x, const double *y, int n, double (*sums)[kLaneRows]) {
   constexpr int rows = 4;  // at once, for want of registers
   for (int first = 0; first < kLaneRows; first += rows) {
-    Pair s01[rows] = {}, s23[rows] = {};
+    Double2 s01[rows] = {}, s23[rows] = {};
     for (int k = 0; k < n; k += 4) {
-      const Pair y01 = LoadPair(y + k), y23 = LoadPair(y + k + 2);
+      const Double2 y01 = At<Double2>(y + k).v, y23 = At<Double2>(y + k + 2).v;
 #pragma GCC unroll 8
       for (int r = 0; r < rows; ++r) {
-        s01[r] += LoadPair(x[first + r] + k) * y01;
-        s23[r] += LoadPair(x[first + r] + k + 2) * y23;
+        s01[r] += At<Double2>(x[first + r] + k).v * y01;
+        s23[r] += At<Double2>(x[first + r] + k + 2).v * y23;
       }
     }
     for (int r = 0; r < rows; ++r) {
@@ -74,14 +68,14 @@ void DotsPairs(const double *const *x, const double *y, int n, double *out) {
 template <int pairs>
 void BlockPairs(const double *const *a, int aStep, const double *b, int depth, double *const *c, bool add) {
   constexpr int rows = 4;
-  Pair s[rows][pairs] = {};
+  Double2 s[rows][pairs] = {};
   const double *p[rows] = {a[0], a[1], a[2], a[3]};
   for (std::ptrdiff_t k = 0, at = 0; k < depth; ++k, at += aStep, b += 4)
 #pragma GCC unroll 8
     for (int i = 0; i < rows; ++i)
-      for (int j = 0; j < pairs; ++j) s[i][j] += p[i][at] * LoadPair(b + 2 * j);
+      for (int j = 0; j < pairs; ++j) s[i][j] += p[i][at] * At<Double2>(b + 2 * j).v;
   for (int i = 0; i < rows; ++i)
-    for (int j = 0; j < pairs; ++j) StorePair(c[i] + 2 * j, add ? LoadPair(c[i] + 2 * j) + s[i][j] : s[i][j]);
+    for (int j = 0; j < pairs; ++j) At<Double2>(c[i] + 2 * j).v = add ? At<Double2>(c[i] + 2 * j).v + s[i][j] : s[i][j];
 }
 
 bool Always() { return true; }
@@ -224,7 +218,9 @@ constexpr MicroKernel kMicroKernels[] = {
      .block = {BlockPairs<2>, BlockPairs<1>},
      .exactBlock = {BlockPairs<2>, BlockPairs<1>},
      .blockRows = 4,
-     .blockColumns = 4},
+     .blockColumns = 4,
+     .rows = &kBaselineRowKernels,
+     .sums = &kBaselineSumKernels},
 #if defined(__x86_64__)
     {.name = "avx2",
      .supported = HasAvx2,
@@ -236,7 +232,9 @@ constexpr MicroKernel kMicroKernels[] = {
      .block = {BlockAvx2<true, 2>, BlockAvx2<true, 1>},
      .exactBlock = {BlockAvx2<false, 2>, BlockAvx2<false, 1>},
      .blockRows = 6,
-     .blockColumns = 8},
+     .blockColumns = 8,
+     .rows = &kAvx2RowKernels,
+     .sums = &kAvx2SumKernels},
     {.name = "avx512",
      .supported = HasAvx512,
      .dot = DotAvx2,
@@ -247,7 +245,9 @@ constexpr MicroKernel kMicroKernels[] = {
      .block = {BlockAvx512<true, 2>, BlockAvx512<true, 1>},
      .exactBlock = {BlockAvx512<false, 2>, BlockAvx512<false, 1>},
      .blockRows = 8,
-     .blockColumns = 16},
+     .blockColumns = 16,
+     .rows = &kAvx2RowKernels,
+     .sums = &kAvx2SumKernels},
 #endif
 };
 

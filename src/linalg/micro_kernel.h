@@ -9,6 +9,9 @@
 
 namespace tessel {
 
+struct RowKernels;
+struct SumKernels;
+
 inline constexpr int kLaneRows = 8;  // rows that `dots` and `lanes` take at once
 
 // Bounds on the register block of every set.
@@ -48,6 +51,9 @@ struct MicroKernel {
   Blocks block, exactBlock;
   int blockRows;
   int blockColumns;
+
+  const RowKernels *rows;  // of the factorisations
+  const SumKernels *sums;  // of sums over observations
 };
 
 // All sets, from the narrowest to the widest.

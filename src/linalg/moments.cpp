@@ -2,7 +2,6 @@
 #include "linalg/moments.h"
 
 #include <algorithm>
-#include <utility>
 
 #include "linalg/dot_product.h"
 #include "linalg/products.h"
@@ -81,12 +80,10 @@ void MatSymMulBt(Matrix s, ConstMatrix b) {
   const int n = s.rows;
   // With S stored in full, row i is all that its own results need, and they go where no later row looks: to cells j
   // below i of column i, above the diagonal.
-  for (int i = 0; i < n; ++i)
-    for (int j = 0; j < i; ++j) s[i][j] = s[j][i];
+  MirrorUpper(s);
   for (int i = 0; i < n; ++i)
     for (int j = 0; j <= i; ++j) s[j][i] = DotProduct(s[i], b[j], n);
-  for (int i = 0; i < n; ++i)
-    for (int j = 0; j < i; ++j) s[i][j] = s[j][i];
+  MirrorUpper(s);
 }
 
 double MatTrace(ConstMatrix a) {
@@ -118,11 +115,6 @@ double QuadFormRow(int r, ConstMatrix x, ConstMatrix s) {
   for (int i = 0; i < n; ++i)
     if (v[i] != 0.0) total += v[i] * (s[i][i] * v[i] + 2.0 * DotProduct(s[i] + i + 1, v + i + 1, n - 1 - i));
   return total;
-}
-
-void MatTransposeInPlace(Matrix a) {
-  for (int i = 0; i < a.rows; ++i)
-    for (int j = 0; j < i; ++j) std::swap(a[i][j], a[j][i]);
 }
 
 }  // namespace tessel

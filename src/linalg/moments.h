@@ -40,7 +40,4 @@ double QuadFormColumn(int c, ConstMatrix x, ConstMatrix s);
 // The same for row r of X, v[i] = X[r][i]. A v[i] of exactly 0 skips row i of S, whatever that holds.
 double QuadFormRow(int r, ConstMatrix x, ConstMatrix s);
 
-// A square matrix becomes its transpose.
-void MatTransposeInPlace(Matrix a);
-
 }  // namespace tessel

@@ -1,13 +1,7 @@
 // Least squares by Householder reflections with row pivoting, for regressors of any rank.
 //
 // Variables stand in rows and observations in columns, so that every reflection runs along contiguous memory. The
-// factorisation writes the k x t regressor matrix X, its rows permuted, as L Q: L lower triangular with falling
-// diagonal, Q orthogonal. A reflection is H = I + beta v v' with v(0) = 1 and beta = -2 / v'v. (Businger and Golub
-// 1965, "Linear least squares solutions by Householder transformations", Numerische Mathematik 7, 269-276; Golub and
-// Van Loan, "Matrix Computations", 4th ed., 5.4.)
-//
-// After KernelQrPivot row i of X holds L(i, j) in its cells j <= i and reflection i without its leading 1 beyond them;
-// beta[i] is the reflection's scale, and row i was exchanged with row pivot[i] at step i.
+// regressors are factorised by KernelQrPivot (householder.h), which the table of kernels holds.
 #pragma once
 
 #include <span>
@@ -49,11 +43,6 @@ struct QrResult {
 // value is dropped as well. Takes k integers and 3k + 2t doubles of work memory.
 QrResult MatOlsQr(Matrix x, Matrix y, const QrOutputs &out);
 
-// Factorises x (k x t) in place. The row of largest remaining norm comes first, the earlier of equal ones; an empty
-// pivot takes the rows as they are. Stops early when the chosen row has nothing left; the diagonal cells from there on
-// are 0. pivot and beta: k elements. Ok, or NoMemory with x unchanged.
-Status KernelQrPivot(Matrix x, std::span<int> pivot, std::span<double> beta);
-
 // The number of leading diagonal cells of L above MatTolerance() times the square root of the largest squared row norm
 // of L, and what it says of X.
 QrRankResult QrRank(ConstMatrix x);
@@ -69,12 +58,5 @@ struct QrFactor {
 // Applies the first `rank` reflections to the rows of y and forms the outputs of MatOlsQr that are wanted. Destroys the
 // factor.
 void QrSolve(const QrFactor &factor, Matrix y, const QrOutputs &out);
-
-// Makes x the vector v of the reflection that maps it on its first cell. Returns beta; -2 with a tail of zeros, so that
-// the reflection flips the sign of the first cell; 0 for no elements.
-double HouseholderVector(std::span<double> x);
-
-// Applies the reflection of v and beta to every row. v has the rows' length, with its leading 1 in v[0].
-void HouseholderApplyRows(Matrix rows, const double *v, double beta);
 
 }  // namespace tessel

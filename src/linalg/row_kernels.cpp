@@ -3,8 +3,7 @@
 
 #include <algorithm>
 
-#include "linalg/four.h"
-#include "linalg/micro_kernel.h"
+#include "core/simd.h"
 
 namespace tessel {
 namespace {
@@ -15,28 +14,28 @@ namespace {
                                                std::int64_t step, double sums[4]) {
   const int n = rows.columns;
   const double *x[4];
-  Four s[4];
+  Double4 s[4];
   constexpr double none[4] = {};
   const double *before = partial != nullptr ? partial : none;
   for (int r = 0; r < 4; ++r) {
     const int row = std::min(r, rows.rows - 1);
     x[r] = rows[row];
-    s[r] = At(before + (partial != nullptr ? row * step : 0)).v;
+    s[r] = At<Double4>(before + (partial != nullptr ? row * step : 0)).v;
   }
   const int whole = partial != nullptr || n > 4 ? n - n % 4 : 0;
   for (int k = 0; k < whole; k += 4)
-    for (int r = 0; r < 4; ++r) s[r] += At(x[r] + k).v * At(y + k).v;
+    for (int r = 0; r < 4; ++r) s[r] += At<Double4>(x[r] + k).v * At<Double4>(y + k).v;
   // From here on one element stands for one row.
-  const Four low01 = __builtin_shufflevector(s[0], s[1], 0, 4, 1, 5);
-  const Four low23 = __builtin_shufflevector(s[2], s[3], 0, 4, 1, 5);
-  const Four high01 = __builtin_shufflevector(s[0], s[1], 2, 6, 3, 7);
-  const Four high23 = __builtin_shufflevector(s[2], s[3], 2, 6, 3, 7);
-  Four first = __builtin_shufflevector(low01, low23, 0, 1, 4, 5);
-  const Four second = __builtin_shufflevector(low01, low23, 2, 3, 6, 7);
-  const Four third = __builtin_shufflevector(high01, high23, 0, 1, 4, 5);
-  const Four fourth = __builtin_shufflevector(high01, high23, 2, 3, 6, 7);
-  for (int k = whole; k < n; ++k) first += Four{x[0][k], x[1][k], x[2][k], x[3][k]} * y[k];
-  At(sums).v = third + second + fourth + first;
+  const Double4 low01 = __builtin_shufflevector(s[0], s[1], 0, 4, 1, 5);
+  const Double4 low23 = __builtin_shufflevector(s[2], s[3], 0, 4, 1, 5);
+  const Double4 high01 = __builtin_shufflevector(s[0], s[1], 2, 6, 3, 7);
+  const Double4 high23 = __builtin_shufflevector(s[2], s[3], 2, 6, 3, 7);
+  Double4 first = __builtin_shufflevector(low01, low23, 0, 1, 4, 5);
+  const Double4 second = __builtin_shufflevector(low01, low23, 2, 3, 6, 7);
+  const Double4 third = __builtin_shufflevector(high01, high23, 0, 1, 4, 5);
+  const Double4 fourth = __builtin_shufflevector(high01, high23, 2, 3, 6, 7);
+  for (int k = whole; k < n; ++k) first += Double4{x[0][k], x[1][k], x[2][k], x[3][k]} * y[k];
+  At<Double4>(sums).v = third + second + fourth + first;
 }
 
 // Elements per pass of AccumulateBody: four rows of a and the rows of b then stay in the first two caches.
@@ -48,26 +47,26 @@ constexpr int kPassLength = 512;
   const double *x[4];
   const double *y[2];
   double *cell[2][4];
-  Four s[2][4];
+  Double4 s[2][4];
   for (int q = 0; q < 2; ++q) {
     y[q] = b[std::min(j + q, bLast)];
     for (int r = 0; r < 4; ++r) {
       x[r] = a[std::min(i + r, aLast)];
       cell[q][r] = sums.At(std::min(i + r, aLast), std::min(j + q, bLast));
-      s[q][r] = first ? Four{} : At(cell[q][r]).v;
+      s[q][r] = first ? Double4{} : At<Double4>(cell[q][r]).v;
     }
   }
   for (int k = 0; k < a.columns; k += 4) {
-    const Four y0 = At(y[0] + k).v;
-    const Four y1 = At(y[1] + k).v;
+    const Double4 y0 = At<Double4>(y[0] + k).v;
+    const Double4 y1 = At<Double4>(y[1] + k).v;
     for (int r = 0; r < 4; ++r) {
-      const Four xr = At(x[r] + k).v;
+      const Double4 xr = At<Double4>(x[r] + k).v;
       s[0][r] += xr * y0;
       s[1][r] += xr * y1;
     }
   }
   for (int q = 0; q < 2; ++q)
-    for (int r = 0; r < 4; ++r) At(cell[q][r]).v = s[q][r];
+    for (int r = 0; r < 4; ++r) At<Double4>(cell[q][r]).v = s[q][r];
 }
 
 [[gnu::always_inline]] inline void AccumulateBody(const PartialSums &sums, ConstMatrix a, ConstMatrix b) {
@@ -84,19 +83,19 @@ constexpr int kPassLength = 512;
   const int n = rows.columns;
   double *x[4];
   double scale[4];
-  Four s[4];
-  for (Four &sum : s) sum = Four{};
+  Double4 s[4];
+  for (Double4 &sum : s) sum = Double4{};
   for (int r = 0; r < count; ++r) {
     x[r] = rows[r];
     scale[r] = scales[r];
   }
   const int whole = n > 4 ? n - n % 4 : 0;
   for (int k = 0; k < whole; k += 4) {
-    const Four vk = At(v + k).v;
-    const Four wk = At(w + k).v;
+    const Double4 vk = At<Double4>(v + k).v;
+    const Double4 wk = At<Double4>(w + k).v;
     for (int r = 0; r < count; ++r) {
-      const Four cell = At(x[r] + k).v + scale[r] * vk;
-      At(x[r] + k).v = cell;
+      const Double4 cell = At<Double4>(x[r] + k).v + scale[r] * vk;
+      At<Double4>(x[r] + k).v = cell;
       s[r] += cell * wk;
     }
   }
@@ -118,21 +117,21 @@ constexpr int kPassLength = 512;
 
 [[gnu::always_inline]] inline void AddScaledBody(double *x, double scale, const double *v, int n) {
   const int whole = n - n % 4;
-  for (int k = 0; k < whole; k += 4) At(x + k).v += scale * At(v + k).v;
+  for (int k = 0; k < whole; k += 4) At<Double4>(x + k).v += scale * At<Double4>(v + k).v;
   for (int k = whole; k < n; ++k) x[k] += scale * v[k];
 }
 
 // target -= the inner products of the coefficients with the columns of the strip.
 [[gnu::always_inline]] inline void SubtractDots(const double *coef, const StripRow *x, int n, double *target) {
-  Four s[4][2];
-  for (auto &sums : s) sums[0] = sums[1] = Four{};
+  Double4 s[4][2];
+  for (auto &sums : s) sums[0] = sums[1] = Double4{};
   const int whole = n > 4 ? n - n % 4 : 0;
   for (int k = 0; k < whole; k += 4)
     for (int p = 0; p < 4; ++p)
-      for (int h = 0; h < 2; ++h) s[p][h] += coef[k + p] * At(x[k + p] + 4 * h).v;
+      for (int h = 0; h < 2; ++h) s[p][h] += coef[k + p] * At<Double4>(x[k + p] + 4 * h).v;
   for (int k = whole; k < n; ++k)
-    for (int h = 0; h < 2; ++h) s[0][h] += coef[k] * At(x[k] + 4 * h).v;
-  for (int h = 0; h < 2; ++h) At(target + 4 * h).v -= s[2][h] + s[1][h] + s[3][h] + s[0][h];
+    for (int h = 0; h < 2; ++h) s[0][h] += coef[k] * At<Double4>(x[k] + 4 * h).v;
+  for (int h = 0; h < 2; ++h) At<Double4>(target + 4 * h).v -= s[2][h] + s[1][h] + s[3][h] + s[0][h];
 }
 
 // Cells divided by d, or 0 where d is exactly 0.
@@ -167,8 +166,6 @@ void AddScaled(double *x, double scale, const double *v, int n) { AddScaledBody(
 void SolveLower(ConstMatrix l, bool hasDiagonal, StripRow *x) { SolveLowerBody(l, hasDiagonal, x); }
 void SolveUpper(ConstMatrix u, StripRow *x) { SolveUpperBody(u, x); }
 
-constexpr RowKernels table = {DotFour, Accumulate, AddScaledAndDot, AddScaled, SolveLower, SolveUpper};
-
 }  // namespace baseline
 
 #if defined(__x86_64__)
@@ -193,18 +190,16 @@ namespace avx2 {
 }
 [[gnu::target("avx2")]] void SolveUpper(ConstMatrix u, StripRow *x) { SolveUpperBody(u, x); }
 
-constexpr RowKernels table = {DotFour, Accumulate, AddScaledAndDot, AddScaled, SolveLower, SolveUpper};
-
 }  // namespace avx2
 #endif
 
 }  // namespace
 
-const RowKernels &CurrentRowKernels() {
+constinit const RowKernels kBaselineRowKernels = {baseline::DotFour,   baseline::Accumulate, baseline::AddScaledAndDot,
+                                                  baseline::AddScaled, baseline::SolveLower, baseline::SolveUpper};
 #if defined(__x86_64__)
-  if (&CurrentMicroKernel() != &MicroKernels().front()) return avx2::table;  // the wider sets all have AVX2
+constinit const RowKernels kAvx2RowKernels = {avx2::DotFour,   avx2::Accumulate, avx2::AddScaledAndDot,
+                                              avx2::AddScaled, avx2::SolveLower, avx2::SolveUpper};
 #endif
-  return baseline::table;
-}
 
 }  // namespace tessel

@@ -49,7 +49,7 @@ struct RowKernels {
   void (*solveUpper)(ConstMatrix u, StripRow *x);
 };
 
-// The table of the current MicroKernel's vector width.
-const RowKernels &CurrentRowKernels();
+extern const RowKernels kBaselineRowKernels;
+extern const RowKernels kAvx2RowKernels;  // on x86-64 alone
 
 }  // namespace tessel

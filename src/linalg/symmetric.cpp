@@ -188,8 +188,7 @@ Status LdlInvert(Matrix a) {
   std::copy_n(a[0], a.rows, d.get());
   InvertUnitLower(a);
   MultiplyInverses(a, d.get());
-  for (int i = 1; i < a.rows; ++i)
-    for (int j = 0; j < i; ++j) a[i][j] = a[j][i];
+  MirrorUpper(a);
   return Status::Ok;
 }
 

@@ -5,6 +5,7 @@
 
 #include "../support/failing_allocation.h"
 #include "core/missing.h"
+#include "linalg/householder.h"
 #include "matrices.h"
 
 namespace tessel {

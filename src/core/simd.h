@@ -1,0 +1,30 @@
+// Vectors of doubles, in the compilers' portable notation.
+//
+// Arithmetic on a vector is arithmetic on each of its cells. Where the machine's vectors are shorter the compiler
+// splits an operation; arrays of sums then no longer fit the registers, so that a loop that holds many of them is
+// written in Double2 where the machine code is the baseline's.
+#pragma once
+
+namespace tessel {
+
+using Double2 [[gnu::vector_size(16)]] = double;
+using Double4 [[gnu::vector_size(32)]] = double;
+
+// A vector at any address. A packed member is what every compiler takes for unaligned memory: a reference to a vector
+// type of small alignment may lose that alignment on its way through a function.
+template <class Vector>
+struct [[gnu::packed, gnu::may_alias]] Anywhere {
+  Vector v;
+};
+
+// The cells from p on, for reading and writing: At<Double4>(p).v.
+template <class Vector>
+[[gnu::always_inline]] inline const Anywhere<Vector> &At(const double *p) {
+  return *reinterpret_cast<const Anywhere<Vector> *>(p);
+}
+template <class Vector>
+[[gnu::always_inline]] inline Anywhere<Vector> &At(double *p) {
+  return *reinterpret_cast<Anywhere<Vector> *>(p);
+}
+
+}  // namespace tessel
