@@ -46,29 +46,39 @@ void FillIdentity(Matrix m) {
 
 namespace {
 
-// Calls visit(i, j) for every cell of the strict lower triangle of an n x n matrix, in blocks: cells of a column that
-// are visited one after the other stay in cache.
+// Calls visit(i, first, last) for the cells first..last-1 of row i, until all cells of the strict lower triangle of an
+// n x n matrix have been visited. It goes by blocks, so that the columns opposite stay in cache.
 template <class Visit>
-void ForEachBelowDiagonal(int n, Visit visit) {
+void ForEachRunBelowDiagonal(int n, Visit visit) {
   constexpr int block = 16;
   for (int i0 = 0; i0 < n; i0 += block)
     for (int j0 = 0; j0 <= i0; j0 += block)
-      for (int i = i0; i < std::min(i0 + block, n); ++i)
-        for (int j = j0; j < std::min(j0 + block, i); ++j) visit(i, j);
+      for (int i = i0; i < std::min(i0 + block, n); ++i) visit(i, j0, std::min(j0 + block, i));
 }
 
 }  // namespace
 
 void MirrorLower(Matrix m) {
-  ForEachBelowDiagonal(m.rows, [m](int i, int j) { m[j][i] = m[i][j]; });
+  ForEachRunBelowDiagonal(m.rows, [m](int i, int first, int last) {
+    const double *row = m[i];
+    double *column = m[first] + i;
+    for (int j = first; j < last; ++j, column += m.stride) *column = row[j];
+  });
 }
 
 void MirrorUpper(Matrix m) {
-  ForEachBelowDiagonal(m.rows, [m](int i, int j) { m[i][j] = m[j][i]; });
+  ForEachRunBelowDiagonal(m.rows, [m](int i, int first, int last) {
+    double *row = m[i];
+    const double *column = m[first] + i;
+    for (int j = first; j < last; ++j, column += m.stride) row[j] = *column;
+  });
 }
 
 void MatTransposeInPlace(Matrix m) {
-  ForEachBelowDiagonal(m.rows, [m](int i, int j) { std::swap(m[i][j], m[j][i]); });
+  ForEachRunBelowDiagonal(m.rows, [m](int i, int first, int last) {
+    double *row = m[i], *column = m[first] + i;
+    for (int j = first; j < last; ++j, column += m.stride) std::swap(row[j], *column);
+  });
 }
 
 }  // namespace tessel

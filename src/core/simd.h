@@ -5,6 +5,8 @@
 // written in Double2 where the machine code is the baseline's.
 #pragma once
 
+#include <cstring>
+
 namespace tessel {
 
 using Double2 [[gnu::vector_size(16)]] = double;
@@ -25,6 +27,13 @@ template <class Vector>
 template <class Vector>
 [[gnu::always_inline]] inline Anywhere<Vector> &At(double *p) {
   return *reinterpret_cast<Anywhere<Vector> *>(p);
+}
+
+// Copies n cells, for a small n.
+inline void CopyFew(const double *from, int n, double *to) {
+  for (; n >= 4; n -= 4, from += 4, to += 4) std::memcpy(to, from, 4 * sizeof(double));
+  if ((n & 2) != 0) std::memcpy(to, from, 2 * sizeof(double));
+  if ((n & 1) != 0) to[n - 1] = from[n - 1];
 }
 
 }  // namespace tessel

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "core/simd.h"
 #include "linalg/micro_kernel.h"
 
 namespace tessel {
@@ -19,37 +20,38 @@ double DotProduct(const double *x, const double *y, int n) {
 
 namespace {
 
-// Up to eight rows: row r is at(first + r).
-template <class RowAt>
-void DotGroup(RowAt at, int first, int taken, const double *y, int n, double *out) {
+// out[r] for the first `taken` of eight rows; places after them repeat any row.
+void DotGroup(const double *const *rows, int taken, const double *y, int n, double *out) {
   if (n <= 4 || taken == 1) {
-    for (int r = 0; r < taken; ++r) out[r] = DotProduct(at(first + r), y, n);
-    return;
-  }
-  const double *x[kLaneRows];
-  for (int r = 0; r < kLaneRows; ++r) x[r] = at(first + (r < taken ? r : 0));
-  if (taken == kLaneRows) {
-    CurrentMicroKernel().dots(x, y, n, out);
+    for (int r = 0; r < taken; ++r) out[r] = DotProduct(rows[r], y, n);
+  } else if (taken == kLaneRows) {
+    CurrentMicroKernel().dots(rows, y, n, out);
   } else {
     double all[kLaneRows];
-    CurrentMicroKernel().dots(x, y, n, all);
-    for (int r = 0; r < taken; ++r) out[r] = all[r];
+    CurrentMicroKernel().dots(rows, y, n, all);
+    CopyFew(all, taken, out);
   }
 }
 
 }  // namespace
 
-void DotProducts(ConstMatrix rows, const double *y, double *out) {
-  const auto at = [rows](int r) { return rows[r]; };
-  for (int first = 0; first < rows.rows; first += kLaneRows)
-    DotGroup(at, first, std::min(rows.rows - first, kLaneRows), y, rows.columns, out + first);
+void DotProducts(const ConstMatrix &rows, const double *y, double *out) {
+  for (int first = 0; first < rows.rows; first += kLaneRows) {
+    const int taken = std::min(rows.rows - first, kLaneRows);
+    const double *x[kLaneRows];
+    for (int r = 0; r < kLaneRows; ++r) x[r] = rows[first + (r < taken ? r : 0)];
+    DotGroup(x, taken, y, rows.columns, out + first);
+  }
 }
 
 void DotProducts(std::span<const double *const> rows, const double *y, int n, double *out) {
-  const auto at = [rows](int r) { return rows[static_cast<std::size_t>(r)]; };
-  const int count = static_cast<int>(rows.size());
-  for (int first = 0; first < count; first += kLaneRows)
-    DotGroup(at, first, std::min(count - first, kLaneRows), y, n, out + first);
+  for (; !rows.empty(); out += kLaneRows) {
+    const std::size_t taken = std::min<std::size_t>(rows.size(), kLaneRows);
+    const double *x[kLaneRows];
+    for (std::size_t r = 0; r < kLaneRows; ++r) x[r] = rows[r < taken ? r : 0];
+    DotGroup(x, static_cast<int>(taken), y, n, out);
+    rows = rows.subspan(taken);
+  }
 }
 
 }  // namespace tessel

@@ -17,7 +17,7 @@ double DotProduct(const double *x, const double *y, int n);
 
 // out[r] = DotProduct(rows[r], y, rows.columns) for every row, to the bit; several times faster than one by one. `out`
 // may lie in a row, outside the cells that are read.
-void DotProducts(ConstMatrix rows, const double *y, double *out);
+void DotProducts(const ConstMatrix &rows, const double *y, double *out);
 
 // The same for rows of n doubles that need not belong to one matrix.
 void DotProducts(std::span<const double *const> rows, const double *y, int n, double *out);

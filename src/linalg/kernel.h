@@ -22,12 +22,12 @@ constexpr double MatTolerance() { return 2.220446049250313e-13; }
 enum class Transposed { None, A, B };
 
 struct KernelTable {
-  Status (*factorise)(Matrix a);                                                 // KernelCholesky
-  Status (*invertSpd)(Matrix a, double *logDet);                                 // KernelInvertSpd
-  Status (*invertGeneral)(Matrix a, LogDeterminant *determinant);                // KernelInvertGeneral
-  void (*multiply)(Matrix out, ConstMatrix a, ConstMatrix b, Transposed which);  // KernelMultiply
-  double tolerance;                                                              // MatTolerance
-  Status (*qrPivot)(Matrix x, std::span<int> pivot, std::span<double> beta);     // KernelQrPivot
+  Status (*factorise)(Matrix a);                                   // KernelCholesky
+  Status (*invertSpd)(Matrix a, double *logDet);                   // KernelInvertSpd
+  Status (*invertGeneral)(Matrix a, LogDeterminant *determinant);  // KernelInvertGeneral
+  void (*multiply)(const Matrix &out, const ConstMatrix &a, const ConstMatrix &b, Transposed which);  // KernelMultiply
+  double tolerance;                                                                                   // MatTolerance
+  Status (*qrPivot)(Matrix x, std::span<int> pivot, std::span<double> beta);                          // KernelQrPivot
 };
 
 // Constant; to put another routine in an entry's place, change its line in kernel.cpp.

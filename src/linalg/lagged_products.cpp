@@ -6,7 +6,7 @@
 
 namespace tessel {
 
-void AddLaggedProducts(const LaggedVectors &vectors, Matrix sums) {
+void AddLaggedProducts(const LaggedVectors &vectors, const Matrix &sums) {
   CurrentMicroKernel().sums->addLagged(vectors, sums);
 }
 

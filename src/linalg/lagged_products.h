@@ -21,6 +21,6 @@ struct LaggedVectors {
 // lag l, r = past[l], weight(l) (g(p) r(q) + g(q) r(p)). The terms of a cell are added in this order, none is fused.
 // sums: n x n in a block of at least RoundUp(n, 2) rows, whose stride is a multiple of kLaggedPadding; cells beyond the
 // triangle are written. Each vector has as many cells as a row of that block.
-void AddLaggedProducts(const LaggedVectors &vectors, Matrix sums);
+void AddLaggedProducts(const LaggedVectors &vectors, const Matrix &sums);
 
 }  // namespace tessel

@@ -97,7 +97,7 @@ void MatAddScaled(ConstMatrix a, ConstMatrix b, double alpha, Matrix out) {
     for (int j = 0; j < a.columns; ++j) out[i][j] = a[i][j] + (alpha == 1.0 ? b[i][j] : alpha * b[i][j]);
 }
 
-double QuadFormColumn(int c, ConstMatrix x, ConstMatrix s) {
+double QuadFormColumn(int c, const ConstMatrix &x, const ConstMatrix &s) {
   const int n = s.rows;
   double total = 0.0;
   for (int i = 0; i < n; ++i) {
@@ -108,7 +108,7 @@ double QuadFormColumn(int c, ConstMatrix x, ConstMatrix s) {
   return total;
 }
 
-double QuadFormRow(int r, ConstMatrix x, ConstMatrix s) {
+double QuadFormRow(int r, const ConstMatrix &x, const ConstMatrix &s) {
   const int n = s.rows;
   const double *v = x[r];
   double total = 0.0;

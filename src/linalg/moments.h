@@ -35,9 +35,9 @@ void MatAddScaled(ConstMatrix a, ConstMatrix b, double alpha, Matrix out);
 
 // v' S v for column c of X, v[i] = X[i][c], and a symmetric S of which the upper triangle is read. The length of v is
 // the size of S.
-double QuadFormColumn(int c, ConstMatrix x, ConstMatrix s);
+double QuadFormColumn(int c, const ConstMatrix &x, const ConstMatrix &s);
 
 // The same for row r of X, v[i] = X[r][i]. A v[i] of exactly 0 skips row i of S, whatever that holds.
-double QuadFormRow(int r, ConstMatrix x, ConstMatrix s);
+double QuadFormRow(int r, const ConstMatrix &x, const ConstMatrix &s);
 
 }  // namespace tessel

@@ -2,18 +2,12 @@
 #include "linalg/panels.h"
 
 #include <algorithm>
-#include <cstring>
+
+#include "core/simd.h"
 
 namespace tessel {
 
 namespace {
-
-// Copies n cells, for a small n.
-inline void CopyFew(const double *from, int n, double *to) {
-  for (; n >= 4; n -= 4, from += 4, to += 4) std::memcpy(to, from, 4 * sizeof(double));
-  if ((n & 2) != 0) std::memcpy(to, from, 2 * sizeof(double));
-  if ((n & 1) != 0) to[n - 1] = from[n - 1];
-}
 
 inline void AddFew(const double *from, int n, double *to) {
   for (int j = 0; j < n; ++j) to[j] += from[j];
@@ -21,7 +15,7 @@ inline void AddFew(const double *from, int n, double *to) {
 
 }  // namespace
 
-void PackColumns(ConstMatrix tile, int width, PackFunction pack, double *panels) {
+void PackColumns(const ConstMatrix &tile, int width, PackFunction pack, double *panels) {
   constexpr int strip = 16;  // rows at a time, so that few pages are in use at once
   for (int k = 0; k < tile.rows; k += strip) {
     const int depth = std::min(strip, tile.rows - k);
@@ -39,7 +33,7 @@ void PackColumns(ConstMatrix tile, int width, PackFunction pack, double *panels)
   }
 }
 
-void PackRows(ConstMatrix tile, int width, double *panels) {
+void PackRows(const ConstMatrix &tile, int width, double *panels) {
   for (int first = 0; first < tile.rows; first += width, panels += PanelCells(width, width, tile.columns)) {
     const int lines = std::min(width, tile.rows - first);
     if (lines < width) std::fill_n(panels, PanelCells(width, width, tile.columns), 0.0);

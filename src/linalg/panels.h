@@ -17,8 +17,8 @@ constexpr std::int64_t PanelCells(int lines, int width, int depth) {
 }
 
 // A tile's rows as lines, and its columns as lines; `pack` is the micro-kernel's for the width.
-void PackRows(ConstMatrix tile, int width, double *panels);
-void PackColumns(ConstMatrix tile, int width, PackFunction pack, double *panels);
+void PackRows(const ConstMatrix &tile, int width, double *panels);
+void PackColumns(const ConstMatrix &tile, int width, PackFunction pack, double *panels);
 
 // c (rows x columns) = op(A) op(B) over an inner tile of `depth` cells; with `add` it is added to c. B's lines are read
 // from panels of blockColumns lines, A's from panels of blockRows lines or, where those are null, in place from the

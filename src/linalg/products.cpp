@@ -15,10 +15,10 @@ namespace {
 bool AtLeast(int rows, int columns, int limit) { return static_cast<std::int64_t>(rows) * columns >= limit; }
 
 // Whether the cells of a matrix of one column lie side by side.
-bool IsVector(ConstMatrix m) { return m.columns == 1 && (m.stride == 1 || m.rows == 1); }
+bool IsVector(const ConstMatrix &m) { return m.columns == 1 && (m.stride == 1 || m.rows == 1); }
 
 // That column as a row.
-ConstMatrix AsRow(ConstMatrix m) { return {m.cells, 1, m.rows}; }
+ConstMatrix AsRow(const ConstMatrix &m) { return {m.cells, 1, m.rows}; }
 
 // op(A) times a vector that lies in a row: one inner product for each cell.
 void ByVector(const Product &p) {
@@ -73,7 +73,7 @@ void TiledOrNot(const Product &p, bool tile) {
 }
 
 // A and B are the same view where `symmetric` is set.
-void MulABt(Matrix out, ConstMatrix a, ConstMatrix b, bool symmetric) {
+void MulABt(const Matrix &out, const ConstMatrix &a, const ConstMatrix &b, bool symmetric) {
   if (a.rows == 1 && b.rows == 1) {
     out[0][0] = DotProduct(a[0], b[0], a.columns);
   } else {
@@ -81,7 +81,7 @@ void MulABt(Matrix out, ConstMatrix a, ConstMatrix b, bool symmetric) {
   }
 }
 
-void MulAB(Matrix out, ConstMatrix a, ConstMatrix b) {
+void MulAB(const Matrix &out, const ConstMatrix &a, const ConstMatrix &b) {
   if (IsVector(b)) {
     MulABt(out, a, AsRow(b), false);
   } else {
@@ -89,7 +89,7 @@ void MulAB(Matrix out, ConstMatrix a, ConstMatrix b) {
   }
 }
 
-void MulAtB(Matrix out, ConstMatrix a, ConstMatrix b, bool symmetric) {
+void MulAtB(const Matrix &out, const ConstMatrix &a, const ConstMatrix &b, bool symmetric) {
   if (IsVector(a) && IsVector(b)) {
     out[0][0] = DotProduct(a[0], b[0], a.rows);
   } else {
@@ -100,7 +100,7 @@ void MulAtB(Matrix out, ConstMatrix a, ConstMatrix b, bool symmetric) {
 
 }  // namespace
 
-void KernelMultiply(Matrix out, ConstMatrix a, ConstMatrix b, Transposed which) {
+void KernelMultiply(const Matrix &out, const ConstMatrix &a, const ConstMatrix &b, Transposed which) {
   const int inner = which == Transposed::A ? a.rows : a.columns;
   if (inner == 0) FillMissing(out);
   if (out.Empty() || inner < 1) return;

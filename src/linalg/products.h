@@ -14,12 +14,16 @@ namespace tessel {
 // An inner size of 0 fills `out` with the missing value; any other size of 0 leaves it unchanged. A product A'A or A A'
 // of a matrix with itself (the same view twice) comes out exactly symmetric. It cannot fail: where work memory for the
 // tiled form cannot be had, the untiled one gives the same result to rounding.
-void KernelMultiply(Matrix out, ConstMatrix a, ConstMatrix b, Transposed which);
+void KernelMultiply(const Matrix &out, const ConstMatrix &a, const ConstMatrix &b, Transposed which);
 
 // out = A B.
-inline void MatMul(ConstMatrix a, ConstMatrix b, Matrix out) { kernelTable.multiply(out, a, b, Transposed::None); }
+inline void MatMul(const ConstMatrix &a, const ConstMatrix &b, const Matrix &out) {
+  kernelTable.multiply(out, a, b, Transposed::None);
+}
 
 // out = A B'.
-inline void MatMulBt(ConstMatrix a, ConstMatrix b, Matrix out) { kernelTable.multiply(out, a, b, Transposed::B); }
+inline void MatMulBt(const ConstMatrix &a, const ConstMatrix &b, const Matrix &out) {
+  kernelTable.multiply(out, a, b, Transposed::B);
+}
 
 }  // namespace tessel

@@ -10,7 +10,7 @@ namespace {
 
 // Short groups repeat their last row, whose sums are then formed more than once.
 
-[[gnu::always_inline]] inline void DotFourBody(ConstMatrix rows, const double *y, const double *partial,
+[[gnu::always_inline]] inline void DotFourBody(const ConstMatrix &rows, const double *y, const double *partial,
                                                std::int64_t step, double sums[4]) {
   const int n = rows.columns;
   const double *x[4];
@@ -41,8 +41,8 @@ namespace {
 // Elements per pass of AccumulateBody: four rows of a and the rows of b then stay in the first two caches.
 constexpr int kPassLength = 512;
 
-[[gnu::always_inline]] inline void AccumulateTile(const PartialSums &sums, ConstMatrix a, ConstMatrix b, int i, int j,
-                                                  bool first) {
+[[gnu::always_inline]] inline void AccumulateTile(const PartialSums &sums, const ConstMatrix &a, const ConstMatrix &b,
+                                                  int i, int j, bool first) {
   const int aLast = a.rows - 1, bLast = b.rows - 1;
   const double *x[4];
   const double *y[2];
@@ -69,7 +69,7 @@ constexpr int kPassLength = 512;
     for (int r = 0; r < 4; ++r) At<Double4>(cell[q][r]).v = s[q][r];
 }
 
-[[gnu::always_inline]] inline void AccumulateBody(const PartialSums &sums, ConstMatrix a, ConstMatrix b) {
+[[gnu::always_inline]] inline void AccumulateBody(const PartialSums &sums, const ConstMatrix &a, const ConstMatrix &b) {
   for (int k = 0; k < a.columns; k += kPassLength) {
     const int length = std::min(kPassLength, a.columns - k);
     for (int i = 0; i < a.rows; i += 4)
@@ -78,8 +78,8 @@ constexpr int kPassLength = 512;
   }
 }
 
-[[gnu::always_inline]] inline void AddScaledAndDotGroup(Matrix rows, int count, const double *scales, const double *v,
-                                                        const double *w, double *sums) {
+[[gnu::always_inline]] inline void AddScaledAndDotGroup(const Matrix &rows, int count, const double *scales,
+                                                        const double *v, const double *w, double *sums) {
   const int n = rows.columns;
   double *x[4];
   double scale[4];
@@ -106,7 +106,7 @@ constexpr int kPassLength = 512;
   }
 }
 
-[[gnu::always_inline]] inline void AddScaledAndDotBody(Matrix rows, const double *scales, const double *v,
+[[gnu::always_inline]] inline void AddScaledAndDotBody(const Matrix &rows, const double *scales, const double *v,
                                                        const double *w, double *sums) {
   const int count = rows.rows;
   int r = 0;
@@ -139,14 +139,14 @@ constexpr int kPassLength = 512;
   for (int c = 0; c < kStripWidth; ++c) row[c] = d == 0 ? 0 : row[c] / d;
 }
 
-[[gnu::always_inline]] inline void SolveLowerBody(ConstMatrix l, bool hasDiagonal, StripRow *x) {
+[[gnu::always_inline]] inline void SolveLowerBody(const ConstMatrix &l, bool hasDiagonal, StripRow *x) {
   for (int i = 0; i < l.rows; ++i) {
     SubtractDots(l[i], x, i, x[i]);
     if (hasDiagonal) DivideRow(x[i], l[i][i]);
   }
 }
 
-[[gnu::always_inline]] inline void SolveUpperBody(ConstMatrix u, StripRow *x) {
+[[gnu::always_inline]] inline void SolveUpperBody(const ConstMatrix &u, StripRow *x) {
   for (int q = u.rows - 1; q >= 0; --q) {
     SubtractDots(u[q] + q + 1, x + q + 1, u.rows - 1 - q, x[q]);
     DivideRow(x[q], u[q][q]);
@@ -155,40 +155,40 @@ constexpr int kPassLength = 512;
 
 namespace baseline {
 
-void DotFour(ConstMatrix rows, const double *y, const double *partial, std::int64_t step, double sums[4]) {
+void DotFour(const ConstMatrix &rows, const double *y, const double *partial, std::int64_t step, double sums[4]) {
   DotFourBody(rows, y, partial, step, sums);
 }
-void Accumulate(const PartialSums &sums, ConstMatrix a, ConstMatrix b) { AccumulateBody(sums, a, b); }
-void AddScaledAndDot(Matrix rows, const double *scales, const double *v, const double *w, double *sums) {
+void Accumulate(const PartialSums &sums, const ConstMatrix &a, const ConstMatrix &b) { AccumulateBody(sums, a, b); }
+void AddScaledAndDot(const Matrix &rows, const double *scales, const double *v, const double *w, double *sums) {
   AddScaledAndDotBody(rows, scales, v, w, sums);
 }
 void AddScaled(double *x, double scale, const double *v, int n) { AddScaledBody(x, scale, v, n); }
-void SolveLower(ConstMatrix l, bool hasDiagonal, StripRow *x) { SolveLowerBody(l, hasDiagonal, x); }
-void SolveUpper(ConstMatrix u, StripRow *x) { SolveUpperBody(u, x); }
+void SolveLower(const ConstMatrix &l, bool hasDiagonal, StripRow *x) { SolveLowerBody(l, hasDiagonal, x); }
+void SolveUpper(const ConstMatrix &u, StripRow *x) { SolveUpperBody(u, x); }
 
 }  // namespace baseline
 
 #if defined(__x86_64__)
 namespace avx2 {
 
-[[gnu::target("avx2")]] void DotFour(ConstMatrix rows, const double *y, const double *partial, std::int64_t step,
+[[gnu::target("avx2")]] void DotFour(const ConstMatrix &rows, const double *y, const double *partial, std::int64_t step,
                                      double sums[4]) {
   DotFourBody(rows, y, partial, step, sums);
 }
-[[gnu::target("avx2")]] void Accumulate(const PartialSums &sums, ConstMatrix a, ConstMatrix b) {
+[[gnu::target("avx2")]] void Accumulate(const PartialSums &sums, const ConstMatrix &a, const ConstMatrix &b) {
   AccumulateBody(sums, a, b);
 }
-[[gnu::target("avx2")]] void AddScaledAndDot(Matrix rows, const double *scales, const double *v, const double *w,
+[[gnu::target("avx2")]] void AddScaledAndDot(const Matrix &rows, const double *scales, const double *v, const double *w,
                                              double *sums) {
   AddScaledAndDotBody(rows, scales, v, w, sums);
 }
 [[gnu::target("avx2")]] void AddScaled(double *x, double scale, const double *v, int n) {
   AddScaledBody(x, scale, v, n);
 }
-[[gnu::target("avx2")]] void SolveLower(ConstMatrix l, bool hasDiagonal, StripRow *x) {
+[[gnu::target("avx2")]] void SolveLower(const ConstMatrix &l, bool hasDiagonal, StripRow *x) {
   SolveLowerBody(l, hasDiagonal, x);
 }
-[[gnu::target("avx2")]] void SolveUpper(ConstMatrix u, StripRow *x) { SolveUpperBody(u, x); }
+[[gnu::target("avx2")]] void SolveUpper(const ConstMatrix &u, StripRow *x) { SolveUpperBody(u, x); }
 
 }  // namespace avx2
 #endif

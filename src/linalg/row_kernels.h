@@ -29,24 +29,24 @@ struct PartialSums {
 struct RowKernels {
   // sums[r] = the inner product of row r and y, for one to four rows. partial: null, or row 0's partial sums over the
   // elements before, with those of the next rows `step` doubles apart.
-  void (*dotFour)(ConstMatrix rows, const double *y, const double *partial, std::int64_t step, double sums[4]);
+  void (*dotFour)(const ConstMatrix &rows, const double *y, const double *partial, std::int64_t step, double sums[4]);
 
   // sums (i, j) = the partial sums of row i of a and row j of b, whose length is a multiple of 4.
-  void (*accumulate)(const PartialSums &sums, ConstMatrix a, ConstMatrix b);
+  void (*accumulate)(const PartialSums &sums, const ConstMatrix &a, const ConstMatrix &b);
 
   // For every row x: x += scales[r] * v, then sums[r] = the inner product of x and w, in one pass. `sums` may be
   // `scales`.
-  void (*addScaledAndDot)(Matrix rows, const double *scales, const double *v, const double *w, double *sums);
+  void (*addScaledAndDot)(const Matrix &rows, const double *scales, const double *v, const double *w, double *sums);
 
   // x += scale * v over n elements.
   void (*addScaled)(double *x, double scale, const double *v, int n);
 
   // Solves L X = x in place for one strip. Without `hasDiagonal` the diagonal is 1 and not read; a diagonal cell of 0
   // gives 0.
-  void (*solveLower)(ConstMatrix l, bool hasDiagonal, StripRow *x);
+  void (*solveLower)(const ConstMatrix &l, bool hasDiagonal, StripRow *x);
 
   // Solves U X = x in place for one strip; a diagonal cell of 0 gives 0.
-  void (*solveUpper)(ConstMatrix u, StripRow *x);
+  void (*solveUpper)(const ConstMatrix &u, StripRow *x);
 };
 
 extern const RowKernels kBaselineRowKernels;

@@ -10,7 +10,7 @@ namespace {
 constexpr int kTileRows = 2;
 constexpr int kWeightedColumns = 4;
 
-[[gnu::always_inline]] inline void AddWeightedBody(const WeightedVectors &block, double *scaled, Matrix sums) {
+[[gnu::always_inline]] inline void AddWeightedBody(const WeightedVectors &block, double *scaled, const Matrix &sums) {
   const std::int64_t stride = block.vectors.stride;
   const int count = block.vectors.rows;
   for (int v = 0; v < count; ++v) {
@@ -34,7 +34,7 @@ constexpr int kWeightedColumns = 4;
 
 // A tile's sums stay in registers over all lags.
 template <class Vector>
-[[gnu::always_inline]] inline void AddLaggedBody(const LaggedVectors &vectors, Matrix sums) {
+[[gnu::always_inline]] inline void AddLaggedBody(const LaggedVectors &vectors, const Matrix &sums) {
   constexpr int width = sizeof(Vector) / sizeof(double);
   const double *g = vectors.past[0];
   for (int p = 0; p < sums.rows; p += kTileRows)
@@ -57,18 +57,20 @@ template <class Vector>
 
 namespace baseline {
 
-void AddWeighted(const WeightedVectors &block, double *scaled, Matrix sums) { AddWeightedBody(block, scaled, sums); }
-void AddLagged(const LaggedVectors &vectors, Matrix sums) { AddLaggedBody<Double2>(vectors, sums); }
+void AddWeighted(const WeightedVectors &block, double *scaled, const Matrix &sums) {
+  AddWeightedBody(block, scaled, sums);
+}
+void AddLagged(const LaggedVectors &vectors, const Matrix &sums) { AddLaggedBody<Double2>(vectors, sums); }
 
 }  // namespace baseline
 
 #if defined(__x86_64__)
 namespace avx2 {
 
-[[gnu::target("avx2")]] void AddWeighted(const WeightedVectors &block, double *scaled, Matrix sums) {
+[[gnu::target("avx2")]] void AddWeighted(const WeightedVectors &block, double *scaled, const Matrix &sums) {
   AddWeightedBody(block, scaled, sums);
 }
-[[gnu::target("avx2")]] void AddLagged(const LaggedVectors &vectors, Matrix sums) {
+[[gnu::target("avx2")]] void AddLagged(const LaggedVectors &vectors, const Matrix &sums) {
   AddLaggedBody<Double4>(vectors, sums);
 }
 

@@ -21,10 +21,10 @@ struct WeightedVectors {
 struct SumKernels {
   // Cell (i, j) of the lower triangle gains the sum over the vectors v of weight_v v_i v_j, in the order of v. `scaled`
   // is work memory of the block's size. Sums and vectors are padded as for AddLaggedProducts.
-  void (*addWeighted)(const WeightedVectors &block, double *scaled, Matrix sums);
+  void (*addWeighted)(const WeightedVectors &block, double *scaled, const Matrix &sums);
 
   // AddLaggedProducts.
-  void (*addLagged)(const LaggedVectors &vectors, Matrix sums);
+  void (*addLagged)(const LaggedVectors &vectors, const Matrix &sums);
 };
 
 extern const SumKernels kBaselineSumKernels;

@@ -14,15 +14,15 @@ constexpr int Tiles(int n, int tile) { return (n + tile - 1) / tile; }
 
 std::int64_t Cells(int rows, int columns) { return static_cast<std::int64_t>(rows) * columns; }
 
-// A running product: its plan, its scratch, and what the packed tiles hold.
+// A running product: its plan, its scratch, and what the packed tiles hold. A is read in place unless it is given
+// transposed, and without a result tile the one tile is the result.
 struct Tiler {
   const Product &p;
   TilePlan plan;
   const MicroKernel &kernel;
-  OwnedBlock<double> aTile, bTile;  // A is read in place unless it is given transposed
-  OwnedMatrix result;
+  OwnedBlock<double> block{};  // the scratch that is not on the stack
   double *aPanels = nullptr, *bPanels = nullptr;
-  bool direct = false;         // one tile covers the result: no result tile
+  Matrix result{};
   int aRow = -1, aInner = -1;  // the place of the packed A tile
   int bColumn = -1, bInner = -1;
 };
@@ -33,27 +33,30 @@ struct SmallPanels {
   alignas(64) double a[kSmallPanels], b[kSmallPanels];
 };
 
-// Panels of `lines` lines, from a cache line on.
-double *TakePanels(double *small, OwnedBlock<double> &owner, int lines, int width, int depth) {
-  constexpr int line = 8;
-  const std::int64_t cells = PanelCells(lines, width, depth);
-  if (cells <= kSmallPanels) return small;
-  owner = OwnedBlock<double>(cells + line);
-  if (!owner) return nullptr;
-  const auto address = reinterpret_cast<std::uintptr_t>(owner.get());
-  return owner.get() + (line - address / sizeof(double) % line) % line;
-}
+constexpr int kLine = 8;  // doubles in a cache line, at whose begin each part of the scratch begins
 
+// The rest of the scratch is one block. An allocator that gives free memory at the end of the heap back to the system
+// at once would otherwise be made to do so by every product.
 bool TakeScratch(Tiler &t, SmallPanels &small) {
   const auto &[rows, columns, inner] = t.plan;
-  if (t.p.which == Transposed::A) {
-    t.aPanels = TakePanels(small.a, t.aTile, rows, t.kernel.blockRows, inner);
-    if (t.aPanels == nullptr) return false;
-  }
-  t.bPanels = TakePanels(small.b, t.bTile, columns, t.kernel.blockColumns, inner);
-  t.direct = rows == t.p.out.rows && columns == t.p.out.columns;
-  if (!t.direct) t.result = OwnedMatrix(rows, RoundUp(columns, t.kernel.blockColumns));
-  return t.bPanels != nullptr && (t.direct || t.result);
+  const bool packA = t.p.which == Transposed::A, direct = rows == t.p.out.rows && columns == t.p.out.columns;
+  const int resultColumns = RoundUp(columns, std::max(t.kernel.blockColumns, kLine));
+  std::int64_t aCells = packA ? PanelCells(rows, t.kernel.blockRows, inner) : 0;
+  std::int64_t bCells = PanelCells(columns, t.kernel.blockColumns, inner);
+  if (packA && aCells <= kSmallPanels) t.aPanels = small.a, aCells = 0;
+  if (bCells <= kSmallPanels) t.bPanels = small.b, bCells = 0;
+  const std::int64_t aEnd = (aCells + kLine - 1) / kLine * kLine, bEnd = aEnd + (bCells + kLine - 1) / kLine * kLine;
+  const std::int64_t end = bEnd + (direct ? 0 : Cells(rows, resultColumns));
+  if (end == 0) return true;
+
+  t.block = OwnedBlock<double>(end + kLine);
+  if (!t.block) return false;
+  const auto address = reinterpret_cast<std::uintptr_t>(t.block.get()) / sizeof(double);
+  double *first = t.block.get() + (kLine - address % kLine) % kLine;
+  if (aCells > 0) t.aPanels = first;
+  if (bCells > 0) t.bPanels = first + aEnd;
+  if (!direct) t.result = {first + bEnd, rows, resultColumns};
+  return true;
 }
 
 // A tile of the result and one inner tile.
@@ -82,8 +85,8 @@ void Pack(Tiler &t, const Tile &tile) {
 
 // Adds the packed inner tile to the tile of the result, or starts it.
 void MultiplyTile(const Tiler &t, const Tile &tile, bool add) {
-  const Matrix c = t.direct ? t.p.out.Block(tile.row, tile.rows, tile.column, tile.columns)
-                            : t.result.View().Block(0, tile.rows, 0, RoundUp(tile.columns, t.kernel.blockColumns));
+  const Matrix c = t.result ? t.result.Block(0, tile.rows, 0, RoundUp(tile.columns, t.kernel.blockColumns))
+                            : t.p.out.Block(tile.row, tile.rows, tile.column, tile.columns);
   const ConstMatrix a = t.aPanels == nullptr ? t.p.a.Block(tile.row, tile.rows, tile.inner, tile.depth) : ConstMatrix();
   MultiplyPanels({.a = a,
                   .aPanels = t.aPanels,
@@ -115,7 +118,7 @@ TilePlan PlanTiles(const Product &p) {
 }
 
 bool TiledProduct(const Product &p) {
-  Tiler t{p, PlanTiles(p), CurrentMicroKernel(), {}, {}, {}};
+  Tiler t{.p = p, .plan = PlanTiles(p), .kernel = CurrentMicroKernel()};
   SmallPanels small;
   if (!TakeScratch(t, small)) return false;
   const int innerTiles = Tiles(p.Inner(), t.plan.inner);
@@ -132,7 +135,7 @@ bool TiledProduct(const Product &p) {
         Pack(t, tile);
         MultiplyTile(t, tile, step > 0);
       }
-      for (int i = 0; !t.direct && i < tile.rows; ++i) {
+      for (int i = 0; t.result && i < tile.rows; ++i) {
         const int end = p.symmetric ? std::min(tile.columns, first + i + 1 - column) : tile.columns;
         std::copy_n(t.result[i], end, p.out[first + i] + column);
       }

@@ -12,8 +12,8 @@ namespace tessel {
 // out = op(A) op(B), where op transposes the operand that `which` names. No size is 0. `symmetric` promises that the
 // result is symmetric: only its lower triangle is computed, and mirrored.
 struct Product {
-  Matrix out;
-  ConstMatrix a, b;
+  const Matrix &out;
+  const ConstMatrix &a, &b;
   Transposed which;
   bool symmetric;
 
