@@ -34,7 +34,7 @@ def exact(rows):
     return [[mpf(x) for x in row] for row in rows]
 
 
-def derivatives(positions, log_liks, theta, information=None, tolerance=1e-11):
+def derivatives(positions, log_liks, theta, information=None, tolerance=1e-11, total=1e-13):
     """Expected values of score, information, log-likelihoods and outer product, at their positions, and the result."""
     theta = [mpf(x) for x in theta]
     scores = [gradient(f, theta) for f in log_liks]
@@ -43,7 +43,7 @@ def derivatives(positions, log_liks, theta, information=None, tolerance=1e-11):
         information = [[-x for x in row] for row in hessian(lambda at: sum(f(at) for f in log_liks), theta)]
     elif information == "outer":
         information = outer(scores)
-    cases.value(-1, 1e-13, sum(values))
+    cases.value(-1, total, sum(values))
     for position, value in zip(positions, ([sum(s) for s in zip(*scores)], information, values, outer(scores))):
         cases.value(position, tolerance, value)
 
@@ -126,7 +126,7 @@ def negative_binomial_pmf(P):
     return log_pmf
 
 
-def count(name, kind, L, P, y, b0, spread, shape=(), cells=0, support=None, tolerance=1e-11):
+def count(name, kind, L, P, y, b0, spread, shape=(), cells=0, support=None, tolerance=1e-11, total=1e-13):
     T, k = len(y), 2
     x = [[1.0, row[0]] for row in normals(T, 1)]
     theta = [b0, spread, *shape]
@@ -142,7 +142,7 @@ def count(name, kind, L, P, y, b0, spread, shape=(), cells=0, support=None, tole
         return value
     at = [mpf(v) for v in theta]
     derivatives([7, 8, 10, 11], [lambda v, t=t: log_f(t, y[t], v) for t in range(T)], theta,
-                None if kind == 0 else "outer", tolerance)
+                None if kind == 0 else "outer", tolerance, total)
     if cells:
         cases.value(9, 1e-12, [[sum(mpmath.exp(log_f(t, c, at)) for t in range(T)) for c in range(cells)]])
 
@@ -234,4 +234,7 @@ vote()
 visits()
 count("negative-binomial-large-mean-up-to-3000", 1, 3000, 0, [900, 1003, 1100], 6.9, 0.05, (-9.0,), support=2000,
       tolerance=1e-10)
+count("negative-binomial-large-counts-low-dispersion", 1, 0, 0, [1300, 1001, 2500], 7.0, 0.3, (-4.0,))
+count("negative-binomial-large-counts-large-shape", 1, 0, 0, [1300, 1150, 1250], 7.1, 0.03, (-12.0,), tolerance=1e-10,
+      total=1e-12)
 cases.write()

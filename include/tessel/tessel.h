@@ -86,7 +86,7 @@ MORV_API void FnExitAlgebraNls(MorvValue *rtn, MorvValue *args, int count);
  * rtn: 1, also for an empty series; 0 with outputs unchanged when y has not one column, c fewer than T cells, a or b
  * columns but no row, or an output has no memory. Without work memory rtn is 1 and both outputs hold zeros. From
  * t = max(columns of a, of b) on, l holds the bounded values, earlier those before the bound.
- * Nelson, D.B. (1991), Econometrica 59. */
+ * Nelson, D.B. (1991), Conditional heteroskedasticity in asset returns: a new approach, Econometrica 59. */
 MORV_API void FnEgarchVar(MorvValue *rtn, MorvValue *args, int count);
 
 /* Conditional variances of a GARCH(p, q) model:
@@ -103,8 +103,9 @@ MORV_API void FnEgarchVar(MorvValue *rtn, MorvValue *args, int count);
  *  10 output  e      T x 1
  * rtn: 1; 0 with outputs unchanged when T is below 1, y has not one column, c fewer than T cells, a lag order is
  * negative or the coefficients are too few, or memory fails. Neither h nor its logarithm is tested or bounded.
- * Bollerslev, T. (1986), Journal of Econometrics 31; Glosten, L.R., Jagannathan, R. and Runkle, D.E. (1993), Journal of
- * Finance 48. */
+ * Bollerslev, T. (1986), Generalized autoregressive conditional heteroskedasticity, Journal of Econometrics 31.
+ * Glosten, L.R., Jagannathan, R. and Runkle, D.E. (1993), On the relation between the expected value and the volatility
+ * of the nominal excess return on stocks, Journal of Finance 48. */
 MORV_API void FnGarchVar(MorvValue *rtn, MorvValue *args, int count);
 
 /* Forward filter of a Markov chain of n hidden regimes.
@@ -114,8 +115,9 @@ MORV_API void FnGarchVar(MorvValue *rtn, MorvValue *args, int count);
  *   3 output      T x 1, the likelihood of each observation given the past
  *   4 optional output  filtered probabilities, T x n
  * rtn: 1; untouched when an output has no memory. Without work memory the outputs hold missing values. A likelihood of
- * 0 leaves probabilities that are not numbers from there on. Matrices P and pi of other shapes are refused. Hamilton,
- * J.D. (1989), Econometrica 57. */
+ * 0 leaves probabilities that are not numbers from there on. Matrices P and pi of other shapes are refused.
+ * Hamilton, J.D. (1989), A new approach to the economic analysis of nonstationary time series and the business cycle,
+ * Econometrica 57. */
 MORV_API void FnFilterMS(MorvValue *rtn, MorvValue *args, int count);
 
 /* Backward smoother of a Markov chain of n hidden regimes.
@@ -125,7 +127,8 @@ MORV_API void FnFilterMS(MorvValue *rtn, MorvValue *args, int count);
  *   3 output  n x n, cell (i, j) the expected number of moves from regime j to regime i
  * Smoothed probabilities at or below 1e-100 become 0, those above 1 become 1, and rows are not scaled to sum to 1.
  * rtn: 1; untouched when T is below 1 or an output has no memory. Without work memory the outputs hold missing values.
- * A matrix P of another shape is refused. Kim, C.-J. (1994), Journal of Econometrics 60. */
+ * A matrix P of another shape is refused.
+ * Kim, C.-J. (1994), Dynamic linear models with Markov-switching, Journal of Econometrics 60. */
 MORV_API void FnSmoothMS(MorvValue *rtn, MorvValue *args, int count);
 
 /* ---- Forecasting. Series stand one to a row, time along the columns, counted from 0. A linear system of nY endogenous
@@ -259,7 +262,8 @@ MORV_API void FnCountJD(MorvValue *rtn, MorvValue *args, int count);
  *  10 optional output  log-likelihoods  T x 1
  *  11 optional output  outer product    nP x nP
  * rtn: the log-likelihood, without multinomial constant; missing also when d has fewer columns than J.
- * McFadden, D. (1974), Conditional logit analysis of qualitative choice behavior. */
+ * McFadden, D. (1974), Conditional logit analysis of qualitative choice behavior, in: Zarembka, P. (ed.), Frontiers in
+ * Econometrics. */
 MORV_API void FnLogitJD(MorvValue *rtn, MorvValue *args, int count);
 
 /* Derivatives of logit probabilities with respect to the regressors.

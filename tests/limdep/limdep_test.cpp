@@ -1,4 +1,5 @@
 // Likelihoods of limited dependent variable models, called as a user calls them.
+#include <chrono>
 #include <cmath>
 #include <functional>
 #include <tuple>
@@ -41,6 +42,7 @@ TEST(Limdep, UnusableArgumentsEndTheCallAtOnce) {
       {"FnLogitJD", Logit(one, zeroOne, 2, pair, kNone, kNone, pair)},  // offsets of one outcome alone
       {"FnBinProbitJD", Probit(one, Mat(1, 2, {0, 1}), Mat(1, 1, {1}))},
       {"FnBinProbitJD", Probit(one, zeroOne, Mat(1, 1, {1}))},
+      {"FnBinProbitJD", Probit(one, zeroOne, Mat(3, 1, {1, 1, 1}))},
       {"FnBinProbitJD", Probit(one, zeroOne, Mat(2, 0, {}))},
       {"FnBinProbitJD", Probit(kNone, zeroOne, pair)},
       {"FnBinProbitJD", Probit(one, Mat(2, 1, {0, 2}), pair)},
@@ -87,11 +89,28 @@ TEST(Limdep, TheNegativeBinomialEndsInThePoisson) {
   }
 }
 
+// With mu = 1 the full models have f(0) : f(1) = 1 : 1 and, where alpha = 1, 1 : 1/2.
+TEST(Limdep, CountsUpToOne) {
+  const auto value = [](int model) {
+    return Call("FnCountJD", Count(Mat(2, 1, {0, 0}), Mat(1, 1, {1}), Mat(1, 1, {1}), model, 1)).At(-1)[0];
+  };
+  EXPECT_DOUBLE_EQ(value(0), std::log(1.0 / 2));
+  EXPECT_DOUBLE_EQ(value(1), std::log(1.0 / 3));
+}
+
 TEST(Limdep, AnOverflowingMeanAddsNothingToTheFrequencies) {
   const CaseRun run = Call("FnCountJD", Count(Mat(1, 1, {1}), Mat(2, 1, {0, 1}), Mat(2, 1, {0, 800}), 0, 0, 3));
   EXPECT_EQ(run.At(-1)[0], -HUGE_VAL);
   for (const std::size_t c : {0U, 1U, 2U})
     EXPECT_NEAR(run.At(9)[c], std::exp(-1.0) / (c < 2 ? 1 : 2), 1e-15) << "mean 1 alone";
+}
+
+// Once the terms of a truncated sum are lost, no time is spent on the others.
+TEST(Limdep, AnOverflowingMeanEndsATruncatedSum) {
+  const auto start = std::chrono::steady_clock::now();
+  const CaseRun run = Call("FnCountJD", Count(Mat(1, 1, {1}), Mat(1, 1, {1}), Mat(1, 1, {800}), 0, 2147483647));
+  EXPECT_EQ(run.At(-1)[0], -HUGE_VAL);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2)) << "2^31 terms take longer";
 }
 
 // What the headers state for exhausted memory: no result and missing outputs; for logit and probit also, where the sums
@@ -174,10 +193,15 @@ TEST(Logit, FormsOfTheData) {
       << "a row of weights";
   EXPECT_DOUBLE_EQ(value(Logit(kNone, Mat(2, 1, {0, 1}), 2, kNone, kNone, Mat(1, 1, {9}))), 2 * half)
       << "weights of another size are absent";
+  EXPECT_DOUBLE_EQ(value(Logit(kNone, Mat(2, 1, {0, 1}), 2, kNone, kNone, Mat(3, 1, {9, 9, 9}))), 2 * half);
   const CaseRun none = Call("FnLogitJD", Logit(Mat(2, 1, {1, 2}), kNone, 2, kNone));
   EXPECT_EQ(none.At(-1)[0], 0);
   EXPECT_EQ(none.At(8), std::vector<double>(4, 0.0));
   EXPECT_EQ(value(Logit(kNone, Mat(0, 1, {}), 4'000'000, kNone)), 0) << "nothing runs over pairs of outcomes";
+  std::vector<Argument> declined =
+      Logit(Mat(99'999, 1, std::vector<double>(99'999)), Mat(0, 1, {}), 100'000, Mat(0, 1, {}));
+  declined[8] = declined[11] = Declined();
+  EXPECT_EQ(value(declined), 0) << "no memory is taken for matrices that are not wanted";
 }
 
 TEST(Logit, ExtremeIndices) {
@@ -244,12 +268,14 @@ TEST(Probit, FarTails) {
 }
 
 TEST(ActFitTable, CountsCases) {
-  const Argument p = Mat(4, 2, {0.2, 0.8, 0.5, 0.5, 0, 0, NAN, 0.1});
-  const CaseRun index = Call("FnActFitTable", {Mat(4, 1, {1, 1, 0, 1}), p});
-  EXPECT_EQ(index.At(-1), (std::vector<double>{1, 0, 1, 1, 2, 3, 2, 2, 4})) << "the first of equals, 0 for none";
+  const Argument p = Mat(5, 2, {0.2, 0.8, 0.5, 0.5, 0, 0, NAN, 0.1, -0.5, -0.2});
+  const CaseRun index = Call("FnActFitTable", {Mat(5, 1, {1, 1, 0, 1, 0}), p});
+  EXPECT_EQ(index.At(-1), (std::vector<double>{2, 0, 2, 1, 2, 3, 3, 2, 5})) << "the first of equals, 0 for none";
   const CaseRun counts = Call("FnActFitTable", {Mat(2, 2, {0.6, 2.5, 0.6, 3e9}), Mat(2, 2, {0.2, 0.8, 0.9, 0.1})});
   EXPECT_EQ(counts.At(-1), (std::vector<double>{0.6, 0.6, 0, 3e9, 2.5, 2147483647, 2147483647, 2, 2147483647}))
       << "totals of truncated cells";
+  const std::vector<double> partly = Call("FnActFitTable", {Mat(1, 2, {NAN, 5}), Mat(1, 2, {0.2, 0.8})}).At(-1);
+  for (std::size_t i = 0; i < 9; ++i) EXPECT_EQ(std::isnan(partly[i]), i == 1 || i == 2 || i == 7 || i == 8) << i;
   EXPECT_EQ(Call("FnActFitTable", {Mat(2, 1, {7, 8}), kNone}).At(-1), std::vector<double>{0});
 }
 

@@ -26,6 +26,7 @@ TEST(Volatility, UnusableSizesLeaveTheOutputsAlone) {
   const std::vector<std::vector<Argument>> garch = {Garch(Mat(0, 1, {}), y, three, 1, 1),
                                                     Garch(y, Mat(1, 1, {1}), three, 1, 1),
                                                     Garch(y, y, three, 2, 1),
+                                                    Garch(y, y, Mat(1, 2, {0, 0.3}), 1, 1),
                                                     Garch(y, y, three, -1, 1),
                                                     Garch(y, y, three, 1, -1),
                                                     Garch(Mat(1, 2, {1, 2}), y, three, 1, 1)};
