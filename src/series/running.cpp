@@ -34,7 +34,7 @@ void Accumulate(std::span<const double> x, RateAt rateAt, double stock, std::spa
     const bool missing = IsMissing(x[t]) || IsMissing(rate);
     ended = ended || (started && missing);
     started = started || !missing;
-    if (started && !ended) stock = (1 - rate) * stock + x[t];
+    if (!missing) stock = (1 - rate) * stock + x[t];
     tail.Set(t, started && !ended ? stock : MissingValue());
   }
 }

@@ -20,7 +20,8 @@ double BetaForm(double t, double v, double c) {
   return BetaFactor(c, complement, v / 2, 0.5) * BetaFraction(c, v / 2, 0.5) / v;
 }
 
-// The series has about df/2 terms, all positive and falling: once a term leaves the sum as it is, so do the rest.
+// t below 4, which keeps the tail above 0. The series has about df/2 terms, all positive and falling: once a term
+// leaves the sum as it is, so do the rest.
 double FiniteSeries(double t, int df, double c) {
   const int odd = df % 2;
   const double s = t / std::sqrt(static_cast<double>(df));
@@ -33,9 +34,7 @@ double FiniteSeries(double t, int df, double c) {
     sum = next;
   }
   if (df == 1) sum = 0;
-  const double tail =
-      odd ? 0.5 - (std::atan(s) + c * s * sum) * 0.3183098861837907 : (1 - std::sqrt(c) * s * sum) * 0.5;
-  return tail <= 0 ? 0 : tail;
+  return odd ? 0.5 - (std::atan(s) + c * s * sum) * 0.3183098861837907 : (1 - std::sqrt(c) * s * sum) * 0.5;
 }
 
 // t below 4, df above kSeriesMaxDf, where the error of the expansion is below 1e-20 and the series would only be slower

@@ -66,6 +66,9 @@ TEST(Dates, EveryDayTo3000) {
     }
   }
   EXPECT_EQ(number, 2817153) << "1 January 3001, as datetime counts in Python";
+  for (int year = 3001; year < 10000; ++year)
+    ASSERT_EQ(EasterDate(year), DateFromYmd(year, 3, 1) + Easter(year) - 1) << year;
+  EXPECT_EQ(EasterDate(1582), DateFromYmd(1582, 4, 15)) << "the last by the Julian calendar";
   for (const int year : {INT_MIN, -1, 0, INT_MAX}) EasterDate(year);
 }
 

@@ -129,6 +129,15 @@ TEST(Spectral, CorrelogramIsThePlainSum) {
   }
 }
 
+// A sum of squares below 1e-20 counts as none.
+TEST(Spectral, NoVariation) {
+  Series out(3);
+  ASSERT_EQ(Correlogram(Series{0, 1.2e-10, 0}, out), Status::Ok);  // 0.96e-20
+  EXPECT_EQ(out, (Series{1, 0, 0}));
+  ASSERT_EQ(Correlogram(Series{0, 1.3e-10, 0}, out), Status::Ok);
+  EXPECT_NEAR(out[1], -2.0 / 3, 1e-12);
+}
+
 // An autocorrelation of 1 ends the recursion, here at lag 2.
 TEST(Spectral, PartialCorrelogramStopsAtOne) {
   const Series r = {1, 0, 1, 0};
@@ -144,6 +153,38 @@ TEST(Spectral, PeriodogramOfALine) {
   Series out(n / 2 + 1);
   ASSERT_EQ(Periodogram(x, out), Status::Ok);
   for (int j = 0; j <= n / 2; ++j) ASSERT_NEAR(out.data()[j], j == line ? n / (2 * std::numbers::pi) : 0, 1e-9) << j;
+}
+
+// The recursion of Levinson over all sizes, in plain loops: Golub and Van Loan, algorithm 4.7.2.
+Series PlainLevinson(const Series &t, Series y) {
+  const auto element = [&](std::size_t i) { return i < t.size() ? t[i] : 0.0; };
+  Series a;
+  double pivot = t[0];
+  y[0] /= pivot;
+  for (std::size_t k = 1; k < y.size(); ++k) {
+    double p = element(k), rest = 0;
+    for (std::size_t i = 1; i < k && i < t.size(); ++i) p += t[i] * a[k - 1 - i];
+    p = -p / pivot;
+    const Series before = a;
+    for (std::size_t j = 0; j < before.size(); ++j) a[j] += p * before[before.size() - 1 - j];
+    a.push_back(p);
+    pivot *= 1 - p * p;
+    for (std::size_t i = 1; i <= k && i < t.size(); ++i) rest += t[i] * y[k - i];
+    const double next = (y[k] - rest) / pivot;
+    for (std::size_t j = 0; j < k; ++j) y[j] += next * a[k - 1 - j];
+    y[k] = next;
+  }
+  return y;
+}
+
+// To the bit, although the solver leaves out what changes no digit.
+TEST(Smooth, ToeplitzIsThePlainRecursion) {
+  for (const Series &t : {Series{9601, -6400, 1600}, {2, 0.9, 0.5, 0.3, 0.1}, {1, 0, 0.4}}) {
+    Series solution = Generate(1501, [](int i) { return std::cos(3 * i); });
+    const Series plain = PlainLevinson(t, solution);
+    ASSERT_EQ(ToeplitzSolve(t, solution).status, Status::Ok);
+    EXPECT_EQ(solution, plain) << t[0];
+  }
 }
 
 // The solution is put back into the equations. The determinant of the matrix of 2 and -1 is m + 1.
@@ -187,6 +228,19 @@ TEST(Smooth, KernelOfLongSeriesIsThePlainSum) {
         ASSERT_EQ(out.data()[i], sum / weights) << h << " " << i;
       }
     }
+  }
+}
+
+// Three values have one second difference d, and the trend x - lambda d (1, -2, 1) / (1 + 6 lambda). A lambda of 1e-20
+// means 1600. A spline's equations of three values overflow in one pivot.
+TEST(Smooth, ThreeValues) {
+  const Series x = {1, 5, 2, NAN}, d = {-7, 14, -7};
+  for (const auto &[lambda, used] : {std::pair(2.0, 2.0), {1e-20, 1600.0}, {1.1e-20, 0.0}}) {
+    Series out(4, 9);
+    ASSERT_EQ(SmoothTrend(x, lambda, out), Status::Ok);
+    for (std::size_t i = 0; i < 3; ++i) EXPECT_NEAR(out[i], x[i] - used * d[i] / (1 + 6 * used), 1e-12) << lambda;
+    EXPECT_EQ(out[3], 9);
+    EXPECT_EQ(SmoothSpline(x, -1e308, out), Status::Singular);
   }
 }
 
@@ -292,6 +346,15 @@ TEST(Running, TailsOfSumsAndExtremes) {
         EXPECT_TRUE(out[i] == e || (std::isnan(out[i]) && std::isnan(e))) << e << " " << out[i];
       }
     }
+  // Weights beyond 0 to 1 count as 0 or 1.
+  Series held(6), clamped(6);
+  for (const auto &[weight, end] : {std::pair(-0.5, 0.0), {1.5, 1.0}}) {
+    SmoothExponentially(x, weight, weight, clamped), SmoothExponentially(x, end, end, held);
+    EXPECT_TRUE(std::ranges::equal(clamped, held, [](double a, double b) { return a == b || std::isnan(a); }));
+    CorrelateExponentially(Series{1, 2, -1, 3}, Series{2, -1, 1, 1}, weight, std::span(clamped).first(4));
+    CorrelateExponentially(Series{1, 2, -1, 3}, Series{2, -1, 1, 1}, end, std::span(held).first(4));
+    EXPECT_EQ(clamped[3], held[3]);
+  }
   EXPECT_EQ(MeanOfValues(x), 2.5);
   EXPECT_EQ(VarianceOfValues(x), 7.25);
   EXPECT_TRUE(std::isnan(MeanOfValues({})));

@@ -35,18 +35,24 @@ int Whole(double x) { return static_cast<int>(x); }
 const Family kFamilies[] = {
     // From 0.28 to 0.3 in |x|/sqrt(2) the lower branch ends with 1.1e-15.
     {"NormalTail", kNormalTail, [](double x, double, double) { return NormalTail(x, Upper); }, 1e-13, 1.1e-15},
+    {"NormalUpperTail", std::span(kNormalTail).last(5), [](double x, double, double) { return NormalTail(x, Upper); },
+     1e-13, 0},
     {"NormalFarTail", kNormalFarTail, [](double x, double, double) { return NormalTail(x, Upper); }, 1e-10, 0},
     {"NormalLower", kNormalTail, [](double x, double, double) { return 1 - NormalCdf(x); }, 0, 1.1e-15},
     {"LogGamma", kLogGamma, [](double x, double, double) { return LogGamma(x); }, 1e-15, 1e-14},
-    {"Gamma", kGamma, [](double x, double, double) { return Gamma(x); }, 2e-13, 0},
+    {"Gamma", kGamma, [](double x, double, double) { return Gamma(x); }, 1e-15, 0},
+    {"GammaBeyond", kGammaBeyond, [](double x, double, double) { return Gamma(x); }, 2e-13, 0},
     {"Polygamma", kPolygamma, [](double x, double n, double) { return Polygamma(x, Whole(n)); }, 1e-13, 1e-15},
     {"UpperGamma", kUpperGamma, [](double x, double p, double) { return IncompleteGamma(x, p, Upper); }, 1e-10, 1e-11},
+    {"UpperGammaLarge", kUpperGammaLarge, [](double x, double p, double) { return IncompleteGamma(x, p, Upper); }, 5e-7,
+     0},
     {"LowerGamma", kUpperGamma, [](double x, double p, double) { return 1 - IncompleteGamma(x, p, Lower); }, 1e-10,
      1e-11},
     {"ChiTail", kUpperGamma, [](double x, double p, double) { return ChiTail(2 * x, 2 * p); }, 1e-10, 1e-11},
     {"StudentTail", kStudentTail, [](double t, double n, double) { return StudentTail(t, Whole(n)); }, 1e-11, 1e-14},
     {"StudentCdf", kStudentTail, [](double t, double n, double) { return StudentCdf(-t, Whole(n)); }, 1e-11, 1e-14},
     {"FTail", kFTail, FTail, 1e-12, 1e-13},
+    {"FTailMany", kFTailMany, FTail, 0, 2e-10},
     {"FCdf", kFTail, [](double x, double n, double m) { return 1 - FCdf(x, n, m); }, 1e-12, 1e-13},
     {"StudentDensity", kStudentDensity, [](double x, double n, double) { return StudentDensity(x, n); }, 1e-13, 0},
     {"ChiDensity", kChiDensity, [](double x, double n, double) { return ChiDensity(x, n); }, 1e-13, 0},
@@ -78,20 +84,20 @@ TEST(Special, EdgesHaveTheirNamedResults) {
   } const cases[] = {
       {LogGamma(-1), kNaN}, {LogGamma(-kInf), kNaN}, {LogGamma(0), kInf}, {LogGamma(1), 0}, {LogGamma(2), 0},
       {LogGamma(kInf), kInf}, {LogGamma(10), std::log(362880.0)}, {Gamma(0), kInf}, {Gamma(-1), kInf},
-      {Gamma(-2147483648.0), kInf}, {Gamma(-3e9), kNaN}, {Gamma(-1e-310), -kInf}, {Gamma(20), 121645100408832000.0},
+      {Gamma(-2147483648.0), kInf}, {Gamma(-3e9), kNaN}, {Gamma(-3e9 - 0.5), kNaN}, {Gamma(-1e-310), -kInf}, {Gamma(20), 121645100408832000.0},
       {Gamma(1e300), kInf}, {Polygamma(0, 1), 0}, {Polygamma(-1, 1), 0}, {Polygamma(1, -1), 0},
       {Polygamma(kInf, 2), 0}, {Polygamma(1e-300, 5), kInf}, {Polygamma(5, 2147483646), -kInf},
       {Polygamma(1e9, 2147483647), 0}, {BetaFraction(0, 1, 1), 0}, {BetaFraction(0.5, 0, 1), 0},
       {BetaFraction(0.5, 1, -1), 0}, {IncompleteGamma(0, 1, Lower), 0}, {IncompleteGamma(0, 1, Upper), 1},
-      {IncompleteGamma(1, -1, Upper), 1}, {IncompleteGamma(2e11, 5, Lower), 1}, {IncompleteGamma(kInf, 2000, Upper), 0},
+      {IncompleteGamma(1, -1, Upper), 1}, {IncompleteGamma(2e11, 5, Lower), 1}, {IncompleteGamma(kInf, 5, Lower), 1}, {IncompleteGamma(707, 1, Upper), 0}, {IncompleteGamma(kInf, 2000, Upper), 0},
       {IncompleteGamma(1e5, 5, Upper), 0}, {IncompleteGamma(1e5, 5, Lower), 1}, {IncompleteGamma(1e-300, 5, Upper), 1},
-      {ChiTail(0, 3), 1}, {NormalTail(0, Upper), 0.5}, {NormalTail(40, Upper), 0}, {NormalTail(-40, Upper), 1},
+      {ChiTail(0, 3), 1}, {NormalTail(0, Upper), 0.5}, {NormalTail(40, Upper), 0}, {NormalTail(36.35, Upper), 0}, {NormalTail(-40, Upper), 1},
       {NormalTail(-kInf, Lower), 0}, {NormalCdf(10), 1}, {NormalCdf(0), 0.5}, {NormalDensity(kInf), 0},
       {NormalDensity(1e200), 0}, {StudentTail(1, 0), 0}, {StudentTail(1, -5), 0}, {StudentTail(0, 5), 0.5},
       {StudentCdf(0, 5), 0.5}, {StudentTail(-kInf, 3), 1}, {StudentTail(-1e200, 4), 1}, {StudentTail(kInf, 4), 0},
       {StudentTail(-1e9, 2147483647), 1}, {StudentDensity(kInf, 3), 0}, {StudentDensity(1, 0), kNaN},
       {FTail(0, 1, 1), 1}, {FTail(kHuge, 1, 1), 0}, {FTail(1, 0, 1), 0}, {FCdf(-1, 1, 1), 0}, {FCdf(kHuge, 1, 1), 1},
-      {FCdf(1, 1, 0), 0}, {FTail(1e-300, 3, 4), 1}, {FCdf(1e-300, 3, 4), 0}, {FTail(1e300, 1e9, 4), 0},
+      {FCdf(1, 1, 0), 0}, {FTail(1e-300, 3, 4), 1}, {FCdf(1e-300, 3, 4), 0}, {FTail(1e300, 1e9, 4), 0}, {FTail(1e308, 100, 1e9), 0},
       {FTail(1, 2e7, 2e7), 0.5}, {FDensity(0, 2, 2), 0}, {FDensity(kInf, 2, 2), 0}, {ChiDensity(0, 2), 0},
       {ChiDensity(kInf, 3), 0}, {NormalQuantile(0.5), 0}, {NormalQuantile(0), -kInf}, {NormalQuantile(1), kInf},
       {StudentQuantile(0, 3), -kInf}, {StudentQuantile(1, 3), kInf}, {StudentQuantile(0.5, 0), kNaN},
@@ -151,6 +157,16 @@ TEST(Special, BranchesJoin) {
   }
 }
 
+// Q(1, x) is exp(-x), down to the smallest value before 0. The fraction at one side of F may pass 1 by its rounding.
+TEST(Special, ProbabilitiesEndAtZeroAndOne) {
+  EXPECT_NEAR(IncompleteGamma(705, 1, Upper) / std::exp(-705), 1, 1e-12);
+  const struct {
+    double x, n, m;
+  } cases[] = {{2.34515e+06, 366.756, 5.66969e-17}, {511.386, 1.48671e-16, 227.163}, {1.603e+07, 1043.87, 1.25702e-17}};
+  for (const auto &[x, n, m] : cases)
+    for (const double p : {FTail(x, n, m), FCdf(x, n, m)}) EXPECT_TRUE(p >= 0 && p <= 1) << p;
+}
+
 // The chi-squared limit is what a user expects of an F with "infinitely" many degrees of freedom in the denominator.
 TEST(Special, FWithUnboundedDegreesOfFreedomIsChiSquared) {
   for (double m : {1e11, 1e16, 1e300}) {
@@ -175,6 +191,13 @@ TEST(Quantiles, UndoTheirTails) {
       }
     }
   }
+  // The start of the F quantile is near it, with degrees of freedom below 1 too.
+  for (double q : {0.3, 0.4, 0.7})
+    for (double m : {0.5, 1.0, 4.0, 30.0})
+      for (double n : {0.1, 1.0, 5.0})
+        EXPECT_NEAR(FTail(*FQuantileStart(q, n, m), n, m), q, 0.15) << q << ", " << n << ", " << m;
+  EXPECT_FALSE(FQuantileStart(0.5, 0, 1) || FQuantileStart(0.5, 1, -1) || FQuantileStart(1.1, 1, 1) ||
+               FQuantileStart(-0.1, 1, 1));
   // The last step falls short of a rounding unit here: the answer is the point itself, not the bracket's middle.
   EXPECT_NEAR(FQuantile(0.37785315738826664, 1e8, 1e8), 0.9999377771, 1e-9);
 }
@@ -183,6 +206,15 @@ TEST(Quantiles, UndoTheirTails) {
 double ExponentialCdf(double x, double a, double) { return x <= 0 ? 0 : 1 - std::exp(-a * x); }
 double ExponentialDensity(double x, double a, double) { return x <= 0 ? 0 : a * std::exp(-a * x); }
 double FlatCdf(double, double, double) { return 0.25; }
+// Steps ten times too long.
+double LowDensity(double x, double a, double) { return ExponentialDensity(x, a, 0) / 10; }
+// 0.497 at its first point, 0.48 further right.
+double FallingCdf(double x, double, double) { return x <= 1 ? 0.497 : 0.48; }
+double OneDensity(double, double, double) { return 1; }
+double CdfFrom0To50(double x, double a, double) {
+  EXPECT_TRUE(x >= 0 && x <= 50) << x;
+  return ExponentialCdf(x, a, 0);
+}
 
 TEST(SafeguardedNewton, SolvesInsideItsBracketOrGivesUp) {
   const NewtonProblem open = {.cdf = ExponentialCdf, .density = ExponentialDensity, .a = 2, .b = 0};
@@ -194,14 +226,30 @@ TEST(SafeguardedNewton, SolvesInsideItsBracketOrGivesUp) {
     }
   }
   EXPECT_NEAR(SafeguardedNewton(0.3, 0.1, open), -std::log1p(-0.3) / 2, 1e-9);
+  EXPECT_NEAR(SafeguardedNewton(0.3, -3, open), -std::log1p(-0.3) / 2, 1e-9) << "from where there is no slope";
   EXPECT_EQ(SafeguardedNewton(0, 1, closed), 0);
   EXPECT_EQ(SafeguardedNewton(1, 1, closed), 50);
   EXPECT_EQ(SafeguardedNewton(-1, 1, open), -kInf);
   closed.maxIter = 1;
   EXPECT_TRUE(std::isnan(SafeguardedNewton(0.9, 1e-9, closed))) << "one step from far away";
+  closed.maxIter = 40, closed.cdf = CdfFrom0To50;
+  for (double x0 : {-3.0, 80.0}) SafeguardedNewton(0.3, x0, closed);
   NewtonProblem flat = open;
   flat.low = 0, flat.cdf = FlatCdf;
   EXPECT_TRUE(std::isnan(SafeguardedNewton(0.5, 1, flat)));
+}
+
+// When the steps run out: the best point so far, if F there is within one per cent of p.
+TEST(SafeguardedNewton, EndsWithTheBestPoint) {
+  const auto at = [](double p) { return -std::log1p(-p) / 2; };
+  NewtonProblem problem = {.cdf = ExponentialCdf, .density = ExponentialDensity, .a = 2, .b = 0, .maxIter = 1};
+  EXPECT_NEAR(SafeguardedNewton(0.5, at(0.5 * 0.991), problem), at(0.5), 1e-4) << "one step further";
+  EXPECT_TRUE(std::isnan(SafeguardedNewton(0.5, at(0.5 * 0.989), problem)));
+  problem.maxIter = 2, problem.density = LowDensity;
+  EXPECT_EQ(SafeguardedNewton(0.5, at(0.4975), problem), at(0.4975)) << "the second is worse";
+  EXPECT_EQ(SafeguardedNewton(0.5, at(0.5025), problem), at(0.5025));
+  problem.cdf = FallingCdf, problem.density = OneDensity;
+  EXPECT_EQ(SafeguardedNewton(0.5, 1, problem), 1) << "an end gives way to a better one only";
 }
 
 }  // namespace
