@@ -9,6 +9,12 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/tessel)
 set_target_properties(tessel13_morv_64 PROPERTIES EXPORT_NAME tessel)
 target_compile_features(morvwin INTERFACE cxx_std_20)  # of morv/host.hpp
 install(TARGETS morvwin tessel13_morv_64 EXPORT tesselTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+
+# The engine, for programs in C++ that own their workspaces: a static library, its headers by their folders.
+set_target_properties(tessel_engine PROPERTIES EXPORT_NAME engine)
+target_compile_features(tessel_engine INTERFACE cxx_std_20)
+install(TARGETS tessel_engine EXPORT tesselTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY src/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tessel/engine FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT tesselTargets NAMESPACE tessel:: FILE tesselConfig.cmake DESTINATION ${package_dir})
 write_basic_package_version_file(tesselConfigVersion.cmake COMPATIBILITY SameMinorVersion)

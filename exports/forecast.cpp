@@ -15,7 +15,7 @@ namespace {
 
 // Arguments 0 to 3 and 5 to 10, which the two exports have in common.
 struct System {
-  MatrixView actual, regressors, pi;
+  ConstMatrix actual, regressors, pi;
   ForecastDescriptors descriptors;
   int nY, nX, t1, t2;
 
@@ -24,7 +24,7 @@ struct System {
 
 // False when the span is empty or the descriptors or pi (unless that is empty) are too short for the variables.
 bool SystemAt(MorvValue *args, System *system) {
-  const MatrixView identities = MatrixAt(args, 7), kinds = MatrixAt(args, 8), lags = MatrixAt(args, 9);
+  const ConstMatrix identities = MatrixAt(args, 7), kinds = MatrixAt(args, 8), lags = MatrixAt(args, 9);
   system->actual = MatrixAt(args, 0);
   system->regressors = MatrixAt(args, 1);
   system->pi = MatrixAt(args, 10);
@@ -35,29 +35,30 @@ bool SystemAt(MorvValue *args, System *system) {
   if (system->t2 < system->t1 || system->nY < 1) return false;
 
   const std::int64_t variables = std::int64_t{system->nY} + system->nX;
-  for (const MatrixView &row : {identities, kinds, lags})
+  for (const ConstMatrix &row : {identities, kinds, lags})
     if (row.rows < 1 || row.columns < variables) return false;
-  system->descriptors = {identities.Flat(), kinds.Flat(), lags.Flat(), IntegerAt(args, 5), IntegerAt(args, 6)};
+  const auto firstRow = [&](const ConstMatrix &m) { return std::span(m[0], static_cast<std::size_t>(variables)); };
+  system->descriptors = {firstRow(identities), firstRow(kinds), firstRow(lags), IntegerAt(args, 5), IntegerAt(args, 6)};
   if (system->pi.Empty()) return true;
-  const std::int64_t coefficients = std::int64_t{system->nY} * system->nX;
-  return system->pi.rows >= system->nY && system->pi.columns >= system->nX &&
-         coefficients <= std::numeric_limits<int>::max();
+  if (system->pi.rows < system->nY || system->pi.columns < system->nX) return false;
+  system->pi = system->pi.Block(0, system->nY, 0, system->nX);
+  return system->pi.Length() <= std::numeric_limits<int>::max();
 }
 
 // Reads arguments 11 to 14. False when a matrix is too small.
 bool UncertaintyAt(MorvValue *args, const System &system, ForecastUncertainty *uncertainty) {
-  const auto optional = [&](int position) {
-    return HasTag(args + position, MORV_MATRIX) ? MatrixAt(args, position) : MatrixView{};
-  };
-  const MatrixView omega = MatrixAt(args, 11), v = optional(12), q = optional(13);
+  const ConstMatrix omega = MatrixAt(args, 11), v = OptionalMatrixAt(args, 12), q = OptionalMatrixAt(args, 13);
   const int nQ = IntegerAt(args, 14);
-  *uncertainty = {omega.cells, v.Empty() ? nullptr : v.cells, q.Empty() ? nullptr : q.cells, nQ};
   if (omega.rows < system.nY || omega.columns < system.nY) return false;
+  uncertainty->omega = omega.Block(0, system.nY, 0, system.nY);
   if (v.Empty()) return true;
   const std::int64_t coefficients = std::int64_t{system.nY} * system.nX;
   const std::int64_t order = q.Empty() ? coefficients : nQ;
   if (!q.Empty() && (nQ < 1 || q.rows < coefficients || q.columns < nQ)) return false;
-  return v.rows >= order && v.columns >= order;
+  if (v.rows < order || v.columns < order) return false;
+  uncertainty->v = v.Block(0, static_cast<int>(order), 0, static_cast<int>(order));
+  if (!q.Empty()) uncertainty->q = q.Block(0, static_cast<int>(coefficients), 0, nQ);
+  return true;
 }
 
 // Whether the open workspace has what the identities of a forecast touch: the endogenous variables, the forecast
@@ -94,20 +95,20 @@ void FnDynForc(MorvValue *rtn, MorvValue *args, int) {
     model.base = before + 1;
     if (nIdent != 0 && !WorkspaceServes(system, model.base, h, errors)) return;
   }
-  model.index = BuildForecastIndex(system.descriptors, system.nY, system.nX);
-  if (model.index && system.t1 < model.index.longestLag) return;
+  const Status indexed = BuildForecastIndex(system.descriptors, system.nY, system.nX, &model.index);
+  if (Succeeded(indexed) && system.t1 < model.index.longestLag) return;
 
-  const OutputView se = OptionalOutputAt(args, 16, system.nY + nIdent, columns);
+  const Output se = OptionalOutputAt(args, 16, system.nY + nIdent, columns);
   if (se.failed) return;
-  if (se.wanted) MatFillMissing(se.cells, se.rows, se.columns);
-  if (!model.index || system.pi.Empty() || h > columns) return;
-  model.piColumns = CoefficientColumns(system.pi.cells, system.nY, system.nX);
-  model.rows = NewForecastRows(model.index, system.actual.cells, system.actual.columns, system.regressors.cells,
-                               system.nY, nIdent, system.nX, system.t2);
-  if (!model.piColumns || !model.rows || !Forecast(model, uncertainty, system.t1, system.t2, h, se.cells)) return;
+  FillMissing(se);
+  if (Failed(indexed) || system.pi.Empty() || h > columns) return;
+  model.piColumns = CoefficientColumns(system.pi);
+  const RowSources sources = {system.actual, system.regressors, nIdent, system.t2};
+  if (!model.piColumns || Failed(NewForecastRows(model.index, sources, &model.rows))) return;
+  if (Failed(Forecast(model, uncertainty, {system.t1, system.t2}, h, se))) return;
 
-  const OutputView result = MatrixResult(rtn, model.rows.Results(), columns);
-  for (int r = 0; r < result.rows; ++r) std::copy_n(model.rows[r] + system.t1, columns, result.cells[r]);
+  const Output result = MatrixResult(rtn, model.rows.Results(), columns);
+  if (!result.failed) Copy(result, model.rows.results.Columns(system.t1, columns));
 }
 
 void FnImpulse(MorvValue *rtn, MorvValue *args, int) {
@@ -119,27 +120,28 @@ void FnImpulse(MorvValue *rtn, MorvValue *args, int) {
   if (!SystemAt(args, &system) || system.pi.Empty()) return;
   const int nY = system.nY;
   const bool reduced = IntegerAt(args, 4) != 0;
-  const MatrixView omega = MatrixAt(args, 11);
-  const MatrixView map = HasTag(args + 12, MORV_MATRIX) ? MatrixAt(args, 12) : MatrixView{};
-  const MatrixView given = HasTag(args + 13, MORV_MATRIX) ? MatrixAt(args, 13) : MatrixView{};
-  Shock shock = {IntegerAt(args, 15),       IntegerAt(args, 14), omega.cells,
-                 reduced ? nY : omega.rows, given.Flat(),        nullptr};
+  const ConstMatrix omega = MatrixAt(args, 11), map = OptionalMatrixAt(args, 12), given = OptionalMatrixAt(args, 13);
+  Shock shock = {IntegerAt(args, 15), IntegerAt(args, 14), {}, {}, {}};
   if (shock.kind == GivenShock && given.columns < nY) return;
-  if (shock.nS < 1) return;
+  if (given.rows > 0 && given.columns >= nY) shock.given = {given[0], static_cast<std::size_t>(nY)};
+  const int nS = reduced ? nY : omega.rows;
+  if (nS < 1) return;
   const bool usesOmega = shock.kind == StandardErrorShock || shock.kind == OrthogonalShock;
-  if (usesOmega && (omega.rows < shock.nS || omega.columns < shock.nS)) return;
+  if (usesOmega && (omega.rows < nS || omega.columns < nS)) return;
+  if (usesOmega) shock.omega = omega.Block(0, nS, 0, nS);
   if (!reduced) {
     if (map.rows < nY || map.columns < nY) return;
-    shock.map = map.cells;
+    shock.map = map.Block(0, nY, 0, nY);
   }
-  const ForecastIndex index = BuildForecastIndex(system.descriptors, nY, system.nX);
-  if (!index || system.t1 < index.longestLag - 1) return;
+  ForecastIndex index;
+  if (Failed(BuildForecastIndex(system.descriptors, nY, system.nX, &index)) || system.t1 < index.longestLag - 1) return;
 
   // No actual value is read, and of the regressors only the rows that stand for lags.
-  const ForecastRows rows =
-      NewForecastRows(index, system.actual.cells, 0, system.regressors.cells, nY, 0, system.nX, system.t2);
-  const OwnedRows piColumns = CoefficientColumns(system.pi.cells, nY, system.nX);
-  if (!rows || !piColumns || !ImpulseResponse(rows, index, piColumns.get(), shock, system.t1, system.t2)) return;
-  const OutputView result = MatrixResult(rtn, nY, system.Columns());
-  for (int r = 0; r < result.rows; ++r) std::copy_n(rows[r] + system.t1, result.columns, result.cells[r]);
+  const RowSources sources = {{nullptr, nY, 0}, system.regressors, 0, system.t2};
+  ForecastRows rows;
+  if (Failed(NewForecastRows(index, sources, &rows))) return;
+  const OwnedMatrix piColumns = CoefficientColumns(system.pi);
+  if (!piColumns || Failed(ImpulseResponse(rows, index, piColumns, shock, system.t1, system.t2))) return;
+  const Output result = MatrixResult(rtn, nY, system.Columns());
+  if (!result.failed) Copy(result, rows.results.Columns(system.t1, result.columns));
 }

@@ -11,8 +11,8 @@
  *   MorvFreeByValue(&result);
  *
  * A record owns what MorvLibValMatMalloc, MorvLibValMatDup, MorvLibValArrayCalloc, MorvValSetString or a call stored in
- * it, and MorvFreeByValue gives it back. The records that the makers below return own nothing. Nothing here is
- * thread-safe. */
+ * it, and MorvFreeByValue gives it back. The records that the makers below return own nothing. Any number of threads
+ * may call at once, each on records of its own. */
 #ifndef MORV_HOST_H
 #define MORV_HOST_H
 

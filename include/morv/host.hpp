@@ -9,7 +9,8 @@
 //   if (!outcome.Returned()) std::cerr << outcome.message;   // names the function and the argument
 //   morv::MatrixView means = outcome.result.AsMatrix();
 //
-// Nothing here is thread-safe: the libraries it serves are used from one thread at a time.
+// Any number of threads may work at once, each on values of its own; a library is opened and closed while no other
+// thread uses it. What the library itself promises about threads stands in docs/embedding.md.
 #pragma once
 
 #include <morv/morv.h>

@@ -5,19 +5,20 @@
 
 #include "algebra/machine.h"
 #include "algebra/scanner.h"
+#include "core/missing.h"
 
 namespace tessel {
 
 namespace {
 
 // Calls move(cell, value) for each row of PutRows and GetRows.
-template <class Move>
-void ForEachRow(const AlgebraDatabase &database, RowMatrix rows, int firstRow, int lastRow, int column,
+template <class Rows, class Move>
+void ForEachRow(const AlgebraDatabase &database, const Rows &rows, int firstRow, int lastRow, int column,
                 int firstVariable, int observation, Move move) {
-  if (!database || rows == nullptr) return;
-  if (column < 0 || column >= database.obsCount || firstRow < 0 || firstRow > lastRow) return;
+  if (!database || !rows) return;
+  if (column < 0 || column >= std::min(database.obsCount, rows.columns) || firstRow < 0 || firstRow > lastRow) return;
   if (observation < 0 || observation >= database.obsCount) return;
-  for (int i = firstRow; i <= lastRow && i < database.varCount; ++i) {
+  for (int i = firstRow; i <= std::min(lastRow, rows.rows - 1) && i < database.varCount; ++i) {
     const std::int64_t variable = std::int64_t{firstVariable} + (i - firstRow);
     if (variable < 0 || variable >= database.varCount) continue;
     move(rows[i][column], database.columns[variable][observation]);
@@ -136,13 +137,13 @@ std::span<const double> AlgebraWorkspace::Variable(int variable) const {
   return {database_.columns[variable], static_cast<std::size_t>(database_.obsCount)};
 }
 
-void AlgebraWorkspace::PutRows(RowMatrix rows, int firstRow, int lastRow, int column, int firstVariable,
+void AlgebraWorkspace::PutRows(ConstMatrix rows, int firstRow, int lastRow, int column, int firstVariable,
                                int observation) {
   ForEachRow(database_, rows, firstRow, lastRow, column, firstVariable, observation,
              [](const double &cell, double &value) { value = cell; });
 }
 
-void AlgebraWorkspace::GetRows(RowMatrix rows, int firstRow, int lastRow, int column, int firstVariable,
+void AlgebraWorkspace::GetRows(Matrix rows, int firstRow, int lastRow, int column, int firstVariable,
                                int observation) const {
   ForEachRow(database_, rows, firstRow, lastRow, column, firstVariable, observation,
              [](double &cell, const double &value) { cell = value; });

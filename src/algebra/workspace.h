@@ -18,7 +18,6 @@
 #include "algebra/program.h"
 #include "algebra/run.h"
 #include "core/matrix.h"
-#include "core/row_matrix.h"
 #include "core/status.h"
 #include "random/generators.h"
 
@@ -109,11 +108,11 @@ class AlgebraWorkspace {
 
   // For each row i from firstRow to lastRow, in order, PutRows stores cell (i, column) of the matrix into variable
   // firstVariable + (i - firstRow) at the observation, and GetRows reads the variable into the cell. Nothing happens
-  // when the column is below 0 or at or past the count of observations, or the first row above the last; the loop stops
+  // when the column is outside the matrix or the sample, or the first row above the last; the loop stops
   // at the first row number at or past the count of variables. Variables and observations that do not exist are passed
   // over.
-  void PutRows(RowMatrix rows, int firstRow, int lastRow, int column, int firstVariable, int observation);
-  void GetRows(RowMatrix rows, int firstRow, int lastRow, int column, int firstVariable, int observation) const;
+  void PutRows(ConstMatrix rows, int firstRow, int lastRow, int column, int firstVariable, int observation);
+  void GetRows(Matrix rows, int firstRow, int lastRow, int column, int firstVariable, int observation) const;
 
   // ---- Messages and random numbers
 

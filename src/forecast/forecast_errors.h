@@ -7,44 +7,50 @@
 // A variance that is not above 0, or missing, gives a standard error of 0.
 #pragma once
 
+#include "forecast/disturbed_observations.h"
 #include "forecast/recursion.h"
 
 namespace tessel {
 
 struct ForecastUncertainty {
-  RowMatrix omega;  // nY x nY
-  RowMatrix v;      // covariance of the coefficients, equation by equation; null: none
-  RowMatrix q;      // null, or nY nX rows and nQ columns: the coefficients are q times parameters of covariance v
-  int nQ;
+  ConstMatrix omega;  // nY x nY
+  ConstMatrix v;      // covariance of the coefficients, equation by equation; none: they are taken as known
+  ConstMatrix q;      // none, or nY nX rows and nQ columns: the coefficients are q times parameters of covariance v
+};
+
+// The columns a to b of a pass, b included.
+struct PassColumns {
+  int a, b;
+  int Count() const { return b - a + 1; }
 };
 
 // What all passes of up to `steps` columns have in common, and their work memory.
 struct AnalyticErrors {
-  OwnedRows weights;        // nY rows for each step: Psi_i
-  OwnedRows errorVariance;  // steps x nY: the diagonal of the sum of Psi_i Omega Psi_i' up to that step
-  OwnedRows regressors;     // steps x nX: regressors of the pass's columns
-  OwnedRows derivative;     // nY x nY nX
-
-  explicit operator bool() const { return weights && errorVariance && regressors && derivative; }
+  OwnedMatrix weights;        // nY rows for each step: Psi_i
+  OwnedMatrix errorVariance;  // steps x nY: the diagonal of the sum of Psi_i Omega Psi_i' up to that step
+  OwnedMatrix regressors;     // steps x nX: regressors of the pass's columns
+  OwnedMatrix derivative;     // nY x nY nX
+  OwnedMatrix parameters;     // nY x nY: the variance that comes from the coefficients
 };
 
-// False when memory fails.
-AnalyticErrors NewAnalyticErrors(const ForecastModel &model, const ForecastUncertainty &uncertainty, int steps);
+Status NewAnalyticErrors(const ForecastModel &model, const ForecastUncertainty &uncertainty, int steps,
+                         AnalyticErrors *common);
 
-// se[r][c]: the standard error of endogenous variable r at column a + c of a pass that forecast a to b. 1, or 0 when
-// memory fails. Columns of se before firstStep are not set.
-int AnalyticForecastSE(const AnalyticErrors &common, const ForecastModel &model, const ForecastUncertainty &uncertainty,
-                       int a, int b, int firstStep, RowMatrix se);
+// se[r][c]: the standard error of endogenous variable r at column a + c of a pass. Columns of se before firstStep are
+// not set.
+Status AnalyticForecastSE(const AnalyticErrors &common, const ForecastModel &model,
+                          const ForecastUncertainty &uncertainty, PassColumns pass, int firstStep, Matrix se);
 
 // The same, in every column, for all nY + nIdent variables of a model with identities; a is at least 1, and observation
-// base - 1 in the database. The rows hold the forecasts of the pass again at the end, and the database all that the
-// recursion writes.
-int NumericForecastSE(const ForecastModel &model, const ForecastUncertainty &uncertainty, int a, int b, RowMatrix se);
+// base - 1 in the database. The rows hold the forecasts of the pass again at the end, and so do the pass's
+// observations.
+Status NumericForecastSE(DisturbedObservations &observations, ForecastModel &model,
+                         const ForecastUncertainty &uncertainty, PassColumns pass, Matrix se);
 
 // The square root of a variance above 0, else 0.
 double StandardError(double variance);
 
-// variance (n x n) = D V D', or (D Q) V (D Q)' with a q, for n rows of D. 1, or 0 when memory fails.
-int ParameterVariance(const ForecastUncertainty &uncertainty, RowMatrix d, int n, int coefficients, RowMatrix variance);
+// variance (n x n) = D V D', or (D Q) V (D Q)' with a q, for n rows of D, one column for each coefficient.
+Status ParameterVariance(const ForecastUncertainty &uncertainty, ConstMatrix d, Matrix variance);
 
 }  // namespace tessel

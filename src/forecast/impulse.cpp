@@ -12,54 +12,58 @@ namespace tessel {
 namespace {
 
 // Puts column `equation` of the Cholesky factor into column t of the rows below nS.
-bool PlaceOrthogonal(const ForecastRows &rows, const Shock &shock, int t) {
-  if (shock.nS > rows.nY) return false;
-  const OwnedRows factor = OwnedRows::Clone(shock.omega, shock.nS, shock.nS);
-  if (!factor || Failed(MatCholesky(ViewOf(factor.get(), shock.nS, shock.nS)))) return false;
-  for (int i = 0; i < shock.nS; ++i) rows[i][t] = factor[i][shock.equation];
-  return true;
+Status PlaceOrthogonal(const ForecastRows &rows, const Shock &shock, int t) {
+  const int nS = shock.omega.rows;
+  if (nS > rows.nY) return Status::Invalid;
+  const OwnedMatrix factor = OwnedMatrix::Clone(shock.omega);
+  if (!factor) return Status::NoMemory;
+  if (const Status status = MatCholesky(factor); Failed(status)) return status;
+  for (int i = 0; i < nS; ++i) rows[i][t] = factor[i][shock.equation];
+  return Status::Ok;
 }
 
 // Column t holds zeros and receives the shock.
-bool PlaceShock(const ForecastRows &rows, const Shock &shock, int t) {
+Status PlaceShock(const ForecastRows &rows, const Shock &shock, int t) {
   const int e = shock.equation;
-  if (e >= rows.nY || (e < 0 && shock.kind != GivenShock)) return false;
-  const bool stochastic = e < shock.nS;
+  if (e >= rows.nY || (e < 0 && shock.kind != GivenShock)) return Status::Invalid;
+  const bool hasError = e < shock.omega.rows;
   switch (shock.kind) {
-    case UnitShock: rows[e][t] = 1.0; return true;
+    case UnitShock: rows[e][t] = 1.0; return Status::Ok;
     case StandardErrorShock:
-      if (stochastic) rows[e][t] = std::sqrt(shock.omega[e][e]);
-      return stochastic;
-    case OrthogonalShock: return stochastic && PlaceOrthogonal(rows, shock, t);
+      if (hasError) rows[e][t] = std::sqrt(shock.omega[e][e]);
+      return hasError ? Status::Ok : Status::Invalid;
+    case OrthogonalShock: return hasError ? PlaceOrthogonal(rows, shock, t) : Status::Invalid;
     case GivenShock:
-      for (int i = 0; shock.given != nullptr && i < rows.nY; ++i) rows[i][t] = shock.given[i];
-      return shock.given != nullptr;
-    default: return false;
+      if (shock.given.empty()) return Status::Invalid;
+      for (int i = 0; i < rows.nY; ++i) rows[i][t] = shock.given[static_cast<std::size_t>(i)];
+      return Status::Ok;
+    default: return Status::Invalid;
   }
 }
 
 // Column t becomes minus map times column t.
-bool MapShock(const ForecastRows &rows, RowMatrix map, int t) {
+Status MapShock(const ForecastRows &rows, ConstMatrix map, int t) {
   const OwnedBlock<double> shock(rows.nY);
-  if (!shock) return false;
+  if (!shock) return Status::NoMemory;
   for (int i = 0; i < rows.nY; ++i) shock[i] = rows[i][t];
   for (int i = 0; i < rows.nY; ++i) {
     double sum = 0.0;
     for (int k = 0; k < rows.nY; ++k) sum += map[i][k] * shock[k];
     rows[i][t] = -sum;
   }
-  return true;
+  return Status::Ok;
 }
 
 }  // namespace
 
-int ImpulseResponse(const ForecastRows &rows, const ForecastIndex &index, RowMatrix piColumns, const Shock &shock,
-                    int t1, int t2) {
-  for (int i = 0; i < rows.nY; ++i) std::fill_n(rows[i], t2 + 1, 0.0);
-  if (!PlaceShock(rows, shock, t1)) return 0;
-  if (shock.map != nullptr && !MapShock(rows, shock.map, t1)) return 0;
+Status ImpulseResponse(const ForecastRows &rows, const ForecastIndex &index, ConstMatrix piColumns, const Shock &shock,
+                       int t1, int t2) {
+  FillZero(rows.results.Block(0, rows.nY, 0, t2 + 1));
+  Status status = PlaceShock(rows, shock, t1);
+  if (Succeeded(status) && shock.map) status = MapShock(rows, shock.map, t1);
+  if (Failed(status)) return status;
   for (int t = t1 + 1; t <= t2; ++t) ForecastStep(rows, piColumns, index.nLag, t);
-  return 1;
+  return Status::Ok;
 }
 
 }  // namespace tessel

@@ -1,7 +1,11 @@
-// Responses of a linear dynamic system to a one-off shock.
+// Responses of a linear dynamic system to a one-off shock (Lütkepohl 2005, New Introduction to Multiple Time Series
+// Analysis, 2.3).
 #pragma once
 
-#include "core/row_matrix.h"
+#include <span>
+
+#include "core/matrix.h"
+#include "core/status.h"
 
 namespace tessel {
 
@@ -17,18 +21,17 @@ enum ShockKind : int {
 
 struct Shock {
   int kind;
-  int equation;     // 0 .. nY-1; the equations that have errors are 0 .. nS-1
-  RowMatrix omega;  // nS x nS covariance of the errors; read for two of the kinds
-  int nS;
-  const double *given;  // nY values for GivenShock, or null
-  RowMatrix map;        // null: the shock acts on the variables. Else nY x nY: minus map times the shock does
+  int equation;                   // 0 .. nY-1; the equations that have errors are those of omega
+  ConstMatrix omega;              // nS x nS covariance of the errors; read for two of the kinds
+  std::span<const double> given;  // nY values for GivenShock, or none
+  ConstMatrix map;                // none: the shock acts on the variables. Else nY x nY: minus map times the shock does
 };
 
-// Endogenous rows of the table become the responses over the columns t1 (the shock) to t2, with zeros before t1. Of
-// piColumns (CoefficientColumns) the coefficients of lags are read. 1, or 0 when there is no such shock (a kind or
-// equation out of range, no given vector, an omega that is not positive definite or too large for the Cholesky factor)
-// or no memory.
-int ImpulseResponse(const ForecastRows &rows, const ForecastIndex &index, RowMatrix piColumns, const Shock &shock,
-                    int t1, int t2);
+// Endogenous rows become the responses over the columns t1 (the shock) to t2, with zeros before t1. Of piColumns
+// (CoefficientColumns) the coefficients of lags are read.
+//   Invalid       a kind or an equation out of range, no given vector, an omega larger than the system
+//   NotPositive   the omega of an orthogonal shock is not positive definite
+Status ImpulseResponse(const ForecastRows &rows, const ForecastIndex &index, ConstMatrix piColumns, const Shock &shock,
+                       int t1, int t2);
 
 }  // namespace tessel

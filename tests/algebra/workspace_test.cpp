@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "core/missing.h"
 #include "support/failing_allocation.h"
 
 namespace tessel {
@@ -105,27 +106,27 @@ TEST(Workspace, CallsOfForecasts) {
   AlgebraWorkspace &workspace = DefaultWorkspace();
   EXPECT_EQ(workspace.AddedCount(), 2);
   EXPECT_EQ(workspace.FirstAdded(), 2);
-  OwnedRows rows(4, 2);
-  MatFillMissing(rows.get(), 4, 2);
+  OwnedMatrix rows(4, 2);
+  FillMissing(rows);
   rows[0][1] = 10;
   rows[1][1] = 30;
-  workspace.PutRows(rows.get(), 0, 1, 1, 0, 1);
+  workspace.PutRows(rows, 0, 1, 1, 0, 1);
   EXPECT_TRUE(Succeeded(workspace.Run(1, 1)));
-  workspace.GetRows(rows.get(), 2, 3, 1, 2, 1);
+  workspace.GetRows(rows, 2, 3, 1, 2, 1);
   EXPECT_EQ(rows[2][1], 40);
   EXPECT_EQ(rows[3][1], 0.25);
   EXPECT_TRUE(IsMissing(rows[2][0]));
   // Nothing outside the sample, the matrix's columns or the variables is touched.
   EXPECT_EQ(workspace.Run(0, 2), Status::Invalid);
-  workspace.PutRows(rows.get(), 0, 1, 2, 0, 0);
-  workspace.PutRows(rows.get(), 0, 1, 0, 3, 5);
-  workspace.PutRows(rows.get(), 0, 3, 0, 3, 0);
-  workspace.GetRows(rows.get(), 2, 1, 0, 0, 0);
+  workspace.PutRows(rows, 0, 1, 2, 0, 0);
+  workspace.PutRows(rows, 0, 1, 0, 3, 5);
+  workspace.PutRows(rows, 0, 3, 0, 3, 0);
+  workspace.GetRows(rows, 2, 1, 0, 0, 0);
   EXPECT_EQ(workspace.Variable(0)[0], 1);
   workspace.Close();
   EXPECT_EQ(workspace.AddedCount(), 0);
   EXPECT_EQ(workspace.Run(0, 0), Status::Invalid);
-  workspace.PutRows(rows.get(), 0, 1, 0, 0, 0);
+  workspace.PutRows(rows, 0, 1, 0, 0, 0);
 }
 
 }  // namespace
