@@ -6,6 +6,7 @@
 #include <span>
 
 #include "core/heap.h"
+#include "core/missing.h"
 #include "default_workspace.h"
 #include "frame.h"
 
@@ -40,7 +41,7 @@ Status AddHostVariables(ConstMatrix data, MorvValue *names) {
 
 // Opens the workspace over the arguments of FnInitAlgebraNls and compiles the program. The text of the failure, or
 // null.
-const char *OpenOverArguments(MorvValue *args, const MatrixView &data, bool formulation) {
+const char *OpenOverArguments(MorvValue *args, const ConstMatrix &data, bool formulation) {
   constexpr const char *noWorkspace = "Algebra initialization error";
   const SampleSpec start = {IntegerAt(args, 2), IntegerAt(args, 3), 0, 0, IntegerAt(args, 4)};
   if (Failed(workspace.Open(start, data.rows, data.columns))) return noWorkspace;
@@ -66,10 +67,10 @@ const char *OpenOverArguments(MorvValue *args, const MatrixView &data, bool form
 // first row counts), or a single column with a row for every observation. Null when the argument is none of these.
 const double *SelectionAt(MorvValue *args, int position, int obsCount) {
   if (!HasTag(args + position, MORV_MATRIX)) return nullptr;
-  const MatrixView flags = MatrixAt(args, position);
+  const ConstMatrix flags = MatrixAt(args, position);
   const bool isRow = flags.columns == obsCount;
   const bool isColumn = flags.columns == 1 && flags.rows == obsCount;
-  return isRow || isColumn ? flags.Flat() : nullptr;
+  return isRow || isColumn ? flags.cells : nullptr;
 }
 
 }  // namespace
@@ -81,7 +82,7 @@ void FnInitAlgebraNls(MorvValue *rtn, MorvValue *args, int) {
   CheckTypes(MORV_STRING, args, 6, 6);
   const bool formulation = HasTag(args + 7, MORV_ARRAY) || HasTag(args + 8, MORV_ARRAY);
   if (formulation) CheckTypes(MORV_ARRAY, args, 7, 8);
-  const MatrixView data = MatrixAt(args, 0);
+  const ConstMatrix data = MatrixAt(args, 0);
   for (int i = 0; i < data.columns; ++i) MorvValGetString(NameAt(args + 1, i));
 
   OpeningGuard guard;
@@ -93,10 +94,9 @@ void FnInitAlgebraNls(MorvValue *rtn, MorvValue *args, int) {
 void FnRunAlgebraNls(MorvValue *rtn, MorvValue *args, int) {
   CheckTypes(MORV_MATRIX, args, 0, 0);
   CheckTypes(MORV_INTEGER, args, 1, 2);
-  const MatrixView values = MatrixAt(args, 0);
+  const ConstMatrix values = MatrixAt(args, 0);
   const int first = IntegerAt(args, 1), last = IntegerAt(args, 2);
-  if (!workspace.Holds(first, last) ||
-      Failed(workspace.SetParameters({values.Flat(), static_cast<std::size_t>(values.Length())}))) {
+  if (!workspace.Holds(first, last) || Failed(workspace.SetParameters(values.Flat()))) {
     MorvValSetString(rtn, "Algebra run error");
     return;
   }

@@ -7,63 +7,48 @@ namespace tessel {
 
 namespace {
 
-OutputView NewMatrix(MorvValue *record, int rows, int columns) {
+// The cells of a record that holds a matrix: all rows are one block, which the first row pointer opens.
+Matrix CellsOf(const MorvValue &record) {
+  const auto *table = static_cast<double *const *>(record.data);
+  if (table == nullptr) return {};
+  const int rows = std::max(record.value.shape.rows, 0), columns = std::max(record.value.shape.columns, 0);
+  return {rows > 0 && columns > 0 ? table[0] : nullptr, rows, columns};
+}
+
+Output OutputOf(const MorvValue &record) {
+  const bool failed = record.data == nullptr;
+  return {failed ? Matrix{} : CellsOf(record), true, failed};
+}
+
+Output NewMatrix(MorvValue *record, int rows, int columns) {
   MorvLibValMatMalloc(record, rows, columns);
-  OutputView output;
-  output.wanted = true;
-  output.cells = static_cast<RowMatrix>(record->data);
-  output.failed = output.cells == nullptr;
-  if (!output.failed) {
-    output.rows = rows;
-    output.columns = columns;
-  }
-  return output;
+  return OutputOf(*record);
 }
 
 }  // namespace
 
-MatrixView MatrixAt(MorvValue *args, int position) {
-  const MorvValue &record = args[position];
-  MatrixView view;
-  view.cells = static_cast<RowMatrix>(record.data);
-  if (view.cells != nullptr) {
-    view.rows = std::max(record.value.shape.rows, 0);
-    view.columns = std::max(record.value.shape.columns, 0);
-  }
-  return view;
+ConstMatrix MatrixAt(MorvValue *args, int position) { return CellsOf(args[position]); }
+Matrix ChangedMatrixAt(MorvValue *args, int position) { return CellsOf(args[position]); }
+
+ConstMatrix OptionalMatrixAt(MorvValue *args, int position) {
+  return HasTag(args + position, MORV_MATRIX) ? MatrixAt(args, position) : ConstMatrix{};
 }
 
-MatrixView OptionalMatrixAt(MorvValue *args, int position) {
-  return HasTag(args + position, MORV_MATRIX) ? MatrixAt(args, position) : MatrixView{};
-}
-
-OutputView OutputAt(MorvValue *args, int position, int rows, int columns) {
+Output OutputAt(MorvValue *args, int position, int rows, int columns) {
   MorvValue *target = TargetAt(args, position);
-  if (target == nullptr) {
-    OutputView failed;
-    failed.wanted = failed.failed = true;
-    return failed;
-  }
-  return NewMatrix(target, rows, columns);
+  return target == nullptr ? Output{{}, true, true} : NewMatrix(target, rows, columns);
 }
 
-OutputView OptionalOutputAt(MorvValue *args, int position, int rows, int columns) {
-  return HasTag(args + position, MORV_ARRAY) ? OutputAt(args, position, rows, columns) : OutputView{};
+Output OptionalOutputAt(MorvValue *args, int position, int rows, int columns) {
+  return HasTag(args + position, MORV_ARRAY) ? OutputAt(args, position, rows, columns) : Output{};
 }
 
-OutputView MatrixResult(MorvValue *rtn, int rows, int columns) { return NewMatrix(rtn, rows, columns); }
+Output MatrixResult(MorvValue *rtn, int rows, int columns) { return NewMatrix(rtn, rows, columns); }
 
 Output CopyResult(MorvValue *rtn, MorvValue *args, int position) {
-  const MatrixView source = MatrixAt(args, position);
-  MorvLibValMatDup(rtn, source.cells, source.rows, source.columns);
-  Output copy;
-  copy.wanted = true;
-  copy.failed = rtn->data == nullptr;
-  if (!copy.failed) {
-    const MatrixView cells = MatrixAt(rtn, 0);
-    static_cast<Matrix &>(copy) = {cells.Flat(), cells.rows, cells.columns};
-  }
-  return copy;
+  const Matrix source = CellsOf(args[position]);
+  MorvLibValMatDup(rtn, static_cast<double **>(args[position].data), source.rows, source.columns);
+  return OutputOf(*rtn);
 }
 
 void ReturnDouble(MorvValue *rtn, double value) {

@@ -20,7 +20,6 @@
 #include <cstdint>
 
 #include "core/matrix.h"
-#include "core/row_matrix.h"
 
 namespace tessel {
 
@@ -31,35 +30,17 @@ struct Output : Matrix {
   bool failed = false;
 };
 
-// The row table of a matrix argument or output, for workers that do not take views yet; both turn into views.
-struct MatrixView {
-  RowMatrix cells = nullptr;
-  int rows = 0;
-  int columns = 0;
-
-  bool Empty() const { return rows < 1 || columns < 1; }
-  bool Is(int r, int c) const { return rows == r && columns == c; }
-  std::int64_t Length() const { return static_cast<std::int64_t>(rows) * columns; }
-  // All cells as one row-major vector; null when there are none.
-  double *Flat() const { return Empty() || cells == nullptr ? nullptr : cells[0]; }
-  operator ConstMatrix() const { return {Flat(), rows, columns}; }
-};
-
-struct OutputView : MatrixView {
-  bool wanted = false;
-  bool failed = false;
-  operator Output() const { return {{Flat(), rows, columns}, wanted, failed}; }
-};
-
 // Each argument from first to last reads as `tag` afterwards; otherwise the call ends.
 inline void CheckTypes(int tag, MorvValue *args, int first, int last) { MorvLibCheckType(tag, args, first, last); }
 
-// The reader of a matrix argument: ConstMatrix x = MatrixAt(args, 0). Cells without copying, null when there are none;
-// a size below 0 reads as 0.
-MatrixView MatrixAt(MorvValue *args, int position);
+// A matrix argument, without copying. Its cells are null when there are none; a size below 0 reads as 0.
+ConstMatrix MatrixAt(MorvValue *args, int position);
+
+// The same for an argument that the export changes (Z of FnLogitJD).
+Matrix ChangedMatrixAt(MorvValue *args, int position);
 
 // The same for a matrix that anything else may stand for; then it is empty.
-MatrixView OptionalMatrixAt(MorvValue *args, int position);
+ConstMatrix OptionalMatrixAt(MorvValue *args, int position);
 
 inline int IntegerAt(MorvValue *args, int position) { return args[position].value.integer; }
 inline double DoubleAt(MorvValue *args, int position) { return args[position].value.number; }
@@ -70,13 +51,13 @@ inline bool HasTag(const MorvValue *record, int tag) { return (record->type & MO
 inline MorvValue *TargetAt(MorvValue *args, int position) { return static_cast<MorvValue *>(args[position].data); }
 
 // A required output (its tag has been checked) becomes a rows x columns matrix: Output e = OutputAt(args, 7, n, 1).
-OutputView OutputAt(MorvValue *args, int position, int rows, int columns);
+Output OutputAt(MorvValue *args, int position, int rows, int columns);
 
 // The same for an output that the caller may decline by passing anything but an output reference.
-OutputView OptionalOutputAt(MorvValue *args, int position, int rows, int columns);
+Output OptionalOutputAt(MorvValue *args, int position, int rows, int columns);
 
 // `rtn` becomes a rows x columns matrix.
-OutputView MatrixResult(MorvValue *rtn, int rows, int columns);
+Output MatrixResult(MorvValue *rtn, int rows, int columns);
 
 // `rtn` becomes a copy of a matrix argument.
 Output CopyResult(MorvValue *rtn, MorvValue *args, int position);

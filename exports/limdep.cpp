@@ -76,7 +76,7 @@ void FnLogitJD(MorvValue *rtn, MorvValue *args, int) {
   CheckTypes(MORV_INTEGER, args, 2, 2);
   CheckTypes(MORV_MATRIX, args, 3, 6);
   const ConstMatrix theta = MatrixAt(args, 0), y = MatrixAt(args, 1), x = MatrixAt(args, 3), offset = MatrixAt(args, 6);
-  const MatrixView z = MatrixAt(args, 4);
+  const ConstMatrix z = MatrixAt(args, 4);
   LogitSample sample;
   sample.outcomes = y.columns >= 2 ? std::min(IntegerAt(args, 2), y.columns) : IntegerAt(args, 2);
   sample.y = y;
@@ -99,7 +99,7 @@ void FnLogitJD(MorvValue *rtn, MorvValue *args, int) {
   outputs.OuterProduct(11);
   if (outputs.Failed()) return;
   // The information matrix leaves its argument Z centred.
-  const Matrix centred = sample.z ? Matrix{z.Flat(), z.rows, z.columns} : Matrix{};
+  const Matrix centred = sample.z ? ChangedMatrixAt(args, 4) : Matrix{};
   ReturnDouble(rtn, LogitLikelihood(sample, theta.Flat(), outputs.Get(), centred).logLik);
 }
 

@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <limits>
 
+#include "core/missing.h"
 #include "frame.h"
 #include "linalg/kronecker.h"
 #include "regression/instability.h"

@@ -11,17 +11,13 @@ namespace tessel {
 
 namespace {
 
-// Calls move(cell, value) for each row of PutRows and GetRows.
-template <class Rows, class Move>
-void ForEachRow(const AlgebraDatabase &database, const Rows &rows, int firstRow, int lastRow, int column,
-                int firstVariable, int observation, Move move) {
-  if (!database || !rows) return;
-  if (column < 0 || column >= std::min(database.obsCount, rows.columns) || firstRow < 0 || firstRow > lastRow) return;
-  if (observation < 0 || observation >= database.obsCount) return;
-  for (int i = firstRow; i <= std::min(lastRow, rows.rows - 1) && i < database.varCount; ++i) {
-    const std::int64_t variable = std::int64_t{firstVariable} + (i - firstRow);
-    if (variable < 0 || variable >= database.varCount) continue;
-    move(rows[i][column], database.columns[variable][observation]);
+// Calls move(cell, value) for each cell of a column and the variable it belongs to.
+template <class Cells, class Move>
+void ForEachRow(const AlgebraDatabase &database, const Cells &cells, int firstVariable, int observation, Move move) {
+  if (!database || observation < 0 || observation >= database.obsCount) return;
+  for (int i = 0; i < cells.rows; ++i) {
+    const std::int64_t variable = std::int64_t{firstVariable} + i;
+    if (variable >= 0 && variable < database.varCount) move(*cells[i], database.columns[variable][observation]);
   }
 }
 
@@ -137,16 +133,12 @@ std::span<const double> AlgebraWorkspace::Variable(int variable) const {
   return {database_.columns[variable], static_cast<std::size_t>(database_.obsCount)};
 }
 
-void AlgebraWorkspace::PutRows(ConstMatrix rows, int firstRow, int lastRow, int column, int firstVariable,
-                               int observation) {
-  ForEachRow(database_, rows, firstRow, lastRow, column, firstVariable, observation,
-             [](const double &cell, double &value) { value = cell; });
+void AlgebraWorkspace::PutRows(const ConstMatrix &cells, int firstVariable, int observation) {
+  ForEachRow(database_, cells, firstVariable, observation, [](const double &cell, double &value) { value = cell; });
 }
 
-void AlgebraWorkspace::GetRows(Matrix rows, int firstRow, int lastRow, int column, int firstVariable,
-                               int observation) const {
-  ForEachRow(database_, rows, firstRow, lastRow, column, firstVariable, observation,
-             [](double &cell, const double &value) { cell = value; });
+void AlgebraWorkspace::GetRows(const Matrix &cells, int firstVariable, int observation) const {
+  ForEachRow(database_, cells, firstVariable, observation, [](double &cell, const double &value) { cell = value; });
 }
 
 }  // namespace tessel

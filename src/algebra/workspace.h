@@ -106,13 +106,11 @@ class AlgebraWorkspace {
   int AddedCount() const { return database_.varCount - firstAdded_; }
   int FirstAdded() const { return firstAdded_; }
 
-  // For each row i from firstRow to lastRow, in order, PutRows stores cell (i, column) of the matrix into variable
-  // firstVariable + (i - firstRow) at the observation, and GetRows reads the variable into the cell. Nothing happens
-  // when the column is outside the matrix or the sample, or the first row above the last; the loop stops
-  // at the first row number at or past the count of variables. Variables and observations that do not exist are passed
-  // over.
-  void PutRows(ConstMatrix rows, int firstRow, int lastRow, int column, int firstVariable, int observation);
-  void GetRows(Matrix rows, int firstRow, int lastRow, int column, int firstVariable, int observation) const;
+  // Row i of a column of cells, a view of one column, is variable firstVariable + i at the observation: PutRows stores
+  // the cells in the variables, GetRows reads the variables into the cells. Variables and observations that do not
+  // exist are passed over.
+  void PutRows(const ConstMatrix &cells, int firstVariable, int observation);
+  void GetRows(const Matrix &cells, int firstVariable, int observation) const;
 
   // ---- Messages and random numbers
 

@@ -27,24 +27,24 @@ void DisturbedObservations::RestorePass() {
 }
 
 void DisturbedObservations::SettleBefore() {
-  const int before = model_->base - 1, nY = model_->rows.nY;
+  const int before = model_->base - 1;
   AlgebraWorkspace &workspace = *model_->workspace;
   if (Failed(workspace.Run(before, before)))
-    workspace.PutRows(pass_, nY, model_->rows.Results() - 1, 0, workspace.FirstAdded(), before);
+    workspace.PutRows(pass_.View().Block(model_->rows.nY, model_->rows.nIdent, 0, 1), workspace.FirstAdded(), before);
 }
 
 void DisturbedObservations::Save(Matrix saved, int observation) {
   const int nY = model_->rows.nY;
   const AlgebraWorkspace &workspace = *model_->workspace;
-  workspace.GetRows(saved, 0, nY - 1, 0, 0, observation);
-  workspace.GetRows(saved, nY, saved.rows - 1, 0, workspace.FirstAdded(), observation);
+  workspace.GetRows(saved.Rows(0, nY), 0, observation);
+  workspace.GetRows(saved.Rows(nY, model_->rows.nIdent), workspace.FirstAdded(), observation);
 }
 
 void DisturbedObservations::Restore(ConstMatrix saved, int observation) {
   const int nY = model_->rows.nY;
   AlgebraWorkspace &workspace = *model_->workspace;
-  workspace.PutRows(saved, 0, nY - 1, 0, 0, observation);
-  workspace.PutRows(saved, nY, saved.rows - 1, 0, workspace.FirstAdded(), observation);
+  workspace.PutRows(saved.Rows(0, nY), 0, observation);
+  workspace.PutRows(saved.Rows(nY, model_->rows.nIdent), workspace.FirstAdded(), observation);
 }
 
 }  // namespace tessel

@@ -4,12 +4,12 @@
 namespace tessel {
 
 void PutEndogenous(ForecastModel &model, int t, int observation) {
-  model.workspace->PutRows(model.rows.results, 0, model.rows.nY - 1, t, 0, observation);
+  model.workspace->PutRows(model.rows.results.Block(0, model.rows.nY, t, 1), 0, observation);
 }
 
 void GetIdentities(ForecastModel &model, int t, int observation) {
   const ForecastRows &rows = model.rows;
-  model.workspace->GetRows(rows.results, rows.nY, rows.Results() - 1, t, model.workspace->FirstAdded(), observation);
+  model.workspace->GetRows(rows.results.Block(rows.nY, rows.nIdent, t, 1), model.workspace->FirstAdded(), observation);
 }
 
 void ForecastRecursion(ForecastModel &model, int a, int b, PassStart start) {

@@ -106,27 +106,27 @@ TEST(Workspace, CallsOfForecasts) {
   AlgebraWorkspace &workspace = DefaultWorkspace();
   EXPECT_EQ(workspace.AddedCount(), 2);
   EXPECT_EQ(workspace.FirstAdded(), 2);
-  OwnedMatrix rows(4, 2);
+  const OwnedMatrix rows(4, 2);
   FillMissing(rows);
   rows[0][1] = 10;
   rows[1][1] = 30;
-  workspace.PutRows(rows, 0, 1, 1, 0, 1);
+  workspace.PutRows(rows.View().Block(0, 2, 1, 1), 0, 1);
   EXPECT_TRUE(Succeeded(workspace.Run(1, 1)));
-  workspace.GetRows(rows, 2, 3, 1, 2, 1);
+  workspace.GetRows(rows.View().Block(2, 2, 1, 1), 2, 1);
   EXPECT_EQ(rows[2][1], 40);
   EXPECT_EQ(rows[3][1], 0.25);
   EXPECT_TRUE(IsMissing(rows[2][0]));
-  // Nothing outside the sample, the matrix's columns or the variables is touched.
+  // Nothing outside the sample or the variables is touched.
+  const Matrix column = rows.View().Columns(0, 1);
   EXPECT_EQ(workspace.Run(0, 2), Status::Invalid);
-  workspace.PutRows(rows, 0, 1, 2, 0, 0);
-  workspace.PutRows(rows, 0, 1, 0, 3, 5);
-  workspace.PutRows(rows, 0, 3, 0, 3, 0);
-  workspace.GetRows(rows, 2, 1, 0, 0, 0);
+  for (const int observation : {-1, 2, 5}) workspace.PutRows(column, 0, observation);
+  workspace.PutRows(column, 4, 0);
+  workspace.PutRows(column.Rows(0, 1), -1, 0);
   EXPECT_EQ(workspace.Variable(0)[0], 1);
   workspace.Close();
   EXPECT_EQ(workspace.AddedCount(), 0);
   EXPECT_EQ(workspace.Run(0, 0), Status::Invalid);
-  workspace.PutRows(rows, 0, 1, 0, 0, 0);
+  workspace.PutRows(column, 0, 0);
 }
 
 }  // namespace
