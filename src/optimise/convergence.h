@@ -63,11 +63,12 @@ struct Convergence {
   int diverging = 0;                 // how many are marked kDiverging
   OwnedBlock<ParameterMarks> marks;  // one cell a parameter
 
-  // Filled by FitFromStarts; one start is one that agrees.
+  // Filled by FitFromStarts; a fit from one start that converged agrees with itself.
   int starts = 1;
-  int startsAgreeing = 1;  // converged at the best objective
-  int startsWorse = 0;     // converged at a worse one
-  int startsFailed = 0;    // did not converge
+  int startsAgreeing = 0;      // converged at the best objective
+  int startsWorse = 0;         // converged at a worse one
+  int startsFailed = 0;        // did not converge
+  int startsFailedBetter = 0;  // of these: at an objective better than the best that converged
   int bestStart = 0;
 
   bool Has(int parameter, ParameterMarks any) const { return (marks[parameter] & any) != 0; }
@@ -76,6 +77,8 @@ struct Convergence {
   void Stop(StopReason why) {
     reason = why;
     converged = why <= StopReason::RoundingLimit;
+    startsAgreeing = converged ? 1 : 0;
+    startsFailed = converged ? 0 : 1;
   }
 };
 

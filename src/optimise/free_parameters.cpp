@@ -74,6 +74,21 @@ void FreeParameters::Sort(const ParameterSpace &space, std::span<const double> t
   }
 }
 
+bool HoldBlocked(const ParameterSpace &space, std::span<const double> theta, double *step, FreeParameters *free) {
+  int kept = 0;
+  for (const int j : free->Index()) {
+    const double at = theta[static_cast<std::size_t>(j)];
+    const bool blocked = (step[j] < 0.0 && at <= LowerBound(space, j)) || (step[j] > 0.0 && at >= UpperBound(space, j));
+    if (blocked)
+      step[j] = 0.0;
+    else
+      free->index[kept++] = j;
+  }
+  const bool held = kept < free->count;
+  free->count = kept;
+  return held;
+}
+
 bool MoveWithin(const ParameterSpace &space, std::span<const double> theta, const double *step, double t, double *to) {
   bool cut = false;
   for (int j = 0; j < static_cast<int>(theta.size()); ++j) {

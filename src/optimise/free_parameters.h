@@ -28,14 +28,18 @@ struct FreeParameters {
   int count = 0;                     // of free ones
   bool pending = false;              // a held parameter is not quite at its bound
 
-  // False when memory fails.
-  bool Reserve(int parameters);
+  bool Reserve(int parameters);  // false when memory fails
+  std::span<const int> Index() const { return {index.get(), static_cast<std::size_t>(count)}; }
 
   // Sorts the parameters at theta. improvement[j] above 0: the objective improves as theta[j] grows. spread[j]: the
   // parameter's standard error, were all others known; one within a millionth of it from its bound counts as there.
   void Sort(const ParameterSpace &space, std::span<const double> theta, const double *improvement,
             const double *spread);
 };
+
+// Takes the free parameters that stand at a bound and that `step` would push through it out of the free ones, and makes
+// their steps 0. Whether there were any.
+bool HoldBlocked(const ParameterSpace &space, std::span<const double> theta, double *step, FreeParameters *free);
 
 // to = theta + t step, within the bounds. Whether a bound cut it.
 bool MoveWithin(const ParameterSpace &space, std::span<const double> theta, const double *step, double t, double *to);

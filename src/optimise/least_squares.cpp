@@ -20,15 +20,15 @@ constexpr double kEpsilon = std::numeric_limits<double>::epsilon();
 constexpr double kDefaultTolerance = 1e-20;
 constexpr double kNoise = 1e-13;  // least share of f'f below which a fall is not seen in it
 constexpr double kMostNoise = 1e-3;
-constexpr double kLess = 0.9;            // of a measure of the gradient that counts as a fall of it
-constexpr double kNearCosine = 1e-6;     // of f and the columns of J, which rounding may leave
-constexpr double kNearZero = 1e-10;      // |f| against its size at the start
-constexpr double kLevel = 1e-8;          // fall of f'f, as a share, of a step that
-constexpr double kStillChanging = 0.02;  // nevertheless changes a parameter and its column by so much
-constexpr double kNearOptimum = 1e-8;    // decrement that rounding may leave
+constexpr double kLess = 0.9;               // of a measure of the gradient that counts as a fall of it
+constexpr double kNearCosine = 1e-6;        // of f and the columns of J, which rounding may leave
+constexpr double kNearZero = 1e-10;         // |f| against its size at the start
+constexpr double kLevel = 1e-8;             // fall of f'f, as a share, of a step that
+constexpr double kStillChanging = 0.02;     // nevertheless changes a parameter and its column by so much
+constexpr double kNearOptimum = 1e-8;       // decrement that rounding may leave
 constexpr double kNegligibleRadius = 1e-6;  // times |f|: theta says nothing of the size of steps
-constexpr double kFirstRadius = 1.0;   // times |D theta|
-constexpr double kAccept = 1e-4;         // least ratio of actual to predicted fall
+constexpr double kFirstRadius = 1.0;        // times |D theta|
+constexpr double kAccept = 1e-4;            // least ratio of actual to predicted fall
 constexpr int kMostRejections = 60;
 constexpr int kMostSettlings = 5;  // rejections among the falls that cannot be seen
 
@@ -70,7 +70,6 @@ struct Search {
       : problem(p), options(o), fit(f), parameters(static_cast<int>(count)) {}
   Convergence &Record() { return fit->convergence; }
   std::span<double> Span(double *cells) const { return {cells, static_cast<std::size_t>(parameters)}; }
-  std::span<const int> Free() const { return {free.index.get(), static_cast<std::size_t>(free.count)}; }
 };
 
 bool AllFinite(const double *x, std::int64_t n) {
@@ -141,7 +140,7 @@ double Enter(Search *s, const Point &point) {
     s->scale[j] = std::max(s->scale[j], length);
   }
   s->free.Sort(s->options.space, s->Span(point.theta), s->improvement, s->spread);
-  s->region.Enter(point.factor, s->Free(), s->scale);
+  s->region.Enter(point.factor, s->free.Index(), s->scale);
   return Decrement(*s, point);
 }
 
@@ -195,36 +194,21 @@ Forecast Foretell(const Search &s) {
   return {(slope - squares) / s.now.squares, slope / s.now.squares};
 }
 
-// Takes the parameters that stand at a bound and that the step would push through it out of the free ones.
-bool HoldBlocked(Search *s) {
-  int kept = 0;
-  for (const int j : s->Free()) {
-    const double at = s->now.theta[j];
-    const bool blocked = (s->step[j] < 0.0 && at <= LowerBound(s->options.space, j)) ||
-                         (s->step[j] > 0.0 && at >= UpperBound(s->options.space, j));
-    if (blocked)
-      s->step[j] = 0.0;
-    else
-      s->free.index[kept++] = j;
-  }
-  const bool held = kept < s->free.count;
-  s->free.count = kept;
-  return held;
-}
-
 // The step within the radius, as the point `next`; gives |D s| over the free parameters before bounds cut it.
 double Propose(Search *s) {
   std::copy_n(s->free.toBound.get(), s->parameters, s->step);
   double length = s->region.Step(s->radius, &s->damping, s->step);
-  while (HoldBlocked(s)) {
-    s->region.Enter(s->now.factor, s->Free(), s->scale);
+  while (HoldBlocked(s->options.space, s->Span(s->now.theta), s->step, &s->free)) {
+    s->region.Enter(s->now.factor, s->free.Index(), s->scale);
     length = s->region.Step(s->radius, &s->damping, s->step);
   }
   MoveWithin(s->options.space, s->Span(s->now.theta), s->step, 1.0, s->next.theta);
   return length;
 }
 
+// A length of 0 belongs to a step on to bounds alone, which has no radius.
 void Shrink(Search *s, double length, double factor) {
+  if (length == 0.0) return;
   s->radius = factor * std::min(s->radius, length);
   s->damping /= factor;
 }
@@ -237,7 +221,7 @@ void AdaptRadius(Search *s, double length, double actual, const Forecast &model)
     double factor = actual >= 0.0 ? 0.5 : 0.5 * model.slope / (model.slope - actual);
     if (!(factor >= 0.1)) factor = 0.1;
     Shrink(s, length, factor);
-  } else if (ratio >= 0.75 || s->damping == 0.0) {
+  } else if (length > 0.0 && (ratio >= 0.75 || s->damping == 0.0)) {
     s->radius = 2.0 * length;
     s->damping *= 0.5;
   }
@@ -247,7 +231,7 @@ void AdaptRadius(Search *s, double length, double actual, const Forecast &model)
 double LargestCosine(const Search &s, const Point &point) {
   const double length = std::sqrt(point.squares);
   double cosine = 0.0;
-  for (const int j : s.Free()) {
+  for (const int j : s.free.Index()) {
     const double column = ColumnLength(point.factor, j);
     if (column > 0.0) cosine = std::max(cosine, std::fabs(s.improvement[j]) / (column * length));
   }
@@ -315,7 +299,7 @@ Outcome Advance(Search *s) {
     }
     const double length = Propose(s);
     const Forecast model = Foretell(*s);
-    if (s->Record().iterations == 0) s->radius = std::min(s->radius, length);
+    if (s->Record().iterations == 0 && length > 0.0) s->radius = std::min(s->radius, length);
     if (!(model.fall > Noise(*s))) {
       if (settlings == kMostSettlings) break;
       if (Settle(s)) return Outcome::Accepted;
@@ -364,7 +348,7 @@ void Finish(Search *s) {
   record.gradientNorm = std::sqrt(squares);
   // Where the decrement stayed up although f is orthogonal to J, the Jacobian is singular as far as it is known.
   const bool singular = record.reason == StopReason::RoundingLimit && s->decrement > kNearOptimum;
-  IdentifyFromFactor(s->now.factor, s->Free(), singular ? kDependentNearly : kDependentExact, &s->identification,
+  IdentifyFromFactor(s->now.factor, s->free.Index(), singular ? kDependentNearly : kDependentExact, &s->identification,
                      &record);
 }
 

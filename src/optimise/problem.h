@@ -36,7 +36,7 @@ struct Objective {
 
 // Residuals f(theta) (T cells) whose sum of squares is minimised, and their Jacobian (T x P, row t the derivatives of
 // residual t). A Jacobian without cells is not wanted; the residuals always are. A point is infeasible when a residual
-// is missing or infinite, and the Jacobian need not be set there.
+// is missing or infinite, or their squares overflow, and the Jacobian need not be set there.
 struct LeastSquaresProblem {
   int observations = 0;
   Status (*evaluate)(void *owner, std::span<const double> theta, std::span<double> residuals,
@@ -67,6 +67,8 @@ struct OptimiseOptions {
   // sqrt(tolerance) standard errors of the optimum, by the quadratic model. 0 or less: the method's own (1e-16 for
   // likelihoods, 1e-20 for least squares).
   double tolerance = 0.0;
+  // Newton's method: the information matrix by differences of gradients, though the objective offers an approximation.
+  bool differences = false;
   int maxIterations = 1000;
   int maxEvaluations = 1000000;
   // Called at the start and after each iteration; false ends the fit with StopReason::Stopped.
