@@ -24,7 +24,8 @@ Status JackknifeCovariance(ConstMatrix x, std::span<const double> e, ConstMatrix
 // a: T x m, b: at least T rows of n, out: (m n) square, written; m n is an int. NoMemory leaves zeros.
 Status MomentCovariance(ConstMatrix a, ConstMatrix b, bool autocovariances, Matrix out);
 
-// 4 (T / 100)^(2/9), truncated.
+// 4 (T / 100)^x, truncated, with x the double nearest to 2/9, which is below 2/9: where the exact value is whole, as
+// the 16 of T = 51200, the result is one less.
 int BartlettLags(int observations);
 
 }  // namespace tessel

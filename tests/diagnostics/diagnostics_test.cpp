@@ -183,6 +183,31 @@ TEST(Encompassing, ModelsTradePlaces) {
   EXPECT_EQ(run.At(10), std::vector<double>{3});
 }
 
+// y = c + d a + e with residuals e that are orthogonal to 1, a and b: to the model of 1 and a the regressor b of the
+// other one adds nothing, and F is 0. Rounding leaves the joint model's fit below that of the model.
+TEST(Encompassing, FIsNotBelowZero) {
+  const std::vector<double> designs[][3] = {
+      {{6, 7, 5, 8, 13, 12}, {2, 2, 2, 1, 3, 3}, {1, 3, 4, 3, 2, 4}},
+      {{16, 8, 3, 13, 5, 6}, {5, 2, 1, 4, 1, 2}, {5, 1, 0, 3, 4, 5}},
+      {{6, 13, 13, 10, 6, 14}, {1, 5, 5, 4, 3, 4}, {3, 4, 5, 3, 1, 1}},
+  };
+  for (const auto &[y, a, b] : designs) {
+    const auto model = [&y = y](const std::vector<double> &regressor) {
+      std::vector<double> rows = y;
+      rows.insert(rows.end(), y.size(), 1.0);
+      rows.insert(rows.end(), regressor.begin(), regressor.end());
+      return Mat(3, 6, std::move(rows));
+    };
+    std::vector<Argument> arguments = Models();
+    arguments[0] = model(a);
+    arguments[4] = model(b);
+    const CaseRun run = Call("FnEncompassing", arguments);
+    ASSERT_EQ(run.At(-1)[0], 0);
+    EXPECT_EQ(run.At(8)[4], 0.0);
+    EXPECT_GT(run.At(8)[5], 0.0);
+  }
+}
+
 // ---- FnFracSigma
 
 std::vector<Argument> Process(std::vector<double> parameters, int p, int q, int n, double sigma2 = 1) {
