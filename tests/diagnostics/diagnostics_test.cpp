@@ -104,6 +104,18 @@ TEST(Comfac, FirstOrderInClosedForm) {
   EXPECT_EQ(run.At(8), std::vector<double>{1});
 }
 
+// Identities, lags and flags are whole numbers after truncation; 1 alone excludes a term.
+TEST(Comfac, TermsAreTruncated) {
+  const std::vector<double> coefficients = {0.6, 1.2, -0.5};
+  const ComfacCase plain = {"", 0, {7, 7, 1, 1}, {0, 1, 0, 1}, {0, 0, 0, 0}, coefficients};
+  const double statistic = Comfac(plain).At(7)[0];
+  for (const double flag : {0.9, -1.0, 2.0})
+    EXPECT_EQ(Comfac({"", 0, {7.9, 7.1, 1.5, 1.9}, {0.5, 1.9, -0.9, 1.1}, {0, 0, flag, flag}, coefficients}).At(7),
+              std::vector<double>{statistic})
+        << flag;
+  EXPECT_EQ(Comfac({"", 3, {7, 7, 1, 1}, {0, 1, 0, 1}, {0, 0, 1.9, 1}, coefficients}).At(-1)[0], 3);
+}
+
 // ---- FnEncompassing
 
 // Model 1 explains by rows 1 and 2, model 2 by rows 1 and 3.
@@ -142,9 +154,6 @@ TEST(Encompassing, Statuses) {
       {"a missing observation", 4, {{0, with(x1, 12, {0, 1, NAN, 4, 3, 5})}}},
       {"a missing dependent observation of one model", 4, {{4, with(x2, 0, {1, 3, NAN, 5, 4, 6})}}},
       {"a perfect fit", 4, {{0, with(x1, 12, y)}}},
-      {"as many regressors as observations",
-       4,
-       {{0, Mat(3, 3, {1, 2, 4, 1, 1, 1, 0, 1, 3})}, {4, Mat(3, 3, {1, 2, 4, 1, 1, 1, 1, 0, 0})}}},
   };
   for (const auto &[name, status, changes] : cases) {
     std::vector<Argument> arguments = Models();
@@ -155,6 +164,50 @@ TEST(Encompassing, Statuses) {
     for (const double x : run.At(8)) EXPECT_EQ(std::isnan(x), status != 0) << name;
     EXPECT_EQ(Untouched(run, 9), status != 0) << name;
     EXPECT_EQ(Untouched(run, 10), status != 0) << name;
+  }
+}
+
+// A model of T observations: its rows and the counts of endogenous and exogenous variables and of other instruments.
+struct Model {
+  std::vector<std::vector<double>> rows;
+  int endogenous, exogenous, instruments;
+};
+
+CaseRun Compare(const Model &first, const Model &second) {
+  std::vector<Argument> arguments;
+  for (const Model &model : {first, second}) {
+    std::vector<double> cells;
+    for (const auto &row : model.rows) cells.insert(cells.end(), row.begin(), row.end());
+    arguments.push_back(Mat(static_cast<int>(model.rows.size()), static_cast<int>(model.rows[0].size()), cells));
+    for (const int count : {model.endogenous, model.exogenous, model.instruments}) arguments.push_back(Int(count));
+  }
+  arguments.insert(arguments.end(), 3, Out());
+  return Call("FnEncompassing", arguments);
+}
+
+// Each condition on its own; either order of the models.
+TEST(Encompassing, EveryConditionAlone) {
+  using Series = std::vector<double>;
+  const Series y = {1, 3, 2, 5, 4, 6}, e = {0, 1, 2, 4, 3, 5}, f = {2, 0, 1, 5, 1, 4};
+  const Series u = {1, 0, 2, 0, 3, 1}, v = {0, 3, 1, 1, 0, 2}, w = {2, 2, 0, 1, 5, 0};
+  const Series one = {1, 1, 1, 1}, h2 = {1, -1, 1, -1}, h3 = {1, 1, -1, -1}, one5(5, 1.0), one3(3, 1.0);
+  const Series y5 = {4, -8, 2, -7, 3}, y3 = {2, 4, 3};
+  const std::tuple<const char *, int, Model, Model> cases[] = {
+      {"few instruments come before the same regressors", 1, {{y, e, f, u}, 3, 0, 1}, {{y, e, f, u}, 3, 0, 1}},
+      {"one model's instruments are the union", 2, {{y, e, u, v}, 2, 0, 2}, {{y, f, u}, 2, 0, 1}},
+      {"one model's regressors are the union", 2, {{y, e, f, u, v}, 3, 0, 2}, {{y, e, u, w}, 2, 0, 2}},
+      // P x = y for an endogenous x, so that q_1 = y'y, though y - x b_1 is not 0.
+      {"q", 4, {{{1, 3, 1, 3}, {2, 4, 0, 2}, one}, 2, 0, 1}, {{{1, 3, 1, 3}, {1, 1, -1, 3}, h2}, 2, 0, 1}},
+      // Orthogonal regressors but for the constant: what model 2 leaves of the fit of model 1 stays as it is on the way
+      // back.
+      {"c - d", 4, {{{7, 1, -1, -3}, one, h2}, 1, 2, 0}, {{{7, 1, -1, -3}, one, h3}, 1, 2, 0}},
+      // y5 is a sum of the constant and the two regressors times 1, 3 and 1.
+      {"s", 4, {{y5, one5, {0, -2, 0, 1, 3}}, 1, 2, 0}, {{y5, one5, {3, -2, 2, -3, 1}}, 1, 2, 0}},
+      {"as many regressors as observations", 4, {{y3, one3, {-1, 2, 2}}, 1, 2, 0}, {{y3, one3, {1, 3, 0}}, 1, 2, 0}},
+  };
+  for (const auto &[name, status, first, second] : cases) {
+    EXPECT_EQ(Compare(first, second).At(-1)[0], status) << name;
+    EXPECT_EQ(Compare(second, first).At(-1)[0], status) << name;
   }
 }
 
@@ -191,17 +244,9 @@ TEST(Encompassing, FIsNotBelowZero) {
       {{16, 8, 3, 13, 5, 6}, {5, 2, 1, 4, 1, 2}, {5, 1, 0, 3, 4, 5}},
       {{6, 13, 13, 10, 6, 14}, {1, 5, 5, 4, 3, 4}, {3, 4, 5, 3, 1, 1}},
   };
+  const std::vector<double> one(6, 1.0);
   for (const auto &[y, a, b] : designs) {
-    const auto model = [&y = y](const std::vector<double> &regressor) {
-      std::vector<double> rows = y;
-      rows.insert(rows.end(), y.size(), 1.0);
-      rows.insert(rows.end(), regressor.begin(), regressor.end());
-      return Mat(3, 6, std::move(rows));
-    };
-    std::vector<Argument> arguments = Models();
-    arguments[0] = model(a);
-    arguments[4] = model(b);
-    const CaseRun run = Call("FnEncompassing", arguments);
+    const CaseRun run = Compare({{y, one, a}, 1, 2, 0}, {{y, one, b}, 1, 2, 0});
     ASSERT_EQ(run.At(-1)[0], 0);
     EXPECT_EQ(run.At(8)[4], 0.0);
     EXPECT_GT(run.At(8)[5], 0.0);
@@ -226,6 +271,9 @@ TEST(FracSigma, Statuses) {
       {"equal roots", 7, Process({0.3, 1, -0.25}, 2, 0, 3)},
       {"two roots of 0", 7, Process({0.3, 0, 0}, 2, 0, 3)},
       {"more columns than parameters", 0, Process({0.3, 0.5, 9}, 1, 0, 3)},
+      {"d of 5", 0, Process({5}, 0, 0, 3)},
+      {"roots of 1e-10 and 2e-10", 0, Process({0.3, 3e-10, -2e-20}, 2, 0, 3)},
+      {"roots of 1e-12 and 2e-12", 7, Process({0.3, 3e-12, -2e-24}, 2, 0, 3)},
   };
   for (const auto &[name, status, arguments] : cases)
     EXPECT_EQ(Call("FnFracSigma", arguments).outcome.result.AsInteger(), status) << name;
@@ -282,11 +330,35 @@ TEST(FracSigma, WholeDegreesAreNotFinite) {
   for (const std::size_t k : {0U, 2U, 3U}) EXPECT_FALSE(std::isfinite(autocov[k])) << k;
 }
 
-TEST(FracSigma, WarnsOfASeriesThatEndsEarly) {
+// d = -5 is a moving average: (1 - L)^5.
+TEST(FracSigma, DifferencesInClosedForm) {
+  const std::vector<double> autocov = Call("FnFracSigma", Process({-5}, 0, 0, 8)).At(5);
+  const double binomial[] = {252, -210, 120, -45, 10, -1, 0, 0};
+  for (std::size_t k = 0; k < 8; ++k) EXPECT_NEAR(autocov[k], binomial[k], 1e-11) << k;
+}
+
+// Up to |d| = 1e-11 the process is its moving average, without memory beyond lag q; above it the memory shows.
+TEST(FracSigma, NoMemoryAtAll) {
+  EXPECT_EQ(Call("FnFracSigma", Process({9e-12, 0.5}, 0, 1, 4)).At(5), (std::vector<double>{1.25, 0.5, 0, 0}));
+  const std::vector<double> some = Call("FnFracSigma", Process({2e-11}, 0, 0, 3)).At(5);
+  EXPECT_NEAR(some[1], 2e-11, 1e-20);
+  EXPECT_NEAR(some[2], 1e-11, 1e-20);
+}
+
+std::string Printed(const std::vector<Argument> &process) {
   testing::internal::CaptureStdout();
-  Call("FnFracSigma", Process({0.3, 0.9998}, 1, 0, 4));
+  Call("FnFracSigma", process);
   std::fflush(stdout);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "hyper: end of loop reached!\n");
+  return testing::internal::GetCapturedStdout();
+}
+
+// The first term of the series below 1e-14 is, in 30 digits, number 9980 for a root of 0.997114761875 and number 10020
+// for one of 0.99712642358. Each of two complex roots, of modulus 0.999, has a series of its own.
+TEST(FracSigma, WarnsOfEachSeriesThatEndsEarly) {
+  const std::string warning = "hyper: end of loop reached!\n";
+  EXPECT_EQ(Printed(Process({0.3, 0.997114761875}, 1, 0, 4)), "");
+  EXPECT_EQ(Printed(Process({0.3, 0.99712642358}, 1, 0, 4)), warning);
+  EXPECT_EQ(Printed(Process({0.3, 0.5, -0.998001}, 2, 0, 4)), warning + warning);
 }
 
 }  // namespace
