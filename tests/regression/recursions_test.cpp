@@ -159,6 +159,17 @@ TEST(Rls, ExactSumsOfSquaresBelongToTheCoefficientsThatAreTold) {
   EXPECT_NEAR(run.rss[T - 1] / sum, 1, 1e-12);
 }
 
+// Regressors that differ in the eighth digit: V is about 10^14, and the rounding of x'V x is not far from 1. At
+// observation 3 it leaves an exact step with q below 0, which ends the run.
+TEST(Rls, EndsWhenAnExactStepBreaksDown) {
+  Series x;
+  for (const auto &[a, d] : {std::pair(9, -3), {7, -2}, {1, 0}, {7, -2}, {6, 2}, {9, 3}})
+    for (const double regressor : {a + 0.0, a + d * 1e-7}) x.push_back(regressor);
+  const RlsRun run({1, 2, 1, 3, 1, 2}, x);
+  EXPECT_EQ(run.status, Status::NotPositive);
+  for (std::size_t t = 0; t < 6; ++t) EXPECT_EQ(std::isnan(run.inverse[t]), t != 2) << t;
+}
+
 // y = (0, 2 d) on a constant: residual sum of squares over T is d^2. A pivot up to 1000 times the double precision,
 // 2.2e-13, is no determinant. The first observation has no step.
 TEST(Rls, DeterminantsAboveTheToleranceAlone) {
