@@ -106,7 +106,7 @@ constexpr bool HasDistinctNames() {
   return true;
 }
 static_assert(HasDistinctNames());
-static_assert(std::ranges::all_of(kRows, [](const FunctionRow &row) { return row.argCount <= kMaxArguments; }));
+static_assert(std::ranges::all_of(kRows, [](const FunctionRow &row) { return row.signature.count <= kMaxArguments; }));
 
 }  // namespace
 

@@ -18,9 +18,9 @@ struct AlgebraRun;
 
 using FunctionHandler = double (*)(AlgebraRun &run, const double *args);
 
-// The same for `count` observations from currentObs on that have the same arguments, where that costs less than one
-// after the other.
-using StretchHandler = void (*)(AlgebraRun &run, const double *args, double *out, int count);
+// The same for `count` observations from currentObs on that all have the same arguments, where that costs less than one
+// call for each.
+using RepeatHandler = void (*)(AlgebraRun &run, const double *args, double *out, int count);
 
 // In which order a function may see the observations.
 enum class CallOrder {
@@ -28,26 +28,22 @@ enum class CallOrder {
   InTurn  // writes columns, draws random numbers, or otherwise needs one call after the other
 };
 
-struct FunctionRow {
-  constexpr FunctionRow(const char *functionName, const char *letters, const char *written, CallOrder calls,
-                        FunctionHandler one, StretchHandler many = nullptr, int offsetSign = 0)
-      : name(functionName),
-        signature(letters),
-        prototype(written),
-        argCount(static_cast<int>(std::string_view(letters).size())),
-        order(calls),
-        handler(one),
-        stretch(many),
-        shift(offsetSign) {}
+// A letter for each argument: v, r or d.
+struct Signature {
+  constexpr Signature(const char *text) : letters(text), count(static_cast<int>(std::string_view(text).size())) {}
 
+  const char *letters;
+  int count;
+};
+
+struct FunctionRow {
   const char *name;
-  const char *signature;  // a letter for each argument: v, r or d
+  Signature signature;
   const char *prototype;  // how a call is written, for reading
-  int argCount;
   CallOrder order;
-  FunctionHandler handler;
-  StretchHandler stretch;  // in place of the handler, or null
-  int shift;  // 1 or -1: reads its column at so many times its second argument ahead; 0 for any other function
+  FunctionHandler handler;  // null where there is a repeat handler
+  RepeatHandler repeat = nullptr;
+  int shift = 0;  // 1 or -1: reads its column at so many times its second argument ahead; 0 for any other function
 };
 
 inline constexpr int kMaxArguments = 8;

@@ -4,7 +4,7 @@
 
 namespace tessel {
 
-// sort(x): the stretch of x that the run covers.
+// sort(x): the observations of x that the run covers.
 double AlgSort(AlgebraRun &run, const double *args) {
   double *x = ColumnAt(run, args[0]);
   if (MustFill(run, 1)) SortWithCompanion({x + run.firstObs, x + run.lastObs + 1});

@@ -59,13 +59,13 @@ std::int64_t DatedIndex(const SampleSpec &sample, double year, double period) {
 // A call with a missing argument is not made, and a result that is no number is missing. (The index that stands for a
 // column is never missing.)
 inline double CallFunction(AlgebraRun &run, const FunctionRow &row, const double *args) {
-  for (int i = 0; i < row.argCount; ++i)
+  for (int i = 0; i < row.signature.count; ++i)
     if (IsNan(args[i])) return MissingValue();
   double result = 0.0;
   if (row.handler != nullptr) {
     result = row.handler(run, args);
   } else {
-    row.stretch(run, args, &result, 1);
+    row.repeat(run, args, &result, 1);
   }
   return OrMissing(result);
 }
@@ -147,7 +147,7 @@ bool NotStep(Frame &frame, const Step *step, double top) { return Next(frame, st
 bool CallStep(Frame &frame, const Step *step, double top) {
   const FunctionRow &row = *step->row;
   *frame.below++ = top;
-  frame.below -= row.argCount;  // the arguments begin here, and the cells below stay below the result
+  frame.below -= row.signature.count;  // the arguments begin here, and the cells below stay below the result
   return Next(frame, step, CallFunction(frame.run, row, frame.below));
 }
 
@@ -281,8 +281,8 @@ bool SameBits(double a, double b) { return std::bit_cast<std::uint64_t>(a) == st
 
 // How many observations from i on have the arguments of observation i (the sign of a zero included), none of them
 // missing.
-int StretchOf(const FunctionRow &row, const double *const *values, int i, int count) {
-  for (int k = 0; k < row.argCount; ++k) {
+int EqualArguments(const FunctionRow &row, const double *const *values, int i, int count) {
+  for (int k = 0; k < row.signature.count; ++k) {
     const double *begin = values[k] + i;
     if (IsNan(*begin)) return 0;
     const double *end = std::find_if(begin, values[k] + count, [&](double v) { return !SameBits(v, *begin); });
@@ -294,14 +294,14 @@ int StretchOf(const FunctionRow &row, const double *const *values, int i, int co
 void CallBlock(AlgebraRun &run, const FunctionRow &row, const double *const *values, double *out, int t, int count) {
   for (int i = 0; i < count;) {
     double args[kMaxArguments];
-    for (int k = 0; k < row.argCount; ++k) args[k] = values[k][i];
+    for (int k = 0; k < row.signature.count; ++k) args[k] = values[k][i];
     run.currentObs = t + i;
-    const int stretch = row.stretch == nullptr ? 0 : StretchOf(row, values, i, count);
-    if (stretch > 0) row.stretch(run, args, out + i, stretch);
-    if (stretch == 0) out[i] = CallFunction(run, row, args);
-    i += std::max(stretch, 1);
+    const int equal = row.repeat == nullptr ? 0 : EqualArguments(row, values, i, count);
+    if (equal > 0) row.repeat(run, args, out + i, equal);
+    if (equal == 0) out[i] = CallFunction(run, row, args);
+    i += std::max(equal, 1);
   }
-  if (row.stretch != nullptr) SetNansMissing(out, count);
+  if (row.repeat != nullptr) SetNansMissing(out, count);
 }
 
 void RunStepInBlock(AlgebraRun &run, BlockStack &stack, const Step &step, int t, int count) {
@@ -342,7 +342,7 @@ void RunStepInBlock(AlgebraRun &run, BlockStack &stack, const Step &step, int t,
     }
     case StepKind::Call: {
       const FunctionRow &row = *step.row;
-      depth -= row.argCount;
+      depth -= row.signature.count;
       double *out = stack.Scratch(depth);
       CallBlock(run, row, values + depth, out, t, count);
       values[depth++] = out;

@@ -22,8 +22,8 @@ inline bool IsNan(double x) { return x != x; }
 // Two missing values are equal. (Integers in place of && and ||, so that blocks of observations go without branches.)
 inline bool AreEqual(double a, double b) { return (int{a == b} | (int{IsNan(a)} & int{IsNan(b)})) != 0; }
 
-// a op b. What is no number here is still to become the missing value: through OrMissing, or by a branch where that is
-// faster.
+// a op b. The result may be any NaN; the caller turns it into the missing value, by OrMissing or by a branch where that
+// is faster.
 template <int Operator>
 inline double Operate(double a, double b) {
   if constexpr (Operator == TokPlus) return a + b;

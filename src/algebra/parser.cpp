@@ -285,7 +285,7 @@ class Parser {
     const int row = FindFunction(name);
     if (row < 0) Fail("Not a function", name);
     Expect(TokOpen);
-    const char *signature = FunctionTable()[static_cast<std::size_t>(row)].signature;
+    const char *signature = FunctionTable()[static_cast<std::size_t>(row)].signature.letters;
     for (const char *letter = signature; *letter != '\0'; ++letter) {
       if (letter != signature) Expect(TokComma);
       if (*letter == 'v') {

@@ -132,7 +132,7 @@ bool AddShiftedCall(Builder &b, const FunctionRow &row) {
 
 void AddCall(Builder &b, int index) {
   const FunctionRow &row = FunctionTable()[static_cast<std::size_t>(index)];
-  if (!Balance(b, row.argCount, 1)) return;
+  if (!Balance(b, row.signature.count, 1)) return;
   if (AddShiftedCall(b, row)) return;
   Append(b, StepKind::Call, index);
   if (b.depth >= kStackLimit) AppendFault(b, ErrStackFull);
