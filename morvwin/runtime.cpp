@@ -177,7 +177,7 @@ void MorvLibValArrayCalloc(MorvValue *record, int count) {
 }
 
 MorvValue *MorvValGetArrayVal(MorvValue *record, int index) {
-  if (TagOf(*record) != MORV_ARRAY || index < 0 || static_cast<std::size_t>(index) >= ElementCount(*record))
+  if (TagOf(*record) != MORV_ARRAY || static_cast<std::size_t>(index) >= ElementCount(*record))
     throw CallError{.expected = "an array with an element for every use"};
   return static_cast<MorvValue *>(record->data) + index;
 }

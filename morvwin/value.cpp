@@ -132,7 +132,7 @@ MatrixView Value::AsMatrix() const {
   Expect(Tag() == MORV_MATRIX, "the value is no matrix");
   const MorvShape shape = record_.value.shape;
   auto **table = static_cast<double **>(record_.data);
-  return {shape.rows > 0 && table != nullptr ? table[0] : nullptr, shape.rows, shape.columns};
+  return {table == nullptr ? nullptr : table[0], shape.rows, shape.columns};
 }
 
 std::vector<double> Value::Numbers() const {

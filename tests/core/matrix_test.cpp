@@ -1,4 +1,4 @@
-// Matrices and their views, the missing value, the integer conversion and the heap gate.
+// Views of matrices and their owner, the missing value, the conversion to integers.
 #include "core/matrix.h"
 
 #include <gtest/gtest.h>
@@ -6,65 +6,105 @@
 #include <bit>
 #include <cmath>
 #include <limits>
-#include <utility>
+#include <vector>
 
-#include "core/heap.h"
 #include "core/missing.h"
 
 namespace tessel {
 namespace {
 
-TEST(Matrix, ShapesWithoutCellsExistAndImpossibleOnesDoNot) {
-  for (const auto &[rows, columns] : {std::pair{0, 5}, {3, 0}, {0, 0}}) {
-    const OwnedMatrix m(rows, columns);
-    ASSERT_TRUE(m) << rows << " x " << columns;
-    EXPECT_EQ(m.View().rows, rows);
-    EXPECT_EQ(m.View().columns, columns);
-    EXPECT_TRUE(m.View().Empty());
-  }
-  EXPECT_FALSE(OwnedMatrix(std::int64_t{1} << 40, 1));
-  EXPECT_FALSE(OwnedMatrix(std::numeric_limits<int>::max(), std::numeric_limits<int>::max()));
-  EXPECT_FALSE(OwnedMatrix(-1, 2));
-  EXPECT_FALSE(OwnedMatrix::Clone(ConstMatrix{}));
-  EXPECT_EQ(HeapLiveBlocks(), 0);
+std::vector<double> Cells(ConstMatrix m) {
+  std::vector<double> cells;
+  for (int i = 0; i < m.rows; ++i) cells.insert(cells.end(), m[i], m[i] + m.columns);
+  return cells;
 }
 
-TEST(Matrix, ViewsOfPartsShareTheCells) {
-  const OwnedMatrix m(4, 5);
-  for (int i = 0; i < 4; ++i)
-    for (int j = 0; j < 5; ++j) m[i][j] = 10 * i + j;
-  const Matrix block = m.View().Block(1, 2, 3, 2);
-  EXPECT_EQ(block[1][1], 24);
+// 0 1 2 3 / 10 11 12 13 / 20 21 22 23
+std::vector<double> Numbered() {
+  std::vector<double> cells;
+  for (int i = 0; i < 12; ++i) cells.push_back(i / 4 * 10 + i % 4);
+  return cells;
+}
+
+TEST(Matrix, PartsShareTheCells) {
+  std::vector<double> cells = Numbered();
+  const Matrix m(cells.data(), 3, 4);
+  EXPECT_TRUE(m.Contiguous());
+  EXPECT_EQ(Cells(m.Rows(1, 2)), (std::vector<double>{10, 11, 12, 13, 20, 21, 22, 23}));
+  EXPECT_EQ(Cells(m.Columns(1, 2)), (std::vector<double>{1, 2, 11, 12, 21, 22}));
+  const Matrix block = m.Block(1, 2, 2, 1);
+  EXPECT_EQ(Cells(block), (std::vector<double>{12, 22}));
   EXPECT_FALSE(block.Contiguous());
-  EXPECT_TRUE(m.View().Rows(1, 2).Contiguous());
-  EXPECT_EQ(m.View().Rows(2, 2).Columns(1, 3)[1][2], 33);
-  FillZero(block);
-  EXPECT_EQ(m[1][2], 12);
-  EXPECT_EQ(m[1][3] + m[2][4], 0);
-  EXPECT_EQ(m[3][3], 33);
-  const OwnedMatrix copy = OwnedMatrix::Clone(m.View().Block(2, 2, 0, 4));
-  EXPECT_TRUE(copy.View().Contiguous());
-  EXPECT_EQ(copy[1][3], 33);
-  EXPECT_EQ(copy[0][3], 0);
+  EXPECT_TRUE(block.Rows(1, 1).Contiguous()) << "a single row";
+  EXPECT_EQ(block.Length(), 2);
+  block[1][0] = 5;
+  EXPECT_EQ(m[2][2], 5);
+
+  const Matrix none, empty(cells.data(), 0, 4);
+  EXPECT_FALSE(static_cast<bool>(none));
+  EXPECT_TRUE(static_cast<bool>(empty)) << "a matrix without cells is one all the same";
+  EXPECT_TRUE(none.Empty());
+  EXPECT_TRUE(empty.Empty());
+  EXPECT_TRUE(empty.Is(0, 4));
+  EXPECT_EQ(m.Columns(0, 4), m);
+  EXPECT_FALSE(m.Columns(0, 3) == m);
 }
 
-TEST(Matrix, FillsAndTheMirror) {
-  const OwnedMatrix m(3, 3);
+// Nothing beside the cells of a view is written.
+TEST(Matrix, FillsKeepInsideTheView) {
+  constexpr double kept = -1;
+  std::vector<double> cells(20, kept);
+  const Matrix m(cells.data(), 3, 3, 6);
+  const auto expect = [&](const std::vector<double> &expected) {
+    EXPECT_EQ(Cells(m), expected);
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+      const bool beside = i % 6 > 2 || i > 14;
+      EXPECT_EQ(cells[i] == kept, beside) << i;
+    }
+  };
   FillIdentity(m);
-  EXPECT_EQ(m[2][2], 1);
-  EXPECT_EQ(m[2][1], 0);
-  m[2][0] = 7;
+  expect({1, 0, 0, 0, 1, 0, 0, 0, 1});
+  FillIdentity(m.Rows(0, 2));
+  FillIdentity(m.Columns(0, 2));
+  expect({1, 0, 0, 0, 1, 0, 0, 0, 1});
+  const std::vector<double> source = Numbered();
+  Copy(m, ConstMatrix(source.data(), 3, 4).Columns(1, 3));
+  expect({1, 2, 3, 11, 12, 13, 21, 22, 23});
   MirrorLower(m);
-  EXPECT_EQ(m[0][2], 7);
-  FillMissing(m);
-  EXPECT_TRUE(IsMissing(m[1][1]));
+  expect({1, 11, 21, 11, 12, 22, 21, 22, 23});
+  FillZero(m);
+  expect(std::vector<double>(9, 0.0));
+  FillMissing(m.Block(1, 1, 0, 3));
+  for (int j = 0; j < 3; ++j) EXPECT_TRUE(IsMissing(m[1][j])) << j;
+  EXPECT_EQ(m[0][2], 0);
+  EXPECT_EQ(m[2][0], 0);
 }
 
-TEST(Matrix, AFailingAllocationLeavesNothing) {
-  HeapFailAt(1);
-  EXPECT_FALSE(OwnedMatrix(2, 2));
-  HeapFailAt(0);
-  EXPECT_EQ(HeapLiveBlocks(), 0);
+TEST(Matrix, OwnersHoldEverySizeThatFits) {
+  const auto blocks = HeapLiveBlocks();
+  {
+    const std::int64_t most = std::numeric_limits<int>::max();
+    EXPECT_FALSE(OwnedMatrix(-1, 2));
+    EXPECT_FALSE(OwnedMatrix(2, -1));
+    EXPECT_FALSE(OwnedMatrix(most + 1, 0));
+    EXPECT_FALSE(OwnedMatrix(0, most + 1));
+    EXPECT_FALSE(OwnedMatrix(most, most));
+    EXPECT_FALSE(OwnedMatrix());
+    const OwnedMatrix empty(0, 3);
+    EXPECT_TRUE(empty);
+    EXPECT_TRUE(empty.View().Is(0, 3));
+
+    std::vector<double> cells = Numbered();
+    const ConstMatrix part = ConstMatrix(cells.data(), 3, 4).Columns(1, 2);
+    const OwnedMatrix copy = OwnedMatrix::Clone(part);
+    EXPECT_EQ(Cells(copy), Cells(part));
+    EXPECT_TRUE(copy.View().Contiguous());
+    EXPECT_NE(copy.View().cells, part.cells);
+    EXPECT_FALSE(OwnedMatrix::Clone({})) << "no source";
+    HeapFailAt(1);
+    EXPECT_FALSE(OwnedMatrix::Clone(part)) << "no memory";
+  }
+  EXPECT_EQ(HeapLiveBlocks(), blocks);
 }
 
 TEST(Missing, EveryNanAndNothingElse) {

@@ -31,7 +31,10 @@ TEST(Frame, MatricesReadAsViews) {
     EXPECT_EQ(none.Length(), 0) << e.position;
   }
   EXPECT_EQ(ConstMatrix(OptionalMatrixAt(args, 0)).cells, cells);
-  EXPECT_TRUE(ConstMatrix(OptionalMatrixAt(args, 5)).Is(0, 0)) << "an integer stands for no matrix";
+  args[0].type |= 32;
+  EXPECT_EQ(ConstMatrix(OptionalMatrixAt(args, 0)).cells, cells) << "only the low bits of the type are the tag";
+  args[0].type = MORV_ARRAY;
+  EXPECT_EQ(ConstMatrix(OptionalMatrixAt(args, 0)), ConstMatrix()) << "whatever else it holds";
 }
 
 // What an output says of itself: asked for and there, declined, or without memory.

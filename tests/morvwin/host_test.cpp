@@ -34,6 +34,10 @@ TEST(Value, HoldsCopiesAndMovesEveryType) {
     EXPECT_EQ(moved.Size(), 4U);
     EXPECT_EQ(copy.AsInteger(), 0)
         << "a value that was moved from is the integer 0";  // NOLINT(bugprone-use-after-move)
+    list[3] = std::move(list[3]);
+    EXPECT_EQ(list[3][1].AsText(), "b") << "a value that is moved to itself";
+    EXPECT_EQ(Value::Array(1)[0].AsInteger(), 0);
+    EXPECT_EQ(Value::Array(-1).Size(), 0U);
     list = Value::Matrix(0, 3);
     EXPECT_EQ(list.AsMatrix().columns, 3);
     EXPECT_TRUE(list.Numbers().empty());
@@ -57,7 +61,12 @@ TEST(Call, NumbersConvertWhereNothingIsLost) {
   Arguments args;
   args.Integer(1).Double(2.0);
   for (int repeat = 0; repeat < 2; ++repeat) EXPECT_EQ(Call(AddNumbers, args).result.AsDouble(), 3.0);
-  for (double fraction : {2.5, 3e9, std::nan("")}) {
+  for (double whole : {2147483647.0, -2147483648.0}) {
+    Arguments ends;
+    ends.Integer(0).Double(whole);
+    EXPECT_EQ(Call(AddNumbers, ends).result.AsDouble(), whole);
+  }
+  for (double fraction : {2.5, 2147483648.0, -2147483649.0, std::nan("")}) {
     Arguments refused;
     refused.Integer(1).Double(fraction);
     EXPECT_EQ(Call(AddNumbers, refused).message, "FnTest: argument 2 must be an integer, it is a number");
@@ -73,8 +82,10 @@ TEST(Call, RefusalsNameTheArgumentAndWhatItIs) {
   } cases[] = {
       {[](MorvValue *, MorvValue *a, int) { MorvLibCheckType(MORV_STRING, a, 0, 0); }, 1,
        "FnTest: argument 1 must be a string, it is a 1 x 2 matrix"},
-      {[](MorvValue *, MorvValue *a, int) { MorvLibCheckMatrixSize(a, 0, 0, 2, 1); }, 1,
-       "FnTest: argument 1 must be a matrix of 2 x 1, it is a 1 x 2 matrix"},
+      {[](MorvValue *, MorvValue *a, int) { MorvLibCheckMatrixSize(a, 0, 0, 2, 2); }, 1,
+       "FnTest: argument 1 must be a matrix of 2 x 2, it is a 1 x 2 matrix"},
+      {[](MorvValue *, MorvValue *a, int) { MorvLibCheckMatrixSize(a, 0, 0, 1, 1); }, 1,
+       "FnTest: argument 1 must be a matrix of 1 x 1, it is a 1 x 2 matrix"},
       {[](MorvValue *, MorvValue *a, int) { MorvLibCheckType(MORV_MATRIX, a, 0, 1); }, 2,
        "FnTest: argument 2 must be a matrix, it is a string"},
       {[](MorvValue *, MorvValue *a, int) { MorvLibCheckType(MORV_ARRAY, a, 2, 31); }, 3,
@@ -83,12 +94,23 @@ TEST(Call, RefusalsNameTheArgumentAndWhatItIs) {
       {[](MorvValue *, MorvValue *a, int) { MorvValGetString(a); }, 0, "FnTest: expected a string"},
       {[](MorvValue *, MorvValue *a, int) { MorvValGetArrayVal(a + 1, 0); }, 0,
        "FnTest: expected an array with an element for every use"},
+      {[](MorvValue *rtn, MorvValue *, int) {
+         MorvLibValArrayCalloc(rtn, 2);
+         MorvValGetArrayVal(rtn, 2);
+       },
+       0, "FnTest: expected an array with an element for every use"},
+      {[](MorvValue *rtn, MorvValue *, int) {
+         MorvLibValArrayCalloc(rtn, 2);
+         MorvValGetArrayVal(rtn, -1);
+       },
+       0, "FnTest: expected an array with an element for every use"},
   };
   for (const auto &c : cases) {
     Arguments args;
     args.Matrix(cells, 1, 2).Text("text");
     const Outcome outcome = Call(c.function, args);
     EXPECT_EQ(outcome.status, Outcome::Status::Refused);
+    EXPECT_EQ(outcome.result.Tag(), MORV_INTEGER) << "what was stored before is gone";
     EXPECT_EQ(outcome.argument, c.argument);
     EXPECT_EQ(outcome.message, c.message);
     EXPECT_TRUE(outcome.Failed());
@@ -116,11 +138,35 @@ TEST(Call, OutputsMayBeInputsAndInputsStayTheCallers) {
   EXPECT_FALSE(outcome.Failed());
   EXPECT_EQ(matrix.Numbers(), (std::vector<double>{2, 4}));
 
+  Arguments empty;
+  empty.Column({});
+  EXPECT_FALSE(Call([](MorvValue *, MorvValue *a, int) { MorvLibCheckMatrixSize(a, 0, 0, 0, 0); }, empty).Failed());
+
   Value kept = Value::String("kept");
   Arguments none;
   none.Column({}).Output(kept).Decline();
   Call([](MorvValue *, MorvValue *, int count) { EXPECT_EQ(count, 3); }, none);
   EXPECT_EQ(kept.AsText(), "kept") << "an output that is not written keeps what it held";
+}
+
+// A record may become what it holds.
+TEST(Record, TakesACopyOfItsOwnContent) {
+  MorvValue record = MorvIntegerValue(0);
+  MorvLibValMatMalloc(&record, 2, 1);
+  auto **rows = static_cast<double **>(record.data);
+  rows[0][0] = 1;
+  rows[1][0] = 2;
+  MorvLibValMatDup(&record, rows, 2, 1);
+  EXPECT_EQ(static_cast<double **>(record.data)[1][0], 2);
+  MorvValSetString(&record, "text");
+  MorvValSetString(&record, MorvValGetString(&record) + 2);
+  EXPECT_STREQ(MorvValGetString(&record), "xt");
+  for (const auto &[r, c] : {std::pair{-1, 2}, {2, -1}, {1518500250, 1518500250}}) {  // 8 r c is just above 2^64
+    MorvLibValMatMalloc(&record, r, c);
+    EXPECT_EQ(record.data, nullptr);
+    EXPECT_EQ(record.value.shape.rows, 0);
+  }
+  MorvFreeByValue(&record);
 }
 
 // Takes memory in every way that the runtime offers.
@@ -188,6 +234,14 @@ TEST(Call, OfCProgramsHasTheSameEnds) {
   EXPECT_EQ(run(AddNumbers, {MorvDoubleValue(1)}), MORV_REFUSED);
   EXPECT_STREQ(message, "FnTest: argument 2 must be an integer, ") << "cut to the buffer";
   EXPECT_EQ(run([](MorvValue *, MorvValue *, int) {}, {}), MORV_UNTOUCHED);
+  // An array that owns its elements is an input and keeps them.
+  const auto readAndReplace = [](MorvValue *rtn, MorvValue *args, int) {
+    MorvValSetString(rtn, MorvValGetString(MorvValGetArrayVal(args, 1)));
+    MorvValSetInt(MorvValGetArrayVal(args, 1), 7);
+  };
+  EXPECT_EQ(run(readAndReplace, {array}), MORV_RETURNED);
+  EXPECT_STREQ(MorvValGetString(&result), "text");
+  EXPECT_STREQ(MorvValGetString(MorvValGetArrayVal(&array, 1)), "text");
   for (MorvValue *record : {&result, &matrix, &array}) MorvFreeByValue(record);
   EXPECT_EQ(morv::LiveBlocks(), blocks);
 }
@@ -195,6 +249,8 @@ TEST(Call, OfCProgramsHasTheSameEnds) {
 TEST(Library, MissingFilesAndFunctionsAreNamed) {
   morv::Library library;
   EXPECT_NE(library.Open("no-such-library.so").find("no-such-library.so"), std::string::npos);
+  EXPECT_EQ(library.Find("malloc"), nullptr) << "nothing is open";
+  EXPECT_EQ(library.Open("libm.so.6"), "") << "a bare name that the loader finds";
   Arguments args;
   EXPECT_EQ(library.Open("libtessel13_morv_64.so"), "") << "a bare name is found beside the runtime";
   EXPECT_EQ(library.Call("FnNone", args).message, "FnNone: the library has no such function");
