@@ -14,6 +14,7 @@
 
 #include "algebra/workspace.h"
 #include "core/heap.h"
+#include "forecast/dynamic_forecast.h"
 #include "support/messages.h"
 
 namespace {
@@ -127,6 +128,46 @@ TEST(Threads, OneProgramRunsInManyWorkspacesAtOnce) {
       const double trial[] = {k + 0.1 * i};
       EXPECT_TRUE(Succeeded(workspace.SetParameters(trial)));
       EXPECT_TRUE(Succeeded(workspace.Run(i, kObservations - 1 - k)));
+    }
+    Read(workspace, trace);
+    return trace;
+  });
+}
+
+// A system of two equations with a lag each and a constant, and its identities in a workspace of its own.
+ForecastModel SystemOf(AlgebraWorkspace &workspace, const OwnedMatrix &actual, const OwnedMatrix &regressors,
+                       int base) {
+  constexpr double identities[] = {1, 2, 1, 2, 0}, kinds[] = {1, 1, 1, 1, 0}, lags[] = {0, 0, 1, 1, 0};
+  constexpr double pi[] = {0.5, -0.2, 0.1, 0.3, 0.4, -0.1};
+  ForecastModel model;
+  model.workspace = &workspace;
+  model.base = base;
+  EXPECT_EQ(BuildForecastIndex({identities, kinds, lags, 1, 2}, 2, 3, &model.index), Status::Ok);
+  const RowSources sources = {actual, regressors, workspace.AddedCount(), actual.View().columns + 30};
+  EXPECT_EQ(NewForecastRows(model.index, sources, &model.rows), Status::Ok);
+  model.piColumns = CoefficientColumns({pi, 2, 3});
+  return model;
+}
+
+TEST(Threads, ForecastsWithIdentitiesGiveTheBitsOfASerialRun) {
+  CompareWithSerial([](int k) {
+    constexpr int known = 100, span = 24;
+    const OwnedMatrix actual(2, known), regressors(3, known + 31), v(6, 6), omega(2, 2);
+    Fill(regressors, 1.0);
+    FillIdentity(omega);
+    FillIdentity(v);
+    Trace trace;
+    AlgebraWorkspace workspace;
+    Open(workspace, k);
+    EXPECT_TRUE(Succeeded(workspace.Compile("level = x*z + 0.5*level[-1]; ratio = exp(x/4) / (1 + z^2);")));
+    for (int t = 0; t < known; ++t) actual[0][t] = std::sin(t + k), actual[1][t] = std::cos(2.0 * t);
+    for (const int h : {0, 3}) {
+      ForecastModel model = SystemOf(workspace, actual, regressors, known);
+      const OwnedMatrix errors(model.rows.Results(), span);
+      EXPECT_EQ(Forecast(model, {omega, v, {}}, {known, known + span - 1}, h, errors), Status::Ok);
+      for (const Matrix &result : {errors.View(), model.rows.results})
+        for (int r = 0; r < result.rows; ++r)
+          for (const double value : result.Row(r)) trace.bits.push_back(std::bit_cast<std::uint64_t>(value));
     }
     Read(workspace, trace);
     return trace;
