@@ -1,19 +1,44 @@
 // tessel call: the library's exports from the command line.
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdio>
 #include <iostream>
 #include <list>
 #include <set>
 
 #include "commands.h"
-#include "diversion.h"
 #include "export_table.h"
 #include "failure.h"
 #include "input.h"
 #include "json_values.h"
 #include "text.h"
-#include "workspace.h"
 
 namespace {
+
+// Found in the folder that belongs to this command, or else by the loader's search.
+constexpr const char *kLibrary = "libtessel13_morv_64.so";
+
+// Standard output holds the results alone: as long as this object lives, what the library prints there goes to standard
+// error.
+class PrintedToStandardError {
+ public:
+  PrintedToStandardError() {
+    std::fflush(stdout);
+    saved_ = dup(STDOUT_FILENO);
+    if (saved_ < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0) Fail("standard output", "it cannot be diverted");
+  }
+  PrintedToStandardError(const PrintedToStandardError &) = delete;
+  PrintedToStandardError &operator=(const PrintedToStandardError &) = delete;
+  ~PrintedToStandardError() {
+    std::fflush(stdout);
+    dup2(saved_, STDOUT_FILENO);
+    close(saved_);
+  }
+
+ private:
+  int saved_ = -1;
+};
 
 const tessel::Export &ExportOf(const std::string &name) {
   if (const tessel::Export *entry = tessel::FindExport(name); entry != nullptr) return *entry;
@@ -89,7 +114,7 @@ Json CallOne(const morv::Library &library, const std::string &name, const std::s
 
   morv::Outcome outcome;
   {
-    const Diversion toStandardError(STDERR_FILENO);
+    const PrintedToStandardError printed;
     outcome = library.Call(name, call.list);
   }
   if (outcome.Failed()) Fail(path, outcome.message);
@@ -133,7 +158,7 @@ int CallCommand(const CallOptions &options) {
   const std::vector<std::string> &words = options.calls;
   if (words.size() % 2 != 0) Misuse("tessel call", "expected a file of arguments behind each function");
   morv::Library library;
-  OpenLibrary(library);
+  if (const std::string error = library.Open(kLibrary); !error.empty()) Fail("tessel", error);
   const ClosedWorkspace closed{library};
   NamedValues named;
   std::vector<std::string> unmet = options.only;

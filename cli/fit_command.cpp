@@ -36,7 +36,7 @@ std::string StopText(LeastSquaresFit::Stop stop, double tolerance) {
   return "the residual does not exist around the parameters";
 }
 
-// The model: the residual variable as a function of the parameters, through the exports.
+// The model: the residual variable as a function of the parameters.
 class Model {
  public:
   Model(const FitOptions &options, Session &session, const Range &range)
@@ -51,8 +51,7 @@ class Model {
 
   bool Residuals(std::span<const double> parameters, std::span<double> residuals) const {
     if (!workspace_.Run(runRange_, parameters)) return false;
-    const std::optional<std::vector<double>> values = workspace_.Variable(options_.residual, range_);
-    std::ranges::copy(*values, residuals.begin());
+    std::ranges::copy(*workspace_.Variable(options_.residual, range_), residuals.begin());
     return true;
   }
 
@@ -80,23 +79,24 @@ class Model {
       Fail(path, std::to_string(range_.Count()) + " observations cannot determine " + std::to_string(start.size()) +
                      " parameters");
     RunAt(start);
-    const std::optional<std::vector<double>> first = workspace_.Variable(options_.residual, range_);
-    if (!first)
+    const std::optional<std::span<const double>> residuals = workspace_.Variable(options_.residual, range_);
+    if (!residuals)
       Misuse("--residual",
              "neither " + session_.Data().source + " nor " + path + " has a variable " + Quoted(options_.residual));
     for (int t = range_.first; t <= range_.last; ++t) {
-      const double value = (*first)[static_cast<std::size_t>(t - range_.first)];
+      const double value = (*residuals)[static_cast<std::size_t>(t - range_.first)];
       if (!std::isfinite(value))
         Fail(path, "the residual '" + options_.residual + "' is " + (std::isnan(value) ? "missing" : "infinite") +
                        " in " + session_.Data().Describe(t) +
                        ", at the starting values; --first, --last and --presample choose the observations");
     }
     // A search needs the same answer to the same question, whatever it has asked in between.
+    const std::vector<double> first(residuals->begin(), residuals->end());
     std::vector<double> elsewhere(start.begin(), start.end());
     for (double &v : elsewhere) v += v == 0.0 ? 1e-3 : 1e-3 * v;
     workspace_.Run(runRange_, elsewhere);
     RunAt(start);
-    if (*workspace_.Variable(options_.residual, range_) != *first)
+    if (!std::ranges::equal(*workspace_.Variable(options_.residual, range_), first))
       Fail(path, "the residual '" + options_.residual +
                      "' changes when the program runs again: a statement overwrites what it reads, or draws at random");
   }

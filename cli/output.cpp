@@ -59,7 +59,7 @@ std::string Cell(const std::string &text) {
   return quoted + "\"";
 }
 
-std::vector<std::string> Selection(Workspace &workspace, const DataTable &data, const OutputOptions &options) {
+std::vector<std::string> Selection(const Workspace &workspace, const DataTable &data, const OutputOptions &options) {
   if (options.added) return workspace.AddedNames();
   std::vector<std::string> names = workspace.Names();
   if (options.only.empty()) return names;
@@ -73,7 +73,7 @@ std::vector<std::string> Selection(Workspace &workspace, const DataTable &data, 
 
 struct Column {
   std::string name;
-  std::vector<double> values;
+  std::span<const double> values;
   bool iso;
 
   std::string Text(std::size_t row, int digits) const {
@@ -83,7 +83,7 @@ struct Column {
 };
 
 // The columns in the order in which they are written. With dates, these come first whatever is selected.
-std::vector<Column> Columns(Workspace &workspace, const DataTable &data, const Range &range,
+std::vector<Column> Columns(const Workspace &workspace, const DataTable &data, const Range &range,
                             std::vector<std::string> names) {
   if (data.dated) {
     std::erase(names, data.names[0]);
@@ -91,10 +91,10 @@ std::vector<Column> Columns(Workspace &workspace, const DataTable &data, const R
   }
   std::vector<Column> columns;
   for (const std::string &name : names) {
-    std::optional<std::vector<double>> values = workspace.Variable(name, range);
+    const std::optional<std::span<const double>> values = workspace.Variable(name, range);
     if (!values) continue;  // the program has deleted it
     const int source = data.Find(name);
-    columns.push_back({name, std::move(*values), source >= 0 && data.iso[static_cast<std::size_t>(source)]});
+    columns.push_back({name, *values, source >= 0 && data.iso[static_cast<std::size_t>(source)]});
   }
   return columns;
 }
@@ -132,7 +132,7 @@ void WriteFile(const std::string &path, const std::string &text) {
   CannotWrite(path);
 }
 
-std::string VariablesAsCsv(Workspace &workspace, const DataTable &data, const Range &range,
+std::string VariablesAsCsv(const Workspace &workspace, const DataTable &data, const Range &range,
                            const OutputOptions &options) {
   const std::vector<Column> columns = Columns(workspace, data, range, Selection(workspace, data, options));
   std::string text;

@@ -21,5 +21,5 @@ void WriteFile(const std::string &path, const std::string &text);
 
 // The workspace's variables over the range as CSV: a column of labels or dates, then one column per variable; missing
 // values as NA, numbers in the shortest form that reads back as the same double.
-std::string VariablesAsCsv(Workspace &workspace, const DataTable &data, const Range &range,
+std::string VariablesAsCsv(const Workspace &workspace, const DataTable &data, const Range &range,
                            const OutputOptions &options);

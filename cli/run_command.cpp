@@ -13,9 +13,9 @@ namespace {
 // Divisions by zero, logarithms of zero and overflows do not fail a run: they leave infinities, which the user hears
 // of.
 void WarnOfInfinities(Session &session, const Range &range) {
-  Workspace &workspace = session.GetWorkspace();
+  const Workspace &workspace = session.GetWorkspace();
   for (const std::string &name : workspace.AddedNames()) {
-    const std::optional<std::vector<double>> values = workspace.Variable(name, range);
+    const std::optional<std::span<const double>> values = workspace.Variable(name, range);
     const auto infinite = std::ranges::find_if(*values, [](double v) { return std::isinf(v); });
     if (infinite == values->end()) continue;
     const auto count = std::ranges::count_if(*values, [](double v) { return std::isinf(v); });

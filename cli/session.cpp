@@ -8,48 +8,41 @@
 #include "text.h"
 
 Session::Session(const std::string &programPath, DataTable data)
-    : program_(ReadProgram(programPath)), data_(std::move(data)), workspace_(library_) {
-  OpenLibrary(library_);
-}
+    : program_(ReadProgram(programPath)), data_(std::move(data)), workspace_(data_) {}
 
 void Session::Warn(const std::string &line) { std::cerr << OnOneLine(line) << '\n'; }
 
 std::string Session::Message(const std::string &message, Workspace::Use use) {
   return PlaceMessage(program_, message, [&](const std::string &text) {
-    return workspace_.Open(data_, text, use).find(" on line ") != std::string::npos;
+    return workspace_.Open(text, use).find(" on line ") != std::string::npos;
   });
 }
 
-void Session::Seed(int seed) {
-  DataTable oneObservation;
-  oneObservation.rows = 1;
-  // The generator is the process's, so the seed outlives this workspace.
-  const std::string program = "ranseed(" + std::to_string(seed) + ");";
-  if (!workspace_.Open(oneObservation, program, Workspace::Use::Plain).empty() || !workspace_.Run({0, 0}))
-    Fail("--seed", "the random numbers cannot be seeded");
-}
+void Session::Seed(int seed) { tessel::RanSetSeed(workspace_.RandomNumbers(), {&seed, 1}); }
 
 void Session::Compile(Workspace::Use use) {
   use_ = use;
-  const std::string failure = workspace_.Open(data_, program_.text, use);
+  const std::string failure = workspace_.Open(program_.text, use);
   for (const std::string &message : workspace_.messages) Warn(program_.path + ": " + message);
   if (!failure.empty()) throw Failure(Failure::Failed, Message(failure, use));
 }
 
 void Session::Run(const Range &range, std::span<const double> parameters) {
+  const tessel::Generators before = workspace_.RandomNumbers();
   const bool succeeded = workspace_.Run(range, parameters);
   for (const std::string &message : std::exchange(workspace_.messages, {})) Warn(program_.path + ": " + message);
-  if (!succeeded) FailAtFirstFailingStatement(range, parameters);
+  if (!succeeded) FailAtFirstFailingStatement(range, parameters, before);
 }
 
-void Session::FailAtFirstFailingStatement(const Range &range, std::span<const double> parameters) {
+void Session::FailAtFirstFailingStatement(const Range &range, std::span<const double> parameters,
+                                          const tessel::Generators &before) {
   // Behind each prefix all parameters are set once more, so that each is in use there.
   std::string parameterStatements;
   for (const int number : workspace_.parameterNumbers) parameterStatements += "&" + std::to_string(number) + " = 0;\n";
-  const std::vector<double> values(parameters.begin(), parameters.end());
   const auto prefixFails = [&](std::size_t n) {
-    return workspace_.Open(data_, program_.Prefix(n) + parameterStatements, use_).empty() &&
-           !workspace_.Run(range, values);
+    workspace_.RandomNumbers() = before;
+    return workspace_.Open(program_.Prefix(n) + parameterStatements, use_).empty() &&
+           !workspace_.Run(range, parameters);
   };
   const std::size_t count = program_.statements.size();
   const std::size_t n = LeastThatHolds(count, prefixFails);

@@ -30,11 +30,12 @@ class Session {
 
  private:
   std::string Message(const std::string &message, Workspace::Use use);
-  [[noreturn]] void FailAtFirstFailingStatement(const Range &range, std::span<const double> parameters);
+  // Repeats the run that failed over the data as they were read, with random numbers as they stood before it.
+  [[noreturn]] void FailAtFirstFailingStatement(const Range &range, std::span<const double> parameters,
+                                                const tessel::Generators &before);
 
-  morv::Library library_;
   Program program_;
   DataTable data_;
-  Workspace workspace_;
+  Workspace workspace_;  // over the data
   Workspace::Use use_ = Workspace::Use::Plain;
 };

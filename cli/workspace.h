@@ -1,56 +1,44 @@
-// The Algebra workspace of the library, through its exports.
+// An Algebra workspace over a table of data: the engine's, with texts and optional values for the command.
 #pragma once
 
-#include <morv/host.hpp>
-
-#include <cstdio>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "algebra/workspace.h"
 #include "data_table.h"
 
-// Opens libtessel13_morv_64 from the folder that belongs to this command, or else by the loader's search.
-void OpenLibrary(morv::Library &library);
-
-// One workspace: the library has one for the whole process, so at most one object of this type is in use at a time.
-// What the library prints is kept off standard output: warnings and errors are collected in `messages`.
 class Workspace {
  public:
   enum class Use { Plain, Model };  // without parameters, with parameters
 
-  explicit Workspace(const morv::Library &library);
-  Workspace(const Workspace &) = delete;
-  Workspace &operator=(const Workspace &) = delete;
-  ~Workspace();
+  explicit Workspace(const DataTable &data);
 
-  // Opens the workspace over the data and compiles the program; closes what was open. Returns Algebra's message on
-  // failure, else an empty text.
-  std::string Open(const DataTable &data, const std::string &program, Use use);
-  void Close();
+  // Opens the workspace over the data as they were read, in place of what was open, and compiles the program. Returns
+  // Algebra's message on failure, else an empty text.
+  std::string Open(const std::string &program, Use use);
 
-  // Runs the program. False when the run failed.
+  // Runs the program. False when the run failed. A run that finds no memory throws std::bad_alloc.
   bool Run(const Range &range, std::span<const double> parameters = {});
 
   // The variables in their order, those of the data first.
-  std::vector<std::string> Names();
+  std::vector<std::string> Names() const;
   // Those that the program added.
-  std::vector<std::string> AddedNames();
-  // A variable over a range; none when there is no variable of that name.
-  std::optional<std::vector<double>> Variable(const std::string &name, const Range &range);
+  std::vector<std::string> AddedNames() const;
+  // A variable over a range, until the workspace is opened again; none when there is no variable of that name.
+  std::optional<std::span<const double>> Variable(const std::string &name, const Range &range) const;
+
+  // They go on when the workspace is opened again.
+  tessel::Generators &RandomNumbers() { return algebra_.RandomNumbers(); }
 
   std::vector<double> startingValues;  // of the parameters, after Open for a model
   std::vector<int> parameterNumbers;
-  std::vector<std::string> messages;  // printed by the library and not returned otherwise, as "Warning: ..."
+  std::vector<std::string> messages;  // since Open, as "Warning: ...", without the one that Open returned
 
  private:
-  morv::Outcome Call(const std::string &name, morv::Arguments &args);
-  void Collect(const std::string &printed);
+  std::string OpenData();
 
-  const morv::Library &library_;
-  std::unique_ptr<std::FILE, int (*)(std::FILE *)> printed_;
-  std::vector<std::string> dataNames_;
-  bool open_ = false;
+  const DataTable &data_;
+  tessel::AlgebraWorkspace algebra_;
 };

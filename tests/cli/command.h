@@ -41,9 +41,10 @@ class Folder {
   std::string Read(const std::string &name) const { return ReadText(path_ / name); }
   std::filesystem::path Path() const { return path_; }
 
-  // `arguments` as a shell reads them.
-  CommandResult Tessel(const std::string &arguments) const {
-    const std::string line = "cd '" + path_.string() + "' && '" TESSEL_COMMAND "' " + arguments + " 2>.stderr";
+  // `arguments` and the commands before it as a shell reads them.
+  CommandResult Tessel(const std::string &arguments, const std::string &before = "") const {
+    const std::string line =
+        "cd '" + path_.string() + "' && " + before + " '" TESSEL_COMMAND "' " + arguments + " 2>.stderr";
     CommandResult result;
     std::FILE *pipe = popen(line.c_str(), "r");
     if (pipe == nullptr) return result;

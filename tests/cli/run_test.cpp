@@ -175,6 +175,56 @@ TEST(Run, LineNumbersPastThreeDigits) {
          "p.alg:1234: Parse error: none Undeclared identifier on line 123\n"});
 }
 
+// The search for the statement repeats the run with the same random numbers: it names the first statement that fails,
+// which is the one that fails alone.
+TEST(Run, FindsTheStatementThatFailsAtRandom) {
+  const Folder folder;
+  folder.Write("d.csv", "x\n1\n2\n");
+  folder.Write("first.alg", "a = log(ranu() - 0.3);\n");
+  folder.Write("both.alg", "a = log(ranu() - 0.3);\nb = sqrt(ranu() - 0.3);\n");
+  int named[3] = {};
+  for (int seed = 1; seed <= 20; ++seed) {
+    const std::string options = " --data d.csv --seed " + std::to_string(seed);
+    const CommandResult first = folder.Tessel("run first.alg" + options),
+                        both = folder.Tessel("run both.alg" + options);
+    const int line = first.status == 1 ? 1 : both.status == 1 ? 2 : 0;
+    EXPECT_EQ(both.err.find("both.alg:" + std::to_string(line) + ": "), line == 0 ? std::string::npos : 0) << both.err;
+    ++named[line];
+  }
+  EXPECT_GT(named[1], 0);
+  EXPECT_GT(named[2], 0);
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // these need more address space
+// Whichever step finds no memory, the last line tells so, and nothing is written.
+TEST(Run, ExhaustedMemoryIsCalledThat) {
+  const Folder folder;
+  std::string data = "x\n";
+  for (int t = 0; t < 40000; ++t) data += std::to_string(t % 7) + "\n";
+  folder.Write("d.csv", data);
+  folder.Write("p.alg", "y = x;\nz = smooth_sp(x, 5, smoothed);\n");
+  int failures = 0, status = -1;
+  for (int kilobytes = 4000; status != 0 && kilobytes < 200000; kilobytes += 500) {
+    const CommandResult result =
+        folder.Tessel("run p.alg --data d.csv --output out.csv", "ulimit -v " + std::to_string(kilobytes) + " &&");
+    status = result.status;
+    if (status == 127) continue;  // the loader found no memory
+    EXPECT_EQ(std::filesystem::exists(folder.Path() / "out.csv"), status == 0);
+    if (status == 0) continue;
+    ++failures;
+    EXPECT_EQ(status, 1);
+    const std::size_t last = result.err.rfind('\n', result.err.size() - 2) + 1;
+    const std::string line = result.err.substr(std::min(last, result.err.size()));
+    EXPECT_TRUE(line == "tessel: out of memory\n" || line.find("Out of memory on line") != std::string::npos ||
+                line.find("Could not create variable on line") != std::string::npos ||
+                line.find("cannot create database") != std::string::npos)
+        << result.err;
+  }
+  EXPECT_EQ(status, 0);
+  EXPECT_GT(failures, 5);
+}
+#endif
+
 TEST(Run, OutputFilesAreWholeOrUntouched) {
   const Folder folder;
   folder.Write("d.csv", "x\n1\n");
