@@ -162,7 +162,7 @@ void FnCountJD(MorvValue *rtn, MorvValue *args, int) {
   model.negativeBinomial = kind == 1;
   model.truncation = std::max(truncation, 0);
   model.power = DoubleAt(args, 6);
-  if (!HoldsParameters(theta, std::int64_t{x.columns} + (model.negativeBinomial ? 1 : 0))) return;
+  if (!HoldsParameters(theta, model.ParameterCount(x.columns))) return;
   if (!OutcomesWithin(y, kHighest - 1)) return;  // more does not fit an int
 
   Outputs outputs(args, theta.Flat().size());

@@ -23,6 +23,9 @@ struct CountModel {
   bool negativeBinomial = false;
   int truncation = 0;  // L, 0 for none
   double power = 0.0;  // P of the negative binomial
+
+  // The elements of theta with k regressors.
+  std::int64_t ParameterCount(int k) const { return std::int64_t{k} + (negativeBinomial ? 1 : 0); }
 };
 
 // The likelihood at theta: k elements, k + 1 for the negative binomial. Counts are not negative. Fitted values are the

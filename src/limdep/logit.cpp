@@ -191,9 +191,9 @@ Likelihood LogitLikelihood(const LogitSample &sample, std::span<const double> th
 
 void LogitProbDerivatives(std::span<const double> theta, int regressors, std::span<const double> p, Matrix out) {
   const int k = regressors, outcomes = out.columns;
-  const double *probability = p.data(), *gamma = theta.data() + std::int64_t{outcomes - 1} * k;
+  const double *probability = p.data(), *betas = theta.data(), *gamma = betas + std::int64_t{outcomes - 1} * k;
   for (int i = 0; i < k; ++i) {
-    const auto beta = [&](int j) { return j == 0 ? 0.0 : theta[static_cast<std::size_t>(j - 1) * k + i]; };
+    const auto beta = [&](int j) { return j == 0 ? 0.0 : betas[std::int64_t{j - 1} * k + i]; };
     double mean = 0.0;
     for (int l = 1; l < outcomes; ++l) mean += probability[l] * beta(l);
     for (int j = 0; j < outcomes; ++j) out[i][j] = probability[j] * (beta(j) - mean);
