@@ -30,7 +30,7 @@ bool SymbolTable::Add(const char *name, SymbolKind kind, int column) {
 
 void SymbolTable::Hide(int column) {
   for (SymbolEntry &symbol : entries_)
-    if (symbol.column == column && symbol.symbolKind == SymbolVariable) symbol.symbolKind = SymbolHidden;
+    if (symbol.column == column) symbol.symbolKind = SymbolHidden;
 }
 
 }  // namespace tessel

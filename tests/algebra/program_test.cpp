@@ -53,7 +53,7 @@ using Texts = std::vector<std::string>;
 
 TEST(Program, RunsOnEveryDatabaseThatItIsAttachedTo) {
   Opened first("xyz", {1, 10, 100});
-  ASSERT_TRUE(Succeeded(first.workspace.Compile("&2 = 7; a = x + y; b = a; delete(y, a); y = b*&2; \" x\" = NOBS;")));
+  ASSERT_TRUE(Succeeded(first.workspace.Compile("&2 = 7; a = x + y; b = a; delete(y, a); y = -&2*b; \" x\" = NOBS;")));
   const Texts names = {"x", "z", "b", "y", "Var5"};  // " x" is the name x without its blank, which is taken
   EXPECT_EQ(first.Names(), names);
   Opened second("xyz", {2, 20, 200}), third("xyz", {3, 30, 300});
@@ -68,9 +68,9 @@ TEST(Program, RunsOnEveryDatabaseThatItIsAttachedTo) {
   const double trial[] = {10};
   EXPECT_TRUE(Succeeded(second.workspace.SetParameters(trial)));
   for (Opened *each : {&third, &second, &first}) EXPECT_TRUE(Succeeded(each->workspace.Run(0, 2)));
-  EXPECT_EQ(first.Get("y"), (Series{7 * 11, 7 * 13, 7 * 15}));
-  EXPECT_EQ(second.Get("y"), (Series{10 * 22, 10 * 24, 10 * 26}));
-  EXPECT_EQ(third.Get("y"), (Series{7 * 33, 7 * 35, 7 * 37}));
+  EXPECT_EQ(first.Get("y"), (Series{-7 * 11, -7 * 13, -7 * 15}));
+  EXPECT_EQ(second.Get("y"), (Series{-10 * 22, -10 * 24, -10 * 26}));
+  EXPECT_EQ(third.Get("y"), (Series{-7 * 33, -7 * 35, -7 * 37}));
   EXPECT_EQ(third.Get("Var5"), (Series{3, 3, 3}));
 }
 
@@ -162,12 +162,88 @@ TEST(Workspaces, SamplesAndData) {
   EXPECT_EQ(workspace.Database().sample, (SampleSpec{2000, 4, 2001, 1, 4}));
   EXPECT_EQ(workspace.AddData({cells, 2, 3}, names), Status::Invalid) << "two names for three columns";
   EXPECT_TRUE(Succeeded(workspace.AddData({cells, 3, 2}, names))) << "one row more than observations";
-  EXPECT_TRUE(Succeeded(workspace.AddData({cells, 1, 1}, {names, 1}))) << "one fewer";
+  const char *const third[] = {"z"};
+  EXPECT_TRUE(Succeeded(workspace.AddData({cells, 1, 1}, third))) << "one fewer";
   EXPECT_EQ(workspace.FirstAdded(), 3);
+  EXPECT_STREQ(workspace.Name(2), "z");
   EXPECT_STREQ(workspace.Name(1), "Var2");
   EXPECT_EQ(workspace.Variable(1)[1], 4);
   EXPECT_EQ(workspace.Variable(2)[0], 1);
   EXPECT_TRUE(IsMissing(workspace.Variable(2)[1]));
+}
+
+// ---- The bounds of one statement
+
+std::string Repeat(int count, const std::string &text) {
+  std::string all;
+  for (int i = 0; i < count; ++i) all += text;
+  return all;
+}
+
+// `y = ...;` of as many numbers, of which none shares a constant: 2 count + 1 instructions.
+std::string Numbers(int count) { return "y = 6.5" + Repeat(count - 1, " + 6.5") + ";"; }
+
+// A statement that makes as many variables by acf, of which each makes two: 5 instructions for each two variables.
+std::string Variables(int count) {
+  std::string text = "x = 0";
+  for (int i = 0; i < count; i += 2) {
+    const std::string number = std::to_string(i), next = i + 1 < count ? "b" + number : "x";
+    text += " + acf(x, a" + number + ", " + next + ")";
+  }
+  return text + ";";
+}
+
+// The code has 200 places at first, and 200 more after a statement that leaves at most 100; constants 400, and 400 more
+// after one that leaves fewer than 50 (10 are taken at the start); symbols 150 besides the variables, of which 85 are
+// functions, and 20 more after one that leaves at most 10.
+TEST(Compiler, OneStatementHasBounds) {
+  const auto ones = [](int terms) { return "y = 1" + Repeat(terms - 1, " + 1") + ";"; };  // 2 terms + 1 instructions
+  std::string added;
+  for (int i = 0; i < 54; ++i) added += "v" + std::to_string(i) + " = 1; ";
+  const struct {
+    std::string fits, tooLong, message;
+  } table[] = {
+      {ones(49) + ones(50), ones(49) + ones(51), "Code buffer full"},                  // 99 are used, 101 are left
+      {ones(48) + "x;" + ones(149), ones(48) + "x;" + ones(150), "Code buffer full"},  // 100 used, 300 left
+      {Repeat(340, Numbers(1)) + Numbers(50), Repeat(340, Numbers(1)) + Numbers(51), "Constant buffer full"},
+      {Repeat(341, Numbers(1)) + Numbers(51), "", ""},
+      {Variables(65), Variables(66), "Symbol table full"},
+      {added + Variables(11), added + Variables(12), "Symbol table full"},                        // 11 left
+      {added + "w = 1;" + Variables(30), added + "w = 1;" + Variables(31), "Symbol table full"},  // 10 left, and 20
+      {"y = " + Repeat(500, "(") + "x" + Repeat(500, ")") + ";", "y = " + Repeat(501, "(") + "x;", "Out of memory"},
+      {"&499 = 1;", "&500 = 1;", "Parameter buffer full"},
+  };
+  for (const auto &[fits, tooLong, message] : table) {
+    Opened good("xy", {1, 2}), bad("xy", {1, 2});
+    EXPECT_TRUE(Succeeded(good.workspace.Compile(fits.c_str()))) << good.workspace.Message() << fits;
+    if (tooLong.empty()) continue;
+    EXPECT_EQ(bad.workspace.Compile(tooLong.c_str()), Status::ParseFailed) << tooLong;
+    EXPECT_EQ(bad.workspace.Message(), "Parse error:  " + message + " on line 1");
+  }
+}
+
+TEST(Compiler, NumbersShareTheFirstConstants) {
+  Opened a("x", {1}, 20, 12);
+  // 12 is the frequency; pi and the count of observations are not shared, nor any number of the text's own.
+  ASSERT_TRUE(Succeeded(a.workspace.Compile("y = 0 + 5.0 + 12 + 3.141592653589793 + 20 + 7 + 7;")));
+  EXPECT_EQ(a.workspace.Program()->constants.Size(), 10 + 4);
+  // A whole number past the integers opens no date.
+  ASSERT_TRUE(Succeeded(a.workspace.Compile("y = 3000000000-1-1; z = 2000-1-1;")));
+  EXPECT_TRUE(Succeeded(a.workspace.Run(0, 0)));
+  EXPECT_EQ(a.Get("y")[0], 2999999998.0);
+  EXPECT_EQ(a.Get("z")[0], 2451545) << "1 January 2000";
+}
+
+TEST(Machine, WritesStayInsideTheRun) {
+  Opened a("xy", {1, 50}, 6);
+  ASSERT_TRUE(Succeeded(a.workspace.Compile("y[-1] = x; y[2] = -x; y[0(0)] = 9; y[2002(2)] = 8;")));
+  EXPECT_TRUE(Succeeded(a.workspace.Run(2, 4)));
+  // Observations 2 to 4 alone are written: 2 and 3 by y[-1], 4 by y[2] and then by 2002(2).
+  EXPECT_EQ(a.Get("y"), (Series{50, 51, 4, 5, 8, 55}));
+  // A number that is no observation reads as missing, from a lag, an index or a call.
+  ASSERT_TRUE(Succeeded(a.workspace.Compile("x[MISSING] = 7; y = x[MISSING]; x = lag(x, MISSING);")));
+  EXPECT_TRUE(Succeeded(a.workspace.Run(0, 0)));
+  EXPECT_TRUE(IsMissing(a.Get("y")[0]) && IsMissing(a.Get("x")[0]));
 }
 
 // ---- Statements whose observations depend on one another

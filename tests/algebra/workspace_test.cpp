@@ -123,6 +123,12 @@ TEST(Workspace, CallsOfForecasts) {
   workspace.PutRows(column, 4, 0);
   workspace.PutRows(column.Rows(0, 1), -1, 0);
   EXPECT_EQ(workspace.Variable(0)[0], 1);
+  Fill(column, 77);
+  for (const int observation : {-1, 2}) workspace.GetRows(column, 0, observation);
+  workspace.GetRows(column, 4, 0);
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(column[i][0], 77);
+  workspace.PutRows(column, -1, 1);  // the second row is variable 0
+  EXPECT_EQ(workspace.Variable(0)[1], 77);
   workspace.Close();
   EXPECT_EQ(workspace.AddedCount(), 0);
   EXPECT_EQ(workspace.Run(0, 0), Status::Invalid);
