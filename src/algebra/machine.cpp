@@ -56,7 +56,7 @@ std::int64_t DatedIndex(const SampleSpec &sample, double year, double period) {
   return p > 0 ? SampleIndex(TruncateToInt(year), p, sample) : TruncateToInt(year);
 }
 
-// A call with a missing argument is not made, and a result that is no number is missing. (The index that stands for a
+// A call with a missing argument is not made, and a NaN result is missing. (The index that stands for a
 // column is never missing.)
 inline double CallFunction(AlgebraRun &run, const FunctionRow &row, const double *args) {
   for (int i = 0; i < row.signature.count; ++i)

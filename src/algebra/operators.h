@@ -1,7 +1,7 @@
 // The operators' arithmetic, missing-value rules included.
 //
-// A result that is no number, whether from a missing operand or from the arithmetic (0/0, infinity less infinity, a
-// negative base with a broken power), is the missing value, so one bit pattern stands for all of them.
+// Every NaN result, whether from a missing operand or from the arithmetic (0/0, infinity less infinity, a negative base
+// with a power that is not whole), becomes the missing value, so that there is one bit pattern for all of them.
 #pragma once
 
 #include <cmath>

@@ -98,10 +98,9 @@ void AddOperator(Builder &b, int code) {
   }
 }
 
-// Whether a step pushes a number that stays the same. The missing value counts: as an offset it lies outside any sample.
-bool IsNumber(const PlanStep *step) {
-  return step != nullptr && step->source == Source::Immediate;
-}
+// Whether a step pushes a number that stays the same. The missing value counts: as an offset it lies outside any
+// sample.
+bool IsNumber(const PlanStep *step) { return step != nullptr && step->source == Source::Immediate; }
 
 void BecomeLag(PlanStep *push, std::int64_t offset, int column) {
   push->source = Source::Lag;

@@ -52,10 +52,4 @@ Status AttachProgram(const AlgebraProgram &program, AlgebraDatabase &database) {
   return Status::Ok;
 }
 
-int VariablesLeft(const AlgebraProgram &program, int count) {
-  for (const DatabaseEdit &edit : program.edits)
-    if (edit.added < 0 && edit.deleted < count) --count;
-  return count;
-}
-
 }  // namespace tessel

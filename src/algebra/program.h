@@ -67,7 +67,4 @@ bool HasLayout(const AlgebraDatabase &database, const DataLayout &layout);
 // nothing changed, for another layout. When memory fails the database may keep some of the edits.
 Status AttachProgram(const AlgebraProgram &program, AlgebraDatabase &database);
 
-// How many of the first `count` variables the program's edits leave.
-int VariablesLeft(const AlgebraProgram &program, int count);
-
 }  // namespace tessel

@@ -50,7 +50,7 @@ Status AlgebraWorkspace::AddData(ConstMatrix data, std::span<const char *const> 
     double *column = database_.columns[first + i];
     for (int t = 0; t < rows; ++t) column[t] = data[t][i];
   }
-  firstAdded_ = database_.varCount;
+  callerColumns_ = database_.allColumns.Size();
   return Status::Ok;
 }
 
@@ -63,7 +63,7 @@ void AlgebraWorkspace::Close() {
   run_.errors = 0;
   program_ = {};
   database_ = {};
-  firstAdded_ = 0;
+  callerColumns_ = 0;
 }
 
 Status AlgebraWorkspace::Bind(const AlgebraProgram &program) {
@@ -81,7 +81,6 @@ Status AlgebraWorkspace::Compile(const char *text, ParameterUse parameters) {
   Status status = ScanText(text, log_, &tokens);
   if (Succeeded(status)) status = tessel::Compile(tokens, parameters, database_, log_, &program_);
   if (Failed(status)) return status;
-  firstAdded_ = VariablesLeft(program_, firstAdded_);
   status = Bind(program_);
   if (Failed(status)) {
     log_.Error("Parse error:  Out of memory on line 1");
@@ -95,7 +94,6 @@ Status AlgebraWorkspace::Attach(const AlgebraProgram &program) {
   program_ = {};
   const Status status = AttachProgram(program, database_);
   if (Failed(status)) return status;
-  firstAdded_ = VariablesLeft(program, firstAdded_);
   return Bind(program);
 }
 
@@ -131,6 +129,13 @@ Status AlgebraWorkspace::Run(int first, int last, RunReporting reporting) {
 
 std::span<const double> AlgebraWorkspace::Variable(int variable) const {
   return {database_.columns[variable], static_cast<std::size_t>(database_.obsCount)};
+}
+
+int AlgebraWorkspace::FirstAdded() const {
+  // Variables stand in the order in which their columns were made.
+  const AlgebraVariable *begin = database_.variables.get(), *end = begin + database_.varCount;
+  const auto isCallers = [this](const AlgebraVariable &variable) { return variable.column < callerColumns_; };
+  return static_cast<int>(std::partition_point(begin, end, isCallers) - begin);
 }
 
 void AlgebraWorkspace::PutRows(const ConstMatrix &cells, int firstVariable, int observation) {

@@ -103,8 +103,8 @@ class AlgebraWorkspace {
   std::span<const double> Variable(int variable) const;
 
   // Variables that the program added, and the index of the first. A deleted variable of the caller's moves it down.
-  int AddedCount() const { return database_.varCount - firstAdded_; }
-  int FirstAdded() const { return firstAdded_; }
+  int AddedCount() const { return database_.varCount - FirstAdded(); }
+  int FirstAdded() const;
 
   // Row i of a column of cells, a view of one column, is variable firstVariable + i at the observation: PutRows stores
   // the cells in the variables, GetRows reads the variables into the cells. Variables and observations that do not
@@ -127,7 +127,7 @@ class AlgebraWorkspace {
   AlgebraDatabase database_;
   AlgebraProgram program_;  // what Compile made; empty while an attached program is used
   AlgebraRun run_;
-  int firstAdded_ = 0;
+  int callerColumns_ = 0;  // the ids below it are those of the caller's columns
 };
 
 }  // namespace tessel

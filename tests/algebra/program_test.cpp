@@ -12,6 +12,7 @@
 #include "algebra/machine.h"
 #include "algebra/tokens.h"
 #include "algebra/workspace.h"
+#include "core/heap.h"
 #include "core/missing.h"
 #include "support/messages.h"
 
@@ -172,6 +173,58 @@ TEST(Workspaces, SamplesAndData) {
   EXPECT_TRUE(IsMissing(workspace.Variable(2)[1]));
 }
 
+TEST(Program, IsNotBoundToADatabaseThatItDoesNotFit) {
+  Opened compiled("xy", {1, 2});
+  ASSERT_TRUE(Succeeded(compiled.workspace.Compile("z = x + y;")));
+  const AlgebraProgram &program = *compiled.workspace.Program();
+  AlgebraRun run;
+  Opened longer("xyz", {1, 2, 3}, 4), fewer("xy", {1, 2});
+  for (Opened *other : {&longer, &fewer}) {
+    EXPECT_EQ(BindRun(run, program, other->workspace.Database()), Status::Invalid);
+    EXPECT_EQ(RunAlgebra(run, 0, 0, 3), Status::RunFailed);
+  }
+  AlgebraProgram none;
+  EXPECT_EQ(BindRun(run, none, compiled.workspace.Database()), Status::Invalid);
+}
+
+TEST(Program, AProtectedVariableIsNotDeleted) {
+  Opened a("xy", {1, 2});
+  a.workspace.Database().variables[0].flags = VarProtected;
+  ASSERT_TRUE(Succeeded(a.workspace.Compile("delete(x); y = x + 1;"))) << a.workspace.Message();
+  EXPECT_EQ(a.messages.texts, (Texts{"Error: x cannot be deleted"}));
+  EXPECT_EQ(a.workspace.FirstAdded(), 2);
+  EXPECT_TRUE(a.workspace.Program()->edits.Empty());
+}
+
+TEST(Program, AttachedWithoutMemory) {
+  Opened compiled("xy", {1, 2});
+  ASSERT_TRUE(Succeeded(compiled.workspace.Compile("&0 = 1; z = x + &0; delete(y); v = z;")));
+  const auto live = HeapLiveBlocks();
+  bool failed = true;
+  for (int n = 1; failed; ++n) {
+    Opened other("xy", {1, 2});
+    HeapFailAt(n);
+    const Status status = other.workspace.Attach(*compiled.workspace.Program());
+    failed = !HeapFailPending();
+    HeapFailAt(0);
+    EXPECT_EQ(status, failed ? Status::NoMemory : Status::Ok) << n;
+    EXPECT_EQ(other.workspace.Run(0, 2), failed ? Status::RunFailed : Status::Ok) << n;
+    EXPECT_TRUE(failed || n > 6) << "columns, names, and what the run owns";
+  }
+  EXPECT_EQ(HeapLiveBlocks(), live);
+}
+
+TEST(Workspaces, AFailedCompilationKeepsTheCallersVariablesApart) {
+  Opened a("xyz", {1, 2, 3});
+  EXPECT_EQ(a.workspace.Compile("delete(x); v = y; delete(z); w = nothing;"), Status::ParseFailed);
+  EXPECT_EQ(a.Names(), (Texts{"y", "v", "w"}));
+  EXPECT_EQ(a.workspace.FirstAdded(), 1);
+  EXPECT_EQ(a.workspace.AddedCount(), 2);
+  ASSERT_TRUE(Succeeded(a.workspace.Compile("v = y + 1;"))) << "another program over what is there";
+  EXPECT_TRUE(Succeeded(a.workspace.Run(0, 2)));
+  EXPECT_EQ(a.Get("v"), (Series{3, 4, 5}));
+}
+
 // ---- The bounds of one statement
 
 std::string Repeat(int count, const std::string &text) {
@@ -251,7 +304,7 @@ TEST(Machine, WritesStayInsideTheRun) {
 // Twenty observations are enough to run in blocks.
 TEST(Plan, ResultsOfEarlierObservationsAreSeen) {
   // A function of the column that is stored: y[t] = 1 + y[0] + ... + y[t - 1] = 2^t.
-  Opened sums("y", {0}, 20);
+  Opened sums("xy", {0, 0}, 20);
   for (double *column : sums.workspace.Database().allColumns) std::fill_n(column, 20, 0.0);
   ASSERT_TRUE(Succeeded(sums.workspace.Compile("y = cum(y) + 1;")));
   EXPECT_TRUE(Succeeded(sums.workspace.Run(0, 19)));
