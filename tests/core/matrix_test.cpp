@@ -64,9 +64,9 @@ TEST(Matrix, FillsKeepInsideTheView) {
   };
   FillIdentity(m);
   expect({1, 0, 0, 0, 1, 0, 0, 0, 1});
-  FillIdentity(m.Rows(0, 2));
+  FillZero(m);
   FillIdentity(m.Columns(0, 2));
-  expect({1, 0, 0, 0, 1, 0, 0, 0, 1});
+  expect({1, 0, 0, 0, 1, 0, 0, 0, 0});
   const std::vector<double> source = Numbered();
   Copy(m, ConstMatrix(source.data(), 3, 4).Columns(1, 3));
   expect({1, 2, 3, 11, 12, 13, 21, 22, 23});
@@ -86,6 +86,8 @@ TEST(Matrix, OwnersHoldEverySizeThatFits) {
     const std::int64_t most = std::numeric_limits<int>::max();
     EXPECT_FALSE(OwnedMatrix(-1, 2));
     EXPECT_FALSE(OwnedMatrix(2, -1));
+    EXPECT_FALSE(OwnedMatrix(0, -1));
+    EXPECT_FALSE(OwnedMatrix(-1, 0));
     EXPECT_FALSE(OwnedMatrix(most + 1, 0));
     EXPECT_FALSE(OwnedMatrix(0, most + 1));
     EXPECT_FALSE(OwnedMatrix(most, most));

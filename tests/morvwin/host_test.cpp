@@ -156,12 +156,12 @@ TEST(Record, TakesACopyOfItsOwnContent) {
   auto **rows = static_cast<double **>(record.data);
   rows[0][0] = 1;
   rows[1][0] = 2;
-  MorvLibValMatDup(&record, rows, 2, 1);
-  EXPECT_EQ(static_cast<double **>(record.data)[1][0], 2);
+  MorvLibValMatDup(&record, rows + 1, 1, 1);
+  EXPECT_EQ(static_cast<double **>(record.data)[0][0], 2);
   MorvValSetString(&record, "text");
   MorvValSetString(&record, MorvValGetString(&record) + 2);
   EXPECT_STREQ(MorvValGetString(&record), "xt");
-  for (const auto &[r, c] : {std::pair{-1, 2}, {2, -1}, {1518500250, 1518500250}}) {  // 8 r c is just above 2^64
+  for (const auto &[r, c] : {std::pair{-1, 0}, {0, -1}, {1518500250, 1518500250}}) {  // 8 r c is just above 2^64
     MorvLibValMatMalloc(&record, r, c);
     EXPECT_EQ(record.data, nullptr);
     EXPECT_EQ(record.value.shape.rows, 0);
