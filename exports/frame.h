@@ -9,10 +9,10 @@
 //   6. the worker
 //   7. Return...(rtn, result)
 // An output is allocated behind the worker where only the worker knows its size (FnComfac, output 9 of FnEncompassing),
-// or where it must stay as it was when the worker fails (rtn of FnDynForc, FnImpulse and FnJackknifeHCSE). FnGarchVar
-// and FnEgarchVar keep their outputs' old values by giving the worker matrices of their own. FnFracSigma refuses its
-// first argument behind step 5. The exports of the workspace (algebra.cpp) take steps 1 to 3 and then work on the
-// workspace.
+// or where it must stay as it was when the worker fails (rtn of FnDynForc, FnImpulse and FnJackknifeHCSE, the output of
+// FnInstabilityTest). FnGarchVar and FnEgarchVar keep their outputs' old values by giving the worker matrices of their
+// own. FnFracSigma refuses its first argument behind step 5. The exports of the workspace (algebra.cpp) take steps 1 to
+// 3 and then work on the workspace.
 #pragma once
 
 #include <morv/morv.h>
