@@ -31,6 +31,16 @@ TEST(RegressionExports, MomentSumsKeepTheirOrder) {
   }
 }
 
+// u(t) = rho u(t), which theta has the right length for, or u(t) = rho u(t + 1).
+TEST(RegressionExports, LagsBelowOneAreRefused) {
+  for (const int lag : {0, -1}) {
+    const CaseRun run = Call("FnRalsFunc", {Mat(2, 1, {2, 0.5}), Mat(3, 1, {0, 3, 4}), Mat(3, 1, {1, 1, 1}), Int(lag),
+                                            Int(lag), Out(), Out(), Out()});
+    EXPECT_TRUE(run.ReturnsMissing()) << lag;
+    EXPECT_TRUE(run.WroteNothing()) << lag;
+  }
+}
+
 TEST(RegressionExports, GiveUpQuietlyOutsideTheLimits) { ExpectUnfitArguments("regression_cases.txt"); }
 
 }  // namespace
