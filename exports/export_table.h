@@ -1,8 +1,8 @@
 // The 30 exports as data: what each takes, and how a caller sees that it computed something.
 //
 // The table serves all who handle calls without knowing one export from another: the command, the tests, random calls.
-// It is data with what reads it, and nothing of it is linked, so a door that reaches the exports through the runtime
-// may include it. tessel.h tells what arguments and results mean; tests hold tessel.h, the reference pages and the
+// It holds no pointer to an export, so a program that reaches the exports through the runtime may include it without
+// linking them. tessel.h tells what arguments and results mean; tests hold tessel.h, the reference pages and the
 // exports themselves against this table.
 #pragma once
 

@@ -67,7 +67,7 @@ bool WorkspaceServes(const System &system, int base, int h, bool errors) {
   const std::int64_t steps = h > 0 ? std::min(h, system.Columns()) : system.Columns();
   const std::int64_t first = std::int64_t{base} - errors, last = base + steps - 1;
   const AlgebraWorkspace &workspace = DefaultWorkspace();
-  if (workspace.AddedCount() < 0 || workspace.FirstAdded() < system.nY) return false;
+  if (workspace.FirstAdded() < system.nY) return false;
   if (last > std::numeric_limits<int>::max() || (errors && system.t1 < 1)) return false;
   return workspace.Holds(static_cast<int>(first), static_cast<int>(last)) && workspace.Holds(0, system.t2);
 }

@@ -14,7 +14,7 @@ namespace {
 // Calls move(cell, value) for each cell of a column and the variable it belongs to.
 template <class Cells, class Move>
 void ForEachRow(const AlgebraDatabase &database, const Cells &cells, int firstVariable, int observation, Move move) {
-  if (!database || observation < 0 || observation >= database.obsCount) return;
+  if (!database || cells.Empty() || observation < 0 || observation >= database.obsCount) return;
   for (int i = 0; i < cells.rows; ++i) {
     const std::int64_t variable = std::int64_t{firstVariable} + i;
     if (variable >= 0 && variable < database.varCount) move(*cells[i], database.columns[variable][observation]);
@@ -41,12 +41,13 @@ Status AlgebraWorkspace::Open(const SampleSpec &start, int observations, int var
 
 Status AlgebraWorkspace::AddData(ConstMatrix data, std::span<const char *const> names) {
   if (!IsOpen() || static_cast<std::size_t>(data.columns) != names.size()) return Status::Invalid;
+  if (Program() != nullptr || AddedCount() > 0) return Status::Invalid;
   const int first = DbAddVariables(database_, data.columns);
   if (first < 0) return Status::NoMemory;
   const int rows = std::min(data.rows, database_.obsCount);
   for (int i = 0; i < data.columns; ++i) {
     const char *name = names[static_cast<std::size_t>(i)];
-    if (*name != '\0' && Failed(DbSetName(database_, first + i, name))) return Status::NoMemory;
+    if (name != nullptr && *name != '\0' && Failed(DbSetName(database_, first + i, name))) return Status::NoMemory;
     double *column = database_.columns[first + i];
     for (int t = 0; t < rows; ++t) column[t] = data[t][i];
   }
@@ -55,7 +56,7 @@ Status AlgebraWorkspace::AddData(ConstMatrix data, std::span<const char *const> 
 }
 
 void AlgebraWorkspace::MarkDates() {
-  if (database_.varCount > 0) database_.variables[0].info.kind = VarDates;
+  if (database_.varCount > 0 && Program() == nullptr) database_.variables[0].info.kind = VarDates;
 }
 
 void AlgebraWorkspace::Close() {
@@ -90,11 +91,16 @@ Status AlgebraWorkspace::Compile(const char *text, ParameterUse parameters) {
 }
 
 Status AlgebraWorkspace::Attach(const AlgebraProgram &program) {
+  if (&program == Program()) return Bind(program);
   ReleaseRun(run_);
   program_ = {};
   const Status status = AttachProgram(program, database_);
   if (Failed(status)) return status;
   return Bind(program);
+}
+
+double AlgebraWorkspace::ParameterValue(int i) const {
+  return HasParameter(i) ? run_.constants[run_.program->parameters[i].slot] : MissingValue();
 }
 
 bool AlgebraWorkspace::HasAllParameterValues() const {
@@ -128,6 +134,7 @@ Status AlgebraWorkspace::Run(int first, int last, RunReporting reporting) {
 }
 
 std::span<const double> AlgebraWorkspace::Variable(int variable) const {
+  if (!HasVariable(variable)) return {};
   return {database_.columns[variable], static_cast<std::size_t>(database_.obsCount)};
 }
 

@@ -1,10 +1,13 @@
 // The Algebra workspace: data, a compiled program, its parameters, random numbers, and where messages go.
 //
+// clang-format off
 //   AlgebraWorkspace workspace(sink);
-//   Status status = workspace.Open({1990, 1, 0, 0, 4}, data.rows, data.columns);     the sample: from 1990(1),
-//   quarterly if (Succeeded(status)) status = workspace.AddData(data, names); if (Succeeded(status)) status =
-//   workspace.Compile("y = log(x) - &0;");           y exists now, with missing values if (Succeeded(status)) status =
-//   workspace.Run(0, data.rows - 1);
+//   // The sample: from 1990(1), quarterly.
+//   Status status = workspace.Open({1990, 1, 0, 0, 4}, data.rows, data.columns);
+//   if (Succeeded(status)) status = workspace.AddData(data, names);
+//   if (Succeeded(status)) status = workspace.Compile("y = log(x) - &0;");   // y exists now, with missing values
+//   if (Succeeded(status)) status = workspace.Run(0, data.rows - 1);
+// clang-format on
 //
 // A workspace shares nothing with another one: any number may be open, and each may be used by one thread at a time.
 // Every call may be made at any time; without data or without a program it does nothing, or returns a status that says
@@ -42,17 +45,18 @@ class AlgebraWorkspace {
   Status Open(const SampleSpec &start, int observations, int variables);
 
   // Adds variables: column i of the matrix, an observation to a row, under names[i]; an empty name leaves the default
-  // one, "Var%d". A matrix with fewer rows than observations leaves the rest missing; further rows are not read. Those
-  // added before Compile count as the caller's.
+  // one, "Var%d". A matrix with fewer rows than observations leaves the rest missing; further rows are not read. They
+  // are the caller's; Invalid once a program has been compiled or attached.
   Status AddData(ConstMatrix data, std::span<const char *const> names);
 
-  // Declares that variable 0 holds the dates of the observations.
+  // Declares that variable 0 holds the dates of the observations; with a program it does nothing.
   void MarkDates();
 
   // Releases data and program. The generators go on.
   void Close();
 
   bool IsOpen() const { return static_cast<bool>(database_); }
+  // A program depends on the database's layout: its variables are not to be added, deleted or renamed under it.
   AlgebraDatabase &Database() { return database_; }
   const AlgebraDatabase &Database() const { return database_; }
 
@@ -63,18 +67,21 @@ class AlgebraWorkspace {
   Status Compile(const char *text, ParameterUse parameters = ParameterUse::Allowed);
 
   // Takes a program that was compiled in another workspace with data of the same layout. It is not copied: it must stay
-  // as it is until this workspace is closed, opened anew or given another program. Invalid for another layout.
+  // as it is until this workspace is closed, opened anew or given another program: what it came from may not be closed,
+  // opened or given another program meanwhile. Invalid for another layout; the program that is attached already takes
+  // its starting values again.
   Status Attach(const AlgebraProgram &program);
 
-  // Null without a program.
+  // Null without a program. The program that Compile made lives until the next Open, Close, Compile or Attach.
   const AlgebraProgram *Program() const { return run_.program; }
 
   // ---- Parameters of the program, in ascending order of their numbers
 
   int ParameterCount() const { return run_.program == nullptr ? 0 : run_.program->parameters.Size(); }
-  int ParameterNumber(int i) const { return run_.program->parameters[i].number; }
-  // The starting value at first, missing where the program sets none.
-  double ParameterValue(int i) const { return run_.constants[run_.program->parameters[i].slot]; }
+  // -1 for no such parameter.
+  int ParameterNumber(int i) const { return HasParameter(i) ? run_.program->parameters[i].number : -1; }
+  // The starting value at first; missing where the program sets none, and for no such parameter.
+  double ParameterValue(int i) const;
   bool HasAllParameterValues() const;
   // Invalid unless there is a value for each parameter.
   Status SetParameters(std::span<const double> values);
@@ -96,10 +103,11 @@ class AlgebraWorkspace {
 
   int VariableCount() const { return database_.varCount; }
   int ObservationCount() const { return database_.obsCount; }
-  const char *Name(int variable) const { return database_.variables[variable].name; }
+  // Null for no such variable.
+  const char *Name(int variable) const { return HasVariable(variable) ? database_.variables[variable].name : nullptr; }
   // The first variable of that name, or -1.
   int Find(const char *name) const { return IsOpen() ? DbFind(database_, name) : -1; }
-  // All of its observations.
+  // All of its observations; none for no such variable.
   std::span<const double> Variable(int variable) const;
 
   // Variables that the program added, and the index of the first. A deleted variable of the caller's moves it down.
@@ -120,6 +128,8 @@ class AlgebraWorkspace {
   Generators &RandomNumbers() { return generators_; }
 
  private:
+  bool HasParameter(int i) const { return i >= 0 && i < ParameterCount(); }
+  bool HasVariable(int i) const { return i >= 0 && i < database_.varCount; }
   Status Bind(const AlgebraProgram &program);
 
   MessageLog log_;

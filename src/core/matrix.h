@@ -2,7 +2,8 @@
 //
 // A view is a pointer to the first cell with sizes and a stride: cell (i, j) is m[i][j], at cells[i stride + j]. Rows
 // are contiguous; a view with a stride equal to its columns is one vector of rows x columns doubles. A view owns
-// nothing and costs nothing to copy. What a function only reads is a ConstMatrix; a Matrix converts to one.
+// nothing and costs nothing to copy. Sizes are not negative. What a function only reads is a ConstMatrix; a Matrix
+// converts to one.
 #pragma once
 
 #include <cstddef>
@@ -70,6 +71,12 @@ class OwnedMatrix {
   OwnedMatrix(std::int64_t rows, std::int64_t columns);
   // A copy; false when memory fails or there is no source.
   static OwnedMatrix Clone(ConstMatrix source);
+  OwnedMatrix(OwnedMatrix &&other) noexcept : block_(std::move(other.block_)), view_(std::exchange(other.view_, {})) {}
+  OwnedMatrix &operator=(OwnedMatrix &&other) noexcept {
+    block_ = std::move(other.block_);
+    view_ = std::exchange(other.view_, {});
+    return *this;
+  }
 
   explicit operator bool() const { return static_cast<bool>(block_); }
   operator Matrix() const { return view_; }

@@ -18,7 +18,6 @@ inline void SetMissing(double *target) { *target = MissingValue(); }
 inline int IsMissing(double x) { return (std::bit_cast<std::uint64_t>(x) & ~(1ULL << 63)) > kInfinityBits; }
 
 inline double PositiveInfinity() { return std::bit_cast<double>(kInfinityBits); }
-inline void SetPositiveInfinity(double *target) { *target = PositiveInfinity(); }
 
 // The missing value as the Algebra functions fetch it.
 inline double AlgebraMissing() { return MissingValue(); }

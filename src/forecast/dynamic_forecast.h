@@ -9,7 +9,7 @@ namespace tessel {
 // at most the span): every forecast starts h columns back from actual values, and the first h - 1 start at the first
 // column.
 // se: none, or the standard errors of all nY + nIdent rows, one column for each forecast.
-// NoMemory: standard errors stored by then stay, and the rows have no use.
+// NoMemory: standard errors stored by then stay, and the rows are undefined.
 Status Forecast(ForecastModel &model, const ForecastUncertainty &uncertainty, PassColumns span, int h, Matrix se);
 
 }  // namespace tessel

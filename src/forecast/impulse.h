@@ -1,5 +1,7 @@
-// Responses of a linear dynamic system to a one-off shock (Lütkepohl 2005, New Introduction to Multiple Time Series
-// Analysis, 2.3).
+// Responses of a linear dynamic system to a one-off shock.
+//
+// Literature: Lütkepohl, H. (2005), New Introduction to Multiple Time Series Analysis, section 2.3. Sims, C. A. (1980),
+// Macroeconomics and reality, Econometrica 48, 1-48.
 #pragma once
 
 #include <span>
@@ -15,7 +17,7 @@ struct ForecastRows;
 enum ShockKind : int {
   UnitShock = 0,           // 1 in one variable
   StandardErrorShock = 1,  // the standard error of one equation
-  OrthogonalShock = 2,     // a column of the lower Cholesky factor of omega (Sims 1980, Econometrica 48, 1-48)
+  OrthogonalShock = 2,     // a column of the lower Cholesky factor of omega (Sims 1980)
   GivenShock = 3
 };
 

@@ -4,10 +4,10 @@
 // own object. A default-constructed object holds the default state of every generator and selects MWC_52; it may be
 // constinit. A copy continues the sequence by itself.
 //
+// clang-format off
 //   names                    words  uniform                    generator
 //   PM, LCG31                1      31 bits, in (0,1)          multiplier 48271 modulo 2^31 - 1. Park and Miller,
-//   Random
-//                                                              number generators: good ones are hard to find,
+//                                                              Random number generators: good ones are hard to find,
 //                                                              Communications of the ACM 31 (1988), 1192-1201; the
 //                                                              multiplier: the same with Stockmeyer, 36 (1993), 105-110
 //   GM, MWC60                2      32 bits, in [0,1)          two multiply-with-carry streams of 16 bits. Marsaglia,
@@ -20,6 +20,7 @@
 //                                                              (2003), 90-93
 //   MWC_52, MWC8222_52,      258    52 bits, in (0,1), of two  the same generator, with the same state
 //   MWC52, default                  steps
+// clang-format on
 //
 // Seeds. No words at all restore the default state of the selected generator. Otherwise:
 //   PM     one word; more are ignored. A negative word is raised by 2^31 - 1. The recurrence takes states from 1 to

@@ -8,13 +8,14 @@
 
 #include "core/heap.h"
 #include "core/missing.h"
-#include "linalg/kernel.h"
 #include "series/smooth.h"
 #include "series/smooth_search.h"
 
 namespace tessel {
 
 namespace {
+
+constexpr double kSmallestPivot = 2.220446049250313e-13;  // 1000 times the double precision
 
 constexpr int kFewest = 3;
 constexpr double kUsualLambda = 1600;
@@ -71,7 +72,7 @@ bool Factorise(const Spline &s, double lambda) {
     BandRow *row = s.Row(i);
     const BandRow &a = row[-1], &b = row[-2];
     row->pivot = s.R0(i) + lambda * s.Q0(i) - a.next * a.next * a.pivot - b.second * b.second * b.pivot;
-    if (!(row->pivot >= MatTolerance() && std::isfinite(row->pivot))) return false;
+    if (!(row->pivot >= kSmallestPivot && std::isfinite(row->pivot))) return false;
     const bool last = i + 1 == s.Inner();
     row->next = last ? 0 : (s.R1(i) + lambda * s.Q1(i) - a.second * a.next * a.pivot) / row->pivot;
     row->second = last || i + 2 == s.Inner() ? 0 : lambda * s.Q2(i) / row->pivot;

@@ -101,6 +101,32 @@ TEST(Workspace, AFailedOpeningLeavesNothingAndTheNextOneWorks) {
   EXPECT_EQ(HeapLiveBlocks(), live);
 }
 
+TEST(Workspace, WhatDoesNotExistIsSaidToBeMissing) {
+  AlgebraWorkspace workspace;
+  EXPECT_EQ(workspace.Name(0), nullptr);
+  EXPECT_TRUE(workspace.Variable(0).empty());
+  EXPECT_EQ(workspace.ParameterNumber(0), -1);
+  EXPECT_TRUE(IsMissing(workspace.ParameterValue(0)));
+  const double cells[] = {1, 2, 3, 4};
+  const char *const names[] = {"x", nullptr};
+  ASSERT_EQ(workspace.Open({2000, 1, 0, 0, 1}, 2, 2), Status::Ok);
+  ASSERT_EQ(workspace.AddData({cells, 2, 2}, names), Status::Ok);
+  EXPECT_STREQ(workspace.Name(1), "Var2");
+  ASSERT_EQ(workspace.Compile("&3 = 1; y = x + &3;"), Status::Ok);
+  // The variables are the program's layout now.
+  EXPECT_EQ(workspace.AddData({cells, 2, 2}, names), Status::Invalid);
+  EXPECT_EQ(workspace.VariableCount(), 3);
+  workspace.MarkDates();
+  EXPECT_FALSE(DbHasDates(workspace.Database()));
+  EXPECT_TRUE(workspace.Variable(workspace.Find("absent")).empty());
+  EXPECT_EQ(workspace.ParameterNumber(0), 3);
+  EXPECT_EQ(workspace.ParameterNumber(1), -1);
+  const double trial[] = {5};
+  ASSERT_EQ(workspace.SetParameters(trial), Status::Ok);
+  EXPECT_EQ(workspace.Attach(*workspace.Program()), Status::Ok) << "its own program, from its starting values again";
+  EXPECT_EQ(workspace.ParameterValue(0), 1);
+}
+
 TEST(Workspace, CallsOfForecasts) {
   ASSERT_EQ(Open("level = x + z; ratio = x/level;"), "");
   AlgebraWorkspace &workspace = DefaultWorkspace();
