@@ -16,7 +16,7 @@ void Collect(void *messages, tessel::MessageKind kind, const char *text) {
 Workspace::Workspace(const DataTable &data) : data_(data), algebra_(tessel::MessageSink{Collect, &messages}) {}
 
 std::string Workspace::OpenData() {
-  const std::string failure = "Algebra initialization error";
+  std::string failure = "Algebra initialization error";
   const tessel::ConstMatrix cells(data_.cells.data(), data_.rows, data_.Columns());
   const Calendar &calendar = data_.calendar;
   if (Failed(algebra_.Open({calendar.year, calendar.period, 0, 0, calendar.frequency}, cells.rows, cells.columns)))
