@@ -163,6 +163,7 @@ void FindDirection(Ascent *s, ConstMatrix metric) {
   std::copy_n(s->free.toBound.get(), s->parameters, s->direction);
   SolveFree(s, metric);
   while (HoldBlocked(s->options.space, theta, s->direction, &s->free)) SolveFree(s, metric);
+  s->Record().decrement = s->decrement;
 }
 
 // Between `low`, whose rise suffices while its slope is still steep, and `high`, which is too far.
@@ -176,8 +177,9 @@ bool SearchLine(Ascent *s, bool wolfe) {
     bool exists = Evaluate(s, first || low > 0.0 ? s->derivatives : Want::Value, &s->next);
     if (Failed(s->status)) return false;
     const double promise = Promise(*s), rise = s->next.value - s->now.value;
-    bool enough = exists && rise >= kArmijo * promise;
-    if (exists && !enough && !(rise < -noise)) {  // rounding hides the rise
+    const bool upwards = promise > 0.0;  // the bounds may have turned a long step round
+    bool enough = exists && upwards && rise >= kArmijo * promise;
+    if (exists && upwards && !enough && !(rise < -noise)) {  // rounding hides the rise
       exists = Evaluate(s, s->derivatives, &s->next);
       enough = exists && SlopeThere(*s) >= -(1.0 - 2.0 * kArmijo) * promise;
     } else if (enough && !first && low == 0.0) {
@@ -191,7 +193,7 @@ bool SearchLine(Ascent *s, bool wolfe) {
       t = high < PositiveInfinity() ? 0.5 * (low + high) : 10.0 * t;
     } else {
       high = t;
-      const double top = exists ? 0.5 * promise * t / (promise - rise) : 0.25 * t;  // of the parabola
+      const double top = exists && upwards ? 0.5 * promise * t / (promise - rise) : 0.25 * t;  // of the parabola
       t = low > 0.0 ? 0.5 * (low + high) : std::isfinite(top) ? std::clamp(top, 0.1 * t, 0.5 * t) : 0.1 * t;
     }
   }
@@ -212,8 +214,6 @@ bool SearchBothWays(Ascent *s) {
 
 bool EndsByLimit(Ascent *s) {
   Convergence &record = s->Record();
-  record.objective = s->now.value;
-  record.decrement = s->decrement;
   if (s->options.progress != nullptr &&
       !s->options.progress(s->options.owner, {record.iterations, record.evaluations.values, s->now.value, s->decrement,
                                               s->Span(s->now.theta)})) {

@@ -80,8 +80,8 @@ void Climb(Ascent *s, Matrix metric, bool given) {
   }
   for (;;) {
     FindDirection(s, metric);
-    if (EndsByLimit(s)) return;
     if (s->decrement <= s->tolerance && !s->free.pending) return s->Record().Stop(StopReason::Decrement);
+    if (EndsByLimit(s)) return;
     const bool stalled = HasStalled(s, kPatience);
     if (stalled || !SearchLine(s, true)) {
       if (Failed(s->status)) return;

@@ -38,7 +38,8 @@ struct Maximum {
 // Each starts at `theta` (P cells) and leaves the best point there. Ok whenever the fit ran, converged or not:
 // fit->convergence tells. Otherwise theta is unchanged, or holds the best point when a later evaluation failed:
 //   Invalid   a space that does not fit (EnterSpace), no function
-//   NoMemory  work memory of O(P^2) doubles could not be had
+//   NoMemory  work memory of O(P^2) doubles could not be had; all of it is taken at the head, except that the
+//             factorisation of more than 64 free parameters takes and releases scratch of its own
 //   any other status that the objective's function returned
 
 // Damped Newton steps with the objective's information matrix; with differences of its gradients (differences.h) when

@@ -92,7 +92,6 @@ bool EndsAtMaximum(Newton *n, bool *stepped) {
   if (s.decrement > s.tolerance || s.free.pending) return false;
   if (s.steps == 0 && s.decrement > 0.0 && StepIsLarge(s)) return false;
   const bool exact = n->differences || s.objective.information == Information::Exact;
-  record.decrement = s.decrement;
   if (record.diverging > 0) {
     record.Stop(StopReason::AtInfinity);
   } else if (s.definite || !exact) {
@@ -112,9 +111,8 @@ bool Iterate(Newton *n) {
   if (n->differences && !Differentiate(n)) return false;
   FindDirection(&s, s.now.information);
   MarkDiverging(n);
-  if (EndsByLimit(&s)) return false;
   bool stepped = false;
-  if (EndsAtMaximum(n, &stepped)) return false;
+  if (EndsAtMaximum(n, &stepped) || EndsByLimit(&s)) return false;
   if (!stepped && (HasStalled(&s, kPatience) || !SearchLine(&s, false))) {
     if (Succeeded(s.status)) EndWithoutStep(&s);
     return false;

@@ -1,25 +1,29 @@
 // A number with its exact first and second derivatives with respect to n variables.
 #pragma once
 
-#include <array>
+#include <algorithm>
 #include <cmath>
-#include <cstddef>
 
 namespace tessel {
 
 struct Jet {
-  static constexpr std::size_t kMost = 12;
+  static constexpr int kMost = 12;
   double v = 0.0;
-  std::size_t n = 0;  // derivatives beyond are zero
-  std::array<double, kMost> g = {};
-  std::array<std::array<double, kMost>, kMost> h = {};  // lower triangle
+  int n = 0;        // first derivatives; those beyond are zero
+  int seconds = 0;  // second derivatives: n, or 0 where they are not wanted
+  double g[kMost];
+  double h[kMost][kMost];  // lower triangle
 
   Jet() = default;
   Jet(double value) : v(value) {}
-  static Jet Variable(double value, std::size_t j, std::size_t count) {
+  static Jet Variable(double value, int j, int count, bool second) {
     Jet x(value);
     x.n = count;
-    x.g[j] = 1.0;
+    x.seconds = second ? count : 0;
+    for (int i = 0; i < count; ++i) {
+      x.g[i] = i == j ? 1.0 : 0.0;
+      for (int k = 0; k < x.seconds; ++k) x.h[i][k] = 0.0;
+    }
     return x;
   }
 };
@@ -27,12 +31,17 @@ struct Jet {
 // f(x, y) from its value and derivatives.
 inline Jet Chain(const Jet &x, const Jet &y, double f, double fx, double fy, double fxx, double fxy, double fyy) {
   Jet r(f);
-  r.n = x.n > y.n ? x.n : y.n;
-  for (std::size_t i = 0; i < r.n; ++i) {
-    r.g[i] = fx * x.g[i] + fy * y.g[i];
-    for (std::size_t j = 0; j <= i; ++j)
-      r.h[i][j] = fx * x.h[i][j] + fy * y.h[i][j] + fxx * x.g[i] * x.g[j] + fyy * y.g[i] * y.g[j] +
-                  fxy * (x.g[i] * y.g[j] + x.g[j] * y.g[i]);
+  r.n = std::max(x.n, y.n);
+  r.seconds = std::max(x.seconds, y.seconds);
+  for (int i = 0; i < r.n; ++i) {
+    const double xi = x.n > 0 ? x.g[i] : 0.0, yi = y.n > 0 ? y.g[i] : 0.0;
+    r.g[i] = fx * xi + fy * yi;
+    for (int j = 0; j <= i && r.seconds > 0; ++j) {
+      const double xj = x.n > 0 ? x.g[j] : 0.0, yj = y.n > 0 ? y.g[j] : 0.0;
+      r.h[i][j] = fxx * xi * xj + fyy * yi * yj + fxy * (xi * yj + xj * yi);
+      if (x.n > 0) r.h[i][j] += fx * x.h[i][j];
+      if (y.n > 0) r.h[i][j] += fy * y.h[i][j];
+    }
   }
   return r;
 }

@@ -175,7 +175,7 @@ TEST(Maximise, LogitAgainstFiftyDigits) {
     OwnedMatrix meat(4, 4);
     for (int t = 0; t < 32; ++t) {
       const Jet term = data.Term(static_cast<std::size_t>(t), Variables(theta));
-      std::copy_n(term.g.begin(), 4, scores[t]);
+      std::copy_n(term.g, 4, scores[t]);
     }
     const std::span<const ParameterMarks> marks(fit.convergence.marks.get(), 4);
     ASSERT_EQ(InverseInformation(fit.information, marks, kFlatExact, covariance[0]), Status::Ok);

@@ -24,10 +24,11 @@ struct TestProblem {
   std::vector<double> minima;
 };
 
-// The residuals' values at a point, and the variables there.
-inline Jets Variables(std::span<const double> x) {
+// The variables at a point.
+inline Jets Variables(std::span<const double> x, bool second = false) {
   Jets jets;
-  for (std::size_t j = 0; j < x.size(); ++j) jets.push_back(Jet::Variable(x[j], j, x.size()));
+  const auto count = static_cast<int>(x.size());
+  for (int j = 0; j < count; ++j) jets.push_back(Jet::Variable(x[static_cast<std::size_t>(j)], j, count, second));
   return jets;
 }
 
@@ -36,7 +37,8 @@ inline Status EvaluateResiduals(void *owner, std::span<const double> theta, std:
   const Jets f = static_cast<const TestProblem *>(owner)->residuals(Variables(theta));
   for (std::size_t t = 0; t < f.size(); ++t) {
     residuals[t] = f[t].v;
-    for (std::size_t j = 0; jacobian && j < theta.size(); ++j) jacobian[static_cast<int>(t)][j] = f[t].g[j];
+    for (int j = 0; jacobian && j < jacobian.columns; ++j)
+      jacobian[static_cast<int>(t)][j] = f[t].n > 0 ? f[t].g[j] : 0.0;
   }
   return Status::Ok;
 }
@@ -50,12 +52,13 @@ inline LeastSquaresProblem AsLeastSquares(const TestProblem &problem) {
 using JetFunction = std::function<Jet(const Jets &)>;
 
 inline Status EvaluateJet(void *owner, std::span<const double> theta, Evaluation *out) {
-  const Jet l = (*static_cast<const JetFunction *>(owner))(Variables(theta));
+  const int p = static_cast<int>(theta.size());
+  const Jet l = (*static_cast<const JetFunction *>(owner))(Variables(theta, static_cast<bool>(out->information)));
   out->value = l.v;
-  for (std::size_t i = 0; i < out->gradient.size(); ++i) out->gradient[i] = l.g[i];
-  for (int i = 0; i < out->information.rows; ++i)
-    for (int j = 0; j <= i; ++j)
-      out->information[i][j] = -l.h[static_cast<std::size_t>(i)][static_cast<std::size_t>(j)];
+  for (int i = 0; i < p; ++i) {
+    if (!out->gradient.empty()) out->gradient[static_cast<std::size_t>(i)] = l.n > 0 ? l.g[i] : 0.0;
+    for (int j = 0; out->information && j <= i; ++j) out->information[i][j] = l.n > 0 ? -l.h[i][j] : 0.0;
+  }
   return Status::Ok;
 }
 
