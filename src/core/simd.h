@@ -11,6 +11,7 @@ namespace tessel {
 
 using Double2 [[gnu::vector_size(16)]] = double;
 using Double4 [[gnu::vector_size(32)]] = double;
+using Double8 [[gnu::vector_size(64)]] = double;
 
 // A vector at any address. A packed member is what every compiler takes for unaligned memory: a reference to a vector
 // type of small alignment may lose that alignment on its way through a function.

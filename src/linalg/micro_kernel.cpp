@@ -83,34 +83,34 @@ bool Always() { return true; }
 #if defined(__x86_64__)
 
 [[gnu::target("avx2,fma")]] double DotAvx2(const double *x, const double *y, int n) {
-  __m256d sum = _mm256_setzero_pd();
-  for (int k = 0; k < n - 3; k += 4)
-    sum = _mm256_add_pd(sum, _mm256_mul_pd(_mm256_loadu_pd(x + k), _mm256_loadu_pd(y + k)));
-  alignas(32) double s[4];
-  _mm256_store_pd(s, sum);
+  Double4 sum = {};
+  for (int k = 0; k < n - 3; k += 4) sum += At<Double4>(x + k).v * At<Double4>(y + k).v;
+  const double s[4] = {sum[0], sum[1], sum[2], sum[3]};
   return FinishDot(s, x, y, n);
 }
 
 // Lane p of sums r is sum p of row r; afterwards lane r of sums p.
-[[gnu::target("avx2,fma")]] void Transpose(__m256d *s) {
-  const __m256d even01 = _mm256_unpacklo_pd(s[0], s[1]), odd01 = _mm256_unpackhi_pd(s[0], s[1]);
-  const __m256d even23 = _mm256_unpacklo_pd(s[2], s[3]), odd23 = _mm256_unpackhi_pd(s[2], s[3]);
-  s[0] = _mm256_permute2f128_pd(even01, even23, 0x20);
-  s[1] = _mm256_permute2f128_pd(odd01, odd23, 0x20);
-  s[2] = _mm256_permute2f128_pd(even01, even23, 0x31);
-  s[3] = _mm256_permute2f128_pd(odd01, odd23, 0x31);
+[[gnu::target("avx2,fma"), gnu::always_inline]] inline void Transpose(Double4 *s) {
+  const Double4 even01 = __builtin_shufflevector(s[0], s[1], 0, 4, 2, 6);
+  const Double4 odd01 = __builtin_shufflevector(s[0], s[1], 1, 5, 3, 7);
+  const Double4 even23 = __builtin_shufflevector(s[2], s[3], 0, 4, 2, 6);
+  const Double4 odd23 = __builtin_shufflevector(s[2], s[3], 1, 5, 3, 7);
+  s[0] = __builtin_shufflevector(even01, even23, 0, 1, 4, 5);
+  s[1] = __builtin_shufflevector(odd01, odd23, 0, 1, 4, 5);
+  s[2] = __builtin_shufflevector(even01, even23, 2, 3, 6, 7);
+  s[3] = __builtin_shufflevector(odd01, odd23, 2, 3, 6, 7);
 }
 
 // Sum p of rows 0..3 into s[p] and of rows 4..7 into s[4 + p], over n rounded down to a multiple of 4 elements.
 [[gnu::target("avx2,fma"), gnu::always_inline]] inline void Accumulate(const double *const *x, const double *y, int n,
-                                                                       __m256d *s) {
-  __m256d sum[kLaneRows];
+                                                                       Double4 *s) {
+  Double4 sum[kLaneRows];
 #pragma GCC unroll 8
-  for (int r = 0; r < kLaneRows; ++r) sum[r] = _mm256_setzero_pd();
+  for (int r = 0; r < kLaneRows; ++r) sum[r] = Double4{};
   for (std::ptrdiff_t k = 0; k + 4 <= n; k += 4) {
-    const __m256d v = _mm256_loadu_pd(y + k);
+    const Double4 v = At<Double4>(y + k).v;
 #pragma GCC unroll 8
-    for (int r = 0; r < kLaneRows; ++r) sum[r] = _mm256_add_pd(sum[r], _mm256_mul_pd(_mm256_loadu_pd(x[r] + k), v));
+    for (int r = 0; r < kLaneRows; ++r) sum[r] += At<Double4>(x[r] + k).v * v;
   }
 #pragma GCC unroll 8
   for (int r = 0; r < kLaneRows; ++r) s[r] = sum[r];
@@ -119,26 +119,23 @@ bool Always() { return true; }
 }
 
 [[gnu::target("avx2,fma")]] void LanesAvx2(const double *const *x, const double *y, int n, double (*sums)[kLaneRows]) {
-  __m256d s[kLaneRows];
+  Double4 s[kLaneRows];
   Accumulate(x, y, n, s);
   for (int p = 0; p < 4; ++p) {
-    _mm256_storeu_pd(sums[p], s[p]);
-    _mm256_storeu_pd(sums[p] + 4, s[4 + p]);
+    At<Double4>(sums[p]).v = s[p];
+    At<Double4>(sums[p] + 4).v = s[4 + p];
   }
 }
 
 [[gnu::target("avx2,fma")]] void DotsAvx2(const double *const *x, const double *y, int n, double *out) {
-  __m256d s[kLaneRows];
+  Double4 s[kLaneRows];
   Accumulate(x, y, n, s);
 #pragma GCC unroll 2
   for (int half = 0; half < kLaneRows; half += 4) {
     const double *const *row = x + half;
-    __m256d s0 = s[half];
-    for (int k = n - n % 4; k < n; ++k)
-      s0 = _mm256_add_pd(
-          s0, _mm256_mul_pd(_mm256_set_pd(row[3][k], row[2][k], row[1][k], row[0][k]), _mm256_broadcast_sd(y + k)));
-    const __m256d s123 = _mm256_add_pd(_mm256_add_pd(s[half + 2], s[half + 1]), s[half + 3]);
-    _mm256_storeu_pd(out + half, _mm256_add_pd(s123, s0));
+    Double4 s0 = s[half];
+    for (int k = n - n % 4; k < n; ++k) s0 += Double4{row[0][k], row[1][k], row[2][k], row[3][k]} * y[k];
+    At<Double4>(out + half).v = s[half + 2] + s[half + 1] + s[half + 3] + s0;
   }
 }
 
@@ -146,30 +143,30 @@ template <bool fused, int vectors>
 [[gnu::target("avx2,fma")]] void BlockAvx2(const double *const *a, int aStep, const double *b, int depth,
                                            double *const *c, bool add) {
   constexpr int rows = 6;
-  __m256d s[rows][vectors];
+  Double4 s[rows][vectors];
   const double *p[rows];
 #pragma GCC unroll 8
   for (int i = 0; i < rows; ++i) {
-    for (int j = 0; j < vectors; ++j) s[i][j] = _mm256_setzero_pd();
+    for (int j = 0; j < vectors; ++j) s[i][j] = Double4{};
     p[i] = a[i];
-    _mm_prefetch(c[i], _MM_HINT_T0);
-    _mm_prefetch(c[i] + 7, _MM_HINT_T0);
+    __builtin_prefetch(c[i]);
+    __builtin_prefetch(c[i] + 7);
   }
   for (std::ptrdiff_t k = 0, at = 0; k < depth; ++k, at += aStep, b += 8) {
-    __m256d v[vectors];
-    for (int j = 0; j < vectors; ++j) v[j] = _mm256_loadu_pd(b + 4 * j);
+    Double4 v[vectors];
+    for (int j = 0; j < vectors; ++j) v[j] = At<Double4>(b + 4 * j).v;
 #pragma GCC unroll 8
     for (int i = 0; i < rows; ++i) {
-      const __m256d x = _mm256_broadcast_sd(p[i] + at);
+      const double x = p[i][at];
       for (int j = 0; j < vectors; ++j)
-        s[i][j] = fused ? _mm256_fmadd_pd(x, v[j], s[i][j]) : _mm256_add_pd(s[i][j], _mm256_mul_pd(x, v[j]));
+        s[i][j] = fused ? _mm256_fmadd_pd(_mm256_set1_pd(x), v[j], s[i][j]) : s[i][j] + x * v[j];
     }
   }
 #pragma GCC unroll 8
   for (int i = 0; i < rows; ++i)
     for (int j = 0; j < vectors; ++j) {
-      double *cell = c[i] + 4 * j;
-      _mm256_storeu_pd(cell, add ? _mm256_add_pd(_mm256_loadu_pd(cell), s[i][j]) : s[i][j]);
+      Anywhere<Double4> &cells = At<Double4>(c[i] + 4 * j);
+      cells.v = add ? cells.v + s[i][j] : s[i][j];
     }
 }
 
@@ -177,28 +174,28 @@ template <bool fused, int vectors>
 [[gnu::target("avx512f,avx2,fma")]] void BlockAvx512(const double *const *a, int aStep, const double *b, int depth,
                                                      double *const *c, bool add) {
   constexpr int rows = 8;
-  __m512d s[rows][vectors];
+  Double8 s[rows][vectors];
   const double *p[rows];
 #pragma GCC unroll 8
   for (int i = 0; i < rows; ++i) {
-    for (int j = 0; j < vectors; ++j) s[i][j] = _mm512_setzero_pd();
+    for (int j = 0; j < vectors; ++j) s[i][j] = Double8{};
     p[i] = a[i];
   }
   for (std::ptrdiff_t k = 0, at = 0; k < depth; ++k, at += aStep, b += 16) {
-    __m512d v[vectors];
-    for (int j = 0; j < vectors; ++j) v[j] = _mm512_loadu_pd(b + 8 * j);
+    Double8 v[vectors];
+    for (int j = 0; j < vectors; ++j) v[j] = At<Double8>(b + 8 * j).v;
 #pragma GCC unroll 8
     for (int i = 0; i < rows; ++i) {
-      const __m512d x = _mm512_set1_pd(p[i][at]);
+      const double x = p[i][at];
       for (int j = 0; j < vectors; ++j)
-        s[i][j] = fused ? _mm512_fmadd_pd(x, v[j], s[i][j]) : _mm512_add_pd(s[i][j], _mm512_mul_pd(x, v[j]));
+        s[i][j] = fused ? _mm512_fmadd_pd(_mm512_set1_pd(x), v[j], s[i][j]) : s[i][j] + x * v[j];
     }
   }
 #pragma GCC unroll 8
   for (int i = 0; i < rows; ++i)
     for (int j = 0; j < vectors; ++j) {
-      double *cell = c[i] + 8 * j;
-      _mm512_storeu_pd(cell, add ? _mm512_add_pd(_mm512_loadu_pd(cell), s[i][j]) : s[i][j]);
+      Anywhere<Double8> &cells = At<Double8>(c[i] + 8 * j);
+      cells.v = add ? cells.v + s[i][j] : s[i][j];
     }
 }
 
