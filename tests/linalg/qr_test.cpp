@@ -106,6 +106,26 @@ TEST(MatOlsQr, RankCodes) {
   EXPECT_EQ(MatOlsQr({nullptr, 0, 4}, {}, {}).code, QrRankDeficient);
 }
 
+// The rows after the first have 1 in its place and d beside it, so that the update of their norms subtracts 1 from
+// 1 + d d, whose digits end at 2^-52. What comes out below 100 * 2^-52 is formed anew and tells the two apart; what is
+// 100 * 2^-52 is not, and of the equal norms the earlier row comes first.
+TEST(KernelQrPivot, NormsLostToCancellationAreFormedAnew) {
+  const struct {
+    double first, second;  // d d in units of 2^-52
+    int chosen;
+  } cases[] = {{98.6, 99.4, 2}, {99.4, 98.6, 1}, {99.6, 100.4, 1}, {1e-9, 1e-7, 2}};
+  for (const auto &[first, second, chosen] : cases) {
+    const double d1 = std::sqrt(std::ldexp(first, -52)), d2 = std::sqrt(std::ldexp(second, -52));
+    const TestMatrix x = {{2, 0, 0}, {1, d1, 0}, {1, 0, d2}};
+    int pivot[3];
+    double beta[3];
+    EXPECT_EQ(KernelQrPivot(x, pivot, beta), Status::Ok);
+    EXPECT_EQ(pivot[0], 0);
+    EXPECT_EQ(pivot[1], chosen) << first;
+    EXPECT_NEAR(std::fabs(x[1][1]) / (chosen == 2 ? d2 : d1), 1, 1e-12);
+  }
+}
+
 // Either side of both tolerances, on factors given directly: the second row of L, rank and code.
 TEST(QrRank, ToleranceEdges) {
   const double tolerance = MatTolerance(), root = std::sqrt(tolerance);
