@@ -47,13 +47,12 @@ bool CholeskyPlain(Matrix a) {
   return true;
 }
 
-// B becomes B times the inverse of L', for B of m x n and a lower triangular L of n x n. A column whose diagonal cell
-// of L is 0 becomes 0.
+// B becomes B times the inverse of L', for B of m x n and a lower triangular L of n x n.
 void SolveRows(Matrix b, ConstMatrix l) {
   double dots[kBlock];
   for (int c = 0; c < l.rows; ++c) {
     DotProducts(b.Columns(0, c), l[c], dots);
-    for (int r = 0; r < b.rows; ++r) b[r][c] = l[c][c] == 0.0 ? 0.0 : (b[r][c] - dots[r]) / l[c][c];
+    for (int r = 0; r < b.rows; ++r) b[r][c] = (b[r][c] - dots[r]) / l[c][c];
   }
 }
 
