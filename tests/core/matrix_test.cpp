@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
@@ -80,6 +81,27 @@ TEST(Matrix, FillsKeepInsideTheView) {
   EXPECT_EQ(m[2][0], 0);
 }
 
+// Sizes within a block of the loops, at its edge and beyond, in a view with cells on both sides.
+TEST(Matrix, TrianglesAreMirroredAndTransposed) {
+  for (int n : {1, 2, 15, 16, 17, 50}) {
+    std::vector<double> cells(static_cast<std::size_t>(n) * static_cast<std::size_t>(n + 3), -1.0);
+    const Matrix m = Matrix(cells.data(), n, n + 3).Columns(2, n);
+    const auto at = [](int i, int j) { return 1000.0 * i + j; };
+    const auto becomes = [&](void (*change)(Matrix), auto expected) {
+      for (int i = 0; i < n; ++i)
+        for (int j = 0; j < n; ++j) m[i][j] = at(i, j);
+      change(m);
+      for (int i = 0; i < n; ++i) {
+        for (int j = 0; j < n; ++j) ASSERT_EQ(m[i][j], expected(i, j)) << n << ": " << i << "," << j;
+        for (int j : {-2, -1, n}) ASSERT_EQ(m[i][j], -1.0) << "beside row " << i;
+      }
+    };
+    becomes(MirrorLower, [&](int i, int j) { return at(std::max(i, j), std::min(i, j)); });
+    becomes(MirrorUpper, [&](int i, int j) { return at(std::min(i, j), std::max(i, j)); });
+    becomes(MatTransposeInPlace, [&](int i, int j) { return at(j, i); });
+  }
+}
+
 TEST(Matrix, OwnersHoldEverySizeThatFits) {
   const auto blocks = HeapLiveBlocks();
   {
@@ -88,6 +110,7 @@ TEST(Matrix, OwnersHoldEverySizeThatFits) {
     EXPECT_FALSE(OwnedMatrix(2, -1));
     EXPECT_FALSE(OwnedMatrix(0, -1));
     EXPECT_FALSE(OwnedMatrix(-1, 0));
+    EXPECT_FALSE(OwnedMatrix(-2, -3));
     EXPECT_FALSE(OwnedMatrix(most + 1, 0));
     EXPECT_FALSE(OwnedMatrix(0, most + 1));
     EXPECT_FALSE(OwnedMatrix(most, most));

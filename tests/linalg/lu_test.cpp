@@ -50,7 +50,10 @@ TEST(KernelInvertGeneral, StatusDeterminantAndTolerance) {
     EXPECT_NEAR(found.value, std::log(c.determinant), 1e-13) << c.determinant;
     EXPECT_EQ(found.sign, c.sign) << c.determinant;
   }
-  EXPECT_EQ(MatInvert({nullptr, 3, 3}), Status::Invalid);
+  LogDeterminant none = {77, 77};
+  EXPECT_EQ(MatInvert({nullptr, 3, 3}, &none), Status::Invalid);
+  EXPECT_EQ(none.value, 1);
+  EXPECT_EQ(none.sign, 0);
   EXPECT_EQ(MatInvert(cases[0].a.View().Block(0, 0, 0, 0)), Status::Invalid);
   const int piv[] = {0, 1};
   const LogDeterminant zero = LuLogDet(TestMatrix{{1, 2}, {3, 0}}, piv, 0);
@@ -90,11 +93,40 @@ TEST(LuFactor, SameBitsAsOneInnerProductPerElement) {
   EXPECT_EQ(LuFactor(TestMatrix{{1, 2}, {-1, 2}}, piv, {}), Status::Ok);
   EXPECT_EQ(piv[0], 0);  // the first of equals
   const TestMatrix singular(50, 50, [](int i, int j) { return std::cos((i + 1) * (j == 40 ? 3 : j)); });
-  EXPECT_EQ(LuFactor(singular, piv, {}), Status::Singular);
+  const TestMatrix mirror(50, 50);
+  EXPECT_EQ(LuFactor(singular, piv, mirror), Status::Singular);
   EXPECT_NE(singular[39][39], 0);
   for (int i = 40; i < 50; ++i) {
     EXPECT_EQ(piv[i], i);
     EXPECT_EQ(singular[i][i], 0);
+    EXPECT_EQ(mirror[i][i], 0);
+  }
+}
+
+// Up to 64 rows the inverse is one inner product for each element too: column i of the inverse of L U solves for the
+// unit vector e(i), from its 1 on; then the interchanges are undone.
+TEST(LuInverse, SameBitsAsOneInnerProductPerElement) {
+  for (int n : {5, 30, 64}) {
+    const TestMatrix lu = Random(n, n), expected(n, n);
+    std::vector<int> piv(static_cast<std::size_t>(n));
+    ASSERT_EQ(LuFactor(lu, piv, {}), Status::Ok);
+    for (int i = 0; i < n; ++i) {
+      std::vector<double> x(static_cast<std::size_t>(n), 0.0);
+      double *cells = x.data();
+      cells[i] = 1;
+      for (int j = i + 1; j < n; ++j) cells[j] = -DotProduct(lu[j] + i, cells + i, j - i);
+      for (int q = n - 1; q >= 0; --q)
+        cells[q] = (cells[q] - DotProduct(lu[q] + q + 1, cells + q + 1, n - 1 - q)) / lu[q][q];
+      for (int r = 0; r < n; ++r) expected[r][i] = cells[r];
+    }
+    for (int i = n - 1; i >= 0; --i)
+      for (int r = 0; r < n; ++r) std::swap(expected[r][i], expected[r][piv[static_cast<std::size_t>(i)]]);
+    WithEachMicroKernel([&](const char *name) {
+      const TestMatrix inverse(n, n);
+      LuInverse(lu, lu, piv, inverse);
+      ExpectNear(inverse, expected, 0.0, name);
+      return inverse.cells;
+    });
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include "core/heap.h"
 #include "core/missing.h"
+#include "linalg/products.h"
 #include "matrices.h"
 
 namespace tessel {
@@ -30,6 +31,21 @@ TEST(Moments, SandwichAndItsRefusals) {
   EXPECT_EQ(MatSandwich(x, x, out), Status::NoMemory);
   HeapFailAt(0);
   ExpectNear(out, TestMatrix(2, 2), 0.0, "unchanged");
+}
+
+// To the bit: products of 16 rows at a time, and of one row each for the rest, whose sums have another order.
+TEST(Moments, SandwichByBlocksOfRows) {
+  for (int n : {15, 16, 17, 35}) {
+    const TestMatrix x = Random(n, 30, 3), w = Mirrored(Random(30, 30, 4)), out(n, n), expected(n, n);
+    ASSERT_EQ(MatSandwich(x, w, out), Status::Ok);
+    for (int i = 0, rows = 0; i < n; i += rows) {
+      rows = i + 16 <= n ? 16 : 1;
+      const TestMatrix xw(rows, 30);
+      MatMulBt(x.View().Rows(i, rows), w, xw);
+      MatMulBt(xw, x.View().Rows(0, i + rows), expected.View().Block(i, rows, 0, i + rows));
+    }
+    ExpectNear(out, Mirrored(expected), 0.0, std::to_string(n));
+  }
 }
 
 TEST(Moments, CrossWeighted) {

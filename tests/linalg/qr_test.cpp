@@ -71,6 +71,10 @@ TEST(KernelQrPivot, ReflectionsAndSmallFactors) {
     HouseholderApplyRows(row.View().Columns(1, 3), v[0] + 1, HouseholderVector({v[0] + 1, 3}));
     ExpectNear(row, {{9, -7 * sign, 0, 0}}, 1e-14, "image");
   }
+  const TestMatrix zeroFirst = {{0, 3, 4}}, vector = zeroFirst;  // a 0 counts as positive
+  const double scale = HouseholderVector({vector[0], 3});
+  HouseholderApplyRows(zeroFirst, vector[0], scale);
+  ExpectNear(zeroFirst, {{-5, 0, 0}}, 1e-14, "image");
   const TestMatrix one = {{3}}, zero = {{3, 0, 0, 4}, {0, 0, 0, 0}, {1, 5, 6, 2}};
   EXPECT_EQ(KernelQrPivot(one, {}, beta), Status::Ok);
   EXPECT_EQ(beta[0], -2);
@@ -124,6 +128,15 @@ TEST(KernelQrPivot, NormsLostToCancellationAreFormedAnew) {
     EXPECT_EQ(pivot[1], chosen) << first;
     EXPECT_NEAR(std::fabs(x[1][1]) / (chosen == 2 ? d2 : d1), 1, 1e-12);
   }
+}
+
+// Rows too small for the rank are exchanged all the same, and the moments are those of the rows as they came.
+TEST(MatOlsQr, MomentsBeyondTheRank) {
+  const TestMatrix x = {{1, 0, 0, 0}, {0, 1e-15, 0, 0}, {0, 0, 1e-14, 0}};
+  const Fit fit = FitOf(x, {{1, 1, 1, 1}});
+  EXPECT_EQ(fit.result.rank, 1);
+  EXPECT_EQ(fit.result.code, QrRankDeficientIll);
+  ExpectNear(fit.moments, Mul(x, T(x)), 1e-40, "X X'");
 }
 
 // Either side of both tolerances, on factors given directly: the second row of L, rank and code.

@@ -94,12 +94,16 @@ TEST(HessenbergEigenvalues, RangeAndLimit) {
     for (int i = 1; i <= 3 && c.converges; ++i) EXPECT_NEAR(values[i].re, i, 1e-13);
   }
   // The cyclic block needs the exceptional shift, of 0.5, which the row above it must follow. The range is cut to fit.
-  const TestMatrix cyclic = {{2, 1, 1, 1}, {0, 0.5, 0, 1}, {0, 1, 0.5, 0}, {0, 0, 1, 0.5}};
-  Complex values[4];
+  const TestMatrix frame(12, 12, [](int, int) { return MissingValue(); });
+  const Matrix cyclic = frame.View().Block(4, 4, 4, 4);
+  Copy(cyclic, TestMatrix{{2, 1, 1, 1}, {0, 0.5, 0, 1}, {0, 1, 0.5, 0}, {0, 0, 1, 0.5}});
+  Complex framed[12];
+  const std::span<Complex> values = std::span(framed).subspan(4, 4);
   const EigenvalueResult result = HessenbergEigenvalues(cyclic, {-1, 9}, 30, values);
   EXPECT_EQ(result.status, Status::Ok);
   EXPECT_GT(result.iterations, 10);
   EXPECT_EQ(values[0].re, 2);
+  for (int i : {0, 3, 8, 11}) EXPECT_EQ(framed[i].re, 0) << i;
   EXPECT_NEAR(std::max({values[1].re, values[2].re, values[3].re}), 1.5, 1e-14);
 }
 

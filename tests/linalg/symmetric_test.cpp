@@ -78,6 +78,44 @@ TEST(MatInvertSpd, InverseTimesTheMatrix) {
   }
 }
 
+// The inverse of A = L D L' cell by cell, each an inner product of its own: d = 1 / D; M' = the inverse of L,
+// transposed; then M' d M from row 0 on, while the rows below are not scaled yet.
+TEST(MatInvertSpd, SameBitsAsOneInnerProductPerCell) {
+  for (int n : {2, 9, 10, 17, 30}) {
+    const TestMatrix input = RandomSpd(n), a = Lower(input);
+    std::vector<double> cells(static_cast<std::size_t>(n));
+    double *d = cells.data();
+    for (int i = 0; i < n; ++i) {
+      for (int j = 0; j < i; ++j) a[i][j] -= DotProduct(a[i], a[j], j);
+      double pivot = a[i][i];
+      for (int k = 0; k < i; ++k) {
+        const double t = a[i][k];
+        a[i][k] = t * d[k];
+        pivot -= t * t * d[k];
+      }
+      d[i] = 1 / pivot;
+    }
+    for (int i = 1; i < n; ++i)
+      for (int j = 0; j < i; ++j) a[j][i] = -a[i][j] - DotProduct(a[i] + j + 1, a[j] + j + 1, i - 1 - j);
+    for (int i = 0; i < n; ++i) {
+      double sum = 0;
+      for (int k = i + 1; k < n; ++k) {
+        const double t = a[i][k];
+        a[i][k] *= d[k];
+        sum += a[i][k] * t;
+      }
+      a[i][i] = sum + d[i];
+      for (int j = i + 1; j < n; ++j) a[i][j] += DotProduct(a[i] + j + 1, a[j] + j + 1, n - 1 - j);
+    }
+    WithEachMicroKernel([&](const char *name) {
+      const TestMatrix inverse = Lower(input);
+      EXPECT_EQ(MatInvertSpd(inverse), Status::Ok);
+      ExpectNear(inverse, Mirrored(T(a)), 0.0, name);
+      return inverse.cells;
+    });
+  }
+}
+
 // The pivots of the Hilbert matrix are ((i-1)!)^4 / ((2i-2)! (2i-1)!): 1.4e-12 at 11, and 8.7e-14 at 12, which is
 // refused. Corner (0, 0) of the inverse is n^2. The condition number grows like e^(3.5 n).
 TEST(MatInvertSpd, HilbertMatrices) {
