@@ -1,6 +1,6 @@
 // The words of an export's frame: reading arguments, allocating outputs, storing the result.
 //
-// Only the files of this folder include this header. An export goes through these steps in this order:
+// Only the files of this folder and their test include this header. An export goes through these steps in this order:
 //   1. Return...(rtn, default), where a default is stored before the checks
 //   2. CheckTypes for each run of arguments of one tag, in argument order
 //   3. MatrixAt, OptionalMatrixAt, IntegerAt, DoubleAt, TextAt
@@ -9,8 +9,8 @@
 //   6. the worker
 //   7. Return...(rtn, result)
 // An output is allocated behind the worker where only the worker knows its size (FnComfac, output 9 of FnEncompassing),
-// or where it must stay as it was when the worker fails (rtn of FnDynForc, FnImpulse and FnJackknifeHCSE, the output of
-// FnInstabilityTest). FnGarchVar and FnEgarchVar keep their outputs' old values by giving the worker matrices of their
+// or where it must stay as it was when the worker fails (FnInstabilityTest; rtn of FnDynForc, FnImpulse and
+// FnJackknifeHCSE). FnGarchVar and FnEgarchVar keep their outputs' old values by giving the worker matrices of their
 // own. FnFracSigma refuses its first argument behind step 5. The exports of the workspace (algebra.cpp) take steps 1 to
 // 3 and then work on the workspace.
 #pragma once
