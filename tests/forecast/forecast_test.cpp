@@ -1,7 +1,9 @@
 // Forecasts and impulse responses, called as a user calls them.
 #include <cmath>
 #include <memory>
+#include <vector>
 
+#include "forecast/forecast_rows.h"
 #include "support/reference_cases.h"
 
 namespace {
@@ -72,6 +74,22 @@ ExportCall Responses(int t1, int t2, int equation, int kind) {
   a.resize(14);
   a.insert(a.end(), {Int(equation), Int(kind)});
   return ExportCall{"FnImpulse", a}.With({{"reduced", Int(1)}});
+}
+
+// The list of endogenous variables holds nY: further descriptors with lag 0 are regressors like others.
+TEST(Forecast, MoreDescriptorsWithoutALagThanEquations) {
+  constexpr int nX = 50000;
+  std::vector<double> identities, kinds(nX + 1, 1.0), lags(nX + 1, 0.0);
+  for (int i = 0; i <= nX; ++i) identities.push_back(i);
+  lags[3] = 2;  // of a variable that is not endogenous
+  identities[7] = 0, lags[7] = 4;
+  tessel::ForecastIndex index;
+  ASSERT_EQ(tessel::BuildForecastIndex({identities, kinds, lags, 1, 1}, 1, nX, &index), tessel::Status::Ok);
+  ASSERT_EQ(index.nLag, 1);
+  EXPECT_EQ(index.terms[0].varIndex, 0);
+  EXPECT_EQ(index.terms[0].lagOf, 4);
+  EXPECT_EQ(index.longestLag, 4);
+  EXPECT_EQ(tessel::BuildForecastIndex({identities, kinds, lags, 5, 6}, 1, nX, &index), tessel::Status::Invalid);
 }
 
 TEST(Forecast, SpansAndMissingValues) {
