@@ -3,7 +3,9 @@
 #include <memory>
 #include <vector>
 
-#include "forecast/forecast_rows.h"
+#include "core/missing.h"
+#include "forecast/impulse.h"
+#include "forecast/recursion.h"
 #include "support/reference_cases.h"
 
 namespace {
@@ -90,6 +92,41 @@ TEST(Forecast, MoreDescriptorsWithoutALagThanEquations) {
   EXPECT_EQ(index.terms[0].lagOf, 4);
   EXPECT_EQ(index.longestLag, 4);
   EXPECT_EQ(tessel::BuildForecastIndex({identities, kinds, lags, 5, 6}, 1, nX, &index), tessel::Status::Invalid);
+}
+
+// One variable that follows its own lag.
+tessel::ForecastModel OneEquation(tessel::ConstMatrix actual, tessel::ConstMatrix regressors, int nIdent) {
+  constexpr double identities[] = {1, 1}, kinds[] = {1, 1}, lags[] = {0, 1}, pi[] = {0.5};
+  tessel::ForecastModel model;
+  EXPECT_EQ(tessel::BuildForecastIndex({identities, kinds, lags, 1, 1}, 1, 1, &model.index), tessel::Status::Ok);
+  EXPECT_EQ(tessel::NewForecastRows(model.index, {actual, regressors, nIdent, 3}, &model.rows), tessel::Status::Ok);
+  model.piColumns = tessel::CoefficientColumns({pi, 1, 1});
+  return model;
+}
+
+TEST(Forecast, AFailedProgramLeavesNoOldIdentity) {
+  constexpr double known[] = {8, 8}, regressors[] = {0, 0, 0, 0};
+  tessel::AlgebraWorkspace workspace;
+  ASSERT_EQ(workspace.Open({2000, 1, 0, 0, 1}, 4, 1), tessel::Status::Ok);
+  const char *const names[] = {"y"};
+  ASSERT_EQ(workspace.AddData({known, 2, 1}, names), tessel::Status::Ok);
+  ASSERT_EQ(workspace.Compile("root = sqrt(y - 3);"), tessel::Status::Ok);
+  tessel::ForecastModel model = OneEquation({known, 1, 2}, {regressors, 1, 4}, 1);
+  model.workspace = &workspace;
+  model.base = 2;
+  tessel::Fill(model.rows.results.Rows(1, 1), 77.0);
+  tessel::ForecastRecursion(model, 2, 3, tessel::PlainPass);
+  EXPECT_EQ(model.rows[1][2], 1.0) << "the root of 4 - 3";
+  EXPECT_TRUE(tessel::IsMissing(model.rows[1][3])) << "2 - 3 has none";
+}
+
+TEST(Impulse, OfAnEquationWithoutAnError) {
+  constexpr double known[] = {8, 8}, regressors[] = {0, 0, 0, 0};
+  const tessel::ForecastModel model = OneEquation({known, 1, 2}, {regressors, 1, 4}, 0);
+  for (const int kind : {tessel::StandardErrorShock, tessel::OrthogonalShock}) {
+    const tessel::Shock shock = {kind, 0, {}, {}, {}};
+    EXPECT_EQ(tessel::ImpulseResponse(model.rows, model.index, model.piColumns, shock, 0, 3), tessel::Status::Invalid);
+  }
 }
 
 TEST(Forecast, SpansAndMissingValues) {
