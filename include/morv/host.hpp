@@ -153,13 +153,14 @@ class MORV_API Library {
   void *handle_ = nullptr;
 };
 
-// Test switch: the n-th allocation of the runtime's from now fails (1 is the next one); 0 switches it off.
+// Test switch: the n-th allocation that the runtime makes for this thread from now fails (1 is the next one); 0
+// switches it off.
 MORV_API void FailAllocationAt(long n);
 
-// Test probe: whether an allocation switched to fail has not come yet.
+// Test probe: whether an allocation of this thread switched to fail has not come yet.
 MORV_API bool FailAllocationPending();
 
-// Test probe: blocks that the runtime has taken and not yet released.
+// Test probe: blocks that the runtime has taken for all threads and not yet released.
 MORV_API long LiveBlocks();
 
 }  // namespace morv
